@@ -1,0 +1,44 @@
+#include "BenchSupport.h"
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <map>
+
+namespace bench {
+namespace {
+
+// Keeps the time per iteration of each benchmark: its median when repeated.
+class RecordingReporter : public benchmark::ConsoleReporter {
+public:
+    void ReportRuns(const std::vector<Run>& runs) override {
+        ConsoleReporter::ReportRuns(runs);
+        for (const Run& run : runs) {
+            const bool median = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
+            if (median || (run.run_type == Run::RT_Iteration && !times.count(run.run_name.function_name)))
+                times[run.run_name.function_name] = run.GetAdjustedRealTime();
+        }
+    }
+    std::map<std::string, double> times;
+};
+
+}  // namespace
+
+int runWithRatios(int argc, char** argv, const std::vector<std::pair<std::string, std::string>>& ratios) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    RecordingReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+    std::printf("\n");
+    for (const auto& [measured, reference] : ratios) {
+        const auto a = reporter.times.find(measured);
+        const auto b = reporter.times.find(reference);
+        if (a != reporter.times.end() && b != reporter.times.end() && b->second > 0)
+            std::printf("ratio %-32s / %-32s = %6.2f\n", measured.c_str(), reference.c_str(), a->second / b->second);
+    }
+    return 0;
+}
+
+}  // namespace bench

@@ -1,0 +1,14 @@
+// A benchmark main that also prints, after the usual table, how each measured
+// operation compares with its reference: "ratio A / B" from the medians.
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace bench {
+
+// Pairs of benchmark names (measured, reference) whose median times are compared.
+int runWithRatios(int argc, char** argv, const std::vector<std::pair<std::string, std::string>>& ratios);
+
+}  // namespace bench

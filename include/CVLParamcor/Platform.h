@@ -1,0 +1,91 @@
+// What the library needs from the machine it runs on, gathered in one place so
+// that a host or a test can replace each piece on its own: the registry store, the
+// message boxes, the windows, the library's folder, the clock and the locale's
+// separators. One Platform is installed per process.
+#pragma once
+
+#include <CVLParamcor/RegistryStore.h>
+
+#include <QString>
+
+#include <functional>
+#include <memory>
+
+namespace paramcor {
+
+class Parametri;
+
+struct Separators {
+    QString decimal;
+    QString thousands;
+};
+
+// Flags and answers of a message box, as the system message box takes them.
+namespace mb {
+constexpr int OkOnly = 0;
+constexpr int YesNo = 4;
+constexpr int Critical = 16;
+constexpr int Question = 32;
+constexpr int Exclamation = 48;
+constexpr int Information = 64;
+constexpr int DefaultButton2 = 256;
+
+constexpr int Ok = 1;
+constexpr int Cancel = 2;
+constexpr int Yes = 6;
+constexpr int No = 7;
+}  // namespace mb
+
+class MessageBoxes {
+public:
+    virtual ~MessageBoxes() = default;
+    // Shows `text` and returns the button pressed (mb::Ok, mb::Yes, mb::No...).
+    // A null `title` means the library's own title.
+    virtual int show(const QString& text, int flags, const QString& title) = 0;
+    // The system beep that goes with some warnings.
+    virtual void beep() {}
+};
+
+// The library's windows. The headless default says that no window is available,
+// changes nothing and answers "not changed".
+class Dialogs {
+public:
+    virtual ~Dialogs() = default;
+    // The language window; true when the user confirmed another language,
+    // which is then in `language`.
+    virtual bool chooseLanguage(Parametri& owner, short& language);
+    // The text correction window.
+    virtual void correctTexts(Parametri& owner);
+    // The folder editor, showing the folders that match `filter` (all when empty);
+    // true when a folder was changed.
+    virtual bool editFolders(Parametri& owner, const QString& filter);
+
+protected:
+    static void reportNoWindow(const QString& what);
+};
+
+struct Platform {
+    std::shared_ptr<RegistryStore> registry;  // the three hives
+    std::shared_ptr<MessageBoxes> messages;   // every message box of the library
+    std::shared_ptr<Dialogs> dialogs;         // the windows; headless when none
+    QString libraryFolder;                    // empty: the folder holding the library
+    std::function<double()> timer;            // seconds since midnight, wraps like the platform's
+    std::function<Separators()> separators;   // decimal and thousands separators of the user's locale
+};
+
+// The installed platform; the defaults of the pieces left empty are filled in on first use.
+Platform& platform();
+
+// Replaces the platform (empty pieces take their defaults) and resets the
+// library-wide registry selection.
+void installPlatform(Platform replacement);
+
+// The defaults, for hosts that replace only some pieces.
+std::shared_ptr<RegistryStore> defaultRegistryStore();
+std::shared_ptr<MessageBoxes> headlessMessageBoxes();
+std::shared_ptr<Dialogs> headlessDialogs();
+QString libraryFolder();  // the installed one, or the folder of the loaded library
+double secondsSinceMidnight();
+Separators systemSeparators();
+
+}  // namespace paramcor

@@ -1,0 +1,70 @@
+// The five registry operations the library needs, with the Windows semantics and
+// result codes, so that the same logic runs on the real registry and on the POSIX
+// store. Standard C++ only: this header is also compiled for Windows without Qt.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace paramcor {
+
+enum class Hive : std::uint32_t {
+    ClassesRoot = 0x80000000u,
+    CurrentUser = 0x80000001u,
+    LocalMachine = 0x80000002u,
+};
+
+// An open key; 0 never names one.
+using KeyHandle = std::uintptr_t;
+
+// Windows system error codes, as the registry functions return them.
+namespace regerr {
+constexpr long Success = 0;
+constexpr long FileNotFound = 2;        // ERROR_FILE_NOT_FOUND: no such key or value
+constexpr long AccessDenied = 5;        // ERROR_ACCESS_DENIED
+constexpr long InvalidHandle = 6;       // ERROR_INVALID_HANDLE
+constexpr long SharingViolation = 32;   // ERROR_SHARING_VIOLATION: held by another process
+constexpr long InvalidParameter = 87;   // ERROR_INVALID_PARAMETER
+constexpr long BadPathname = 161;       // ERROR_BAD_PATHNAME
+constexpr long MoreData = 234;          // ERROR_MORE_DATA
+constexpr long BadDatabase = 1009;      // ERROR_BADDB: the hive file is not a hive
+constexpr long IoFailed = 1016;         // ERROR_REGISTRY_IO_FAILED
+}  // namespace regerr
+
+// Registry value types used by the library.
+namespace regtype {
+constexpr std::uint32_t String = 1;  // REG_SZ
+constexpr std::uint32_t Binary = 3;  // REG_BINARY
+constexpr std::uint32_t Dword = 4;   // REG_DWORD
+}  // namespace regtype
+
+// Paths are backslash-separated UTF-8; key and value names compare case-insensitively
+// and keep the case they were created with. The empty value name is the key's
+// unnamed (default) value; the empty path names the hive's root key.
+class RegistryStore {
+public:
+    virtual ~RegistryStore() = default;
+
+    // Opens the key with all access, creating it and every missing parent.
+    virtual long createKey(Hive hive, const std::string& path, KeyHandle* key) = 0;
+
+    // Opens an existing key for reading only.
+    virtual long openKey(Hive hive, const std::string& path, KeyHandle* key) = 0;
+
+    // Reads a value. `capacity` is the caller's buffer size in bytes: when the data
+    // is larger the result is MoreData, `*size` tells the size needed and `data` is
+    // left alone. On success `*data` holds exactly `*size` bytes. `type`, `data` and
+    // `size` may each be null.
+    virtual long queryValue(KeyHandle key, const std::string& name, std::uint32_t* type,
+                            std::vector<std::uint8_t>* data, std::uint32_t capacity,
+                            std::uint32_t* size) = 0;
+
+    // Writes a value; it is durable when the call returns.
+    virtual long setValue(KeyHandle key, const std::string& name, std::uint32_t type,
+                          const std::vector<std::uint8_t>& data) = 0;
+
+    virtual long closeKey(KeyHandle key) = 0;
+};
+
+}  // namespace paramcor

@@ -1,0 +1,54 @@
+// The registry store of POSIX systems: one SQLite file per hive.
+#pragma once
+
+#include <CVLParamcor/RegistryStore.h>
+
+#include <memory>
+#include <string>
+
+namespace paramcor {
+
+// Several processes may use the same files at once: every write is committed when
+// it returns, and a write made by one process is seen by the next read of any other.
+// A hive whose file cannot be written is opened read-only: createKey then fails with
+// AccessDenied and openKey still works, as for a Windows user without rights. A file
+// that is not a hive is reported (BadDatabase) and never changed.
+//
+// Files: "HKEY_CURRENT_USER.db" and "HKEY_CLASSES_ROOT.db" in the user folder,
+// "HKEY_LOCAL_MACHINE.db" in the machine folder, each with a small "-changes" file
+// beside it that counts committed writes, so that readers can keep what they have
+// read in memory until somebody writes. Folders are created when first written.
+class SqliteRegistryStore final : public RegistryStore {
+public:
+    struct Options {
+        int busyTimeoutMs = 5000;  // how long to wait for another process's write
+    };
+
+    // All three hives in one folder.
+    explicit SqliteRegistryStore(const std::string& folder);
+    SqliteRegistryStore(const std::string& folder, Options options);
+    SqliteRegistryStore(const std::string& userFolder, const std::string& machineFolder,
+                        Options options = {});
+    ~SqliteRegistryStore() override;
+
+    SqliteRegistryStore(const SqliteRegistryStore&) = delete;
+    SqliteRegistryStore& operator=(const SqliteRegistryStore&) = delete;
+
+    long createKey(Hive hive, const std::string& path, KeyHandle* key) override;
+    long openKey(Hive hive, const std::string& path, KeyHandle* key) override;
+    long queryValue(KeyHandle key, const std::string& name, std::uint32_t* type,
+                    std::vector<std::uint8_t>* data, std::uint32_t capacity,
+                    std::uint32_t* size) override;
+    long setValue(KeyHandle key, const std::string& name, std::uint32_t type,
+                  const std::vector<std::uint8_t>& data) override;
+    long closeKey(KeyHandle key) override;
+
+    // The file that holds a hive.
+    std::string hiveFile(Hive hive) const;
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> d;
+};
+
+}  // namespace paramcor

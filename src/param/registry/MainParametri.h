@@ -1,0 +1,89 @@
+// The library-wide registry selection and the typed value access built on it.
+// One state for the whole process: every Parametri object reads and changes the
+// same store, program, section and Push stack, as the suite's programs expect.
+#pragma once
+
+#include <CVLParamcor/RegistryStore.h>
+
+#include <QString>
+#include <QVariant>
+
+#include <array>
+#include <cstdint>
+
+namespace paramcor {
+
+class MainParametri {
+public:
+    // The one selection of the process.
+    static MainParametri& instance();
+
+    // Back to the state of a freshly loaded library (closing a key left open).
+    void reset();
+
+    // --- Selection ---------------------------------------------------------------
+    Hive hive() const { return hive_; }
+    QString program() const { return program_; }
+    QString section() const { return section_; }
+    bool noMakerRoot() const { return noMakerRoot_; }
+    QString registryRoot() const { return registryRoot_; }
+    bool debugMode() const { return debugMode_; }
+    bool skipDefaultWrite() const { return skipDefaultWrite_; }
+    bool reportErrors() const { return reportErrors_; }
+    int depth() const { return depth_; }
+    KeyHandle openKey() const { return openKey_; }
+
+    void setProgram(const QString& program);  // also clears section and the no-maker-root flag
+    void setSection(const QString& section) { section_ = section; }
+    void selectHive(Hive hive, bool noMakerRoot);  // clears program and section
+    void setRegistryRoot(const QString& root) { registryRoot_ = root; }
+    void setDebugMode(bool on) { debugMode_ = on; }
+    void setSkipDefaultWrite(bool on) { skipDefaultWrite_ = on; }  // SaltaScritturaDefault
+    void setReportErrors(bool on) { reportErrors_ = on; }
+
+    void Push();
+    void Pop();  // throws std::out_of_range above depth 100
+    // Pops everything, as the destruction of a Parametri object does; the
+    // overflowing pushes above 100 saved nothing and are simply dropped.
+    void unwind();
+
+    // --- Keys --------------------------------------------------------------------
+    QString ComposeKeyPath() const;
+    void OpenKey();
+    void CloseKey();
+    bool ReportApiError(long code, const QString& call) const;
+
+    // --- Typed values ------------------------------------------------------------
+    QVariant ReadValue(const QString& name, const QVariant& defaultValue);
+    void WriteValue(const QString& name, const QVariant& value);
+    QString ReadString(const QString& name, const QString& defaultValue);
+    void WriteString(const QString& name, const QString& value);
+
+    static constexpr int kStackSlots = 101;  // slots 0..100; 0 and 100 are never written
+    static constexpr int kStackLimit = 100;
+
+private:
+    MainParametri() = default;
+
+    // Reads the open key's REG_SZ value as the suite's strings: at most 255
+    // characters, one trailing zero dropped. MoreData when it is longer.
+    long queryString(const std::string& name, std::uint32_t* type, QString* text) const;
+    // Shows a registry message: no explicit title.
+    static void message(const QString& text, int flags);
+
+    Hive hive_ = Hive{0};
+    QString program_;
+    QString section_;
+    bool noMakerRoot_ = false;
+    QString registryRoot_;
+    KeyHandle openKey_ = 0;
+    bool debugMode_ = false;
+    bool skipDefaultWrite_ = false;
+    bool reportErrors_ = false;
+    int depth_ = 0;
+    std::array<Hive, kStackSlots> savedHives_{};
+    std::array<QString, kStackSlots> savedPrograms_;
+    std::array<QString, kStackSlots> savedSections_;
+};
+
+}  // namespace paramcor

@@ -1,0 +1,79 @@
+#include <CVLParamcor/Platform.h>
+#include <CVLParamcor/SqliteRegistryStore.h>
+
+#include "param/registry/MainParametri.h"
+
+#include <QLocale>
+#include <QStandardPaths>
+#include <QTime>
+
+#include <cstdio>
+
+namespace paramcor {
+namespace {
+
+// Writes each message to standard error and answers with its default button, so
+// that a program without windows neither blocks nor loses what it was told.
+class HeadlessMessageBoxes final : public MessageBoxes {
+public:
+    int show(const QString& text, int flags, const QString& title) override {
+        const QString shownTitle = title.isNull() ? QStringLiteral("CVLParamcor") : title;
+        std::fprintf(stderr, "[%s] %s\n", qUtf8Printable(shownTitle), qUtf8Printable(text));
+        const int buttons = flags & 7;
+        const bool secondIsDefault = (flags & mb::DefaultButton2) != 0;
+        switch (buttons) {
+        case 1: return secondIsDefault ? mb::Cancel : mb::Ok;  // OK, Cancel
+        case 4: return secondIsDefault ? mb::No : mb::Yes;     // Yes, No
+        default: return mb::Ok;
+        }
+    }
+};
+
+void fillDefaults(Platform& p) {
+    if (!p.registry)
+        p.registry = defaultRegistryStore();
+    if (!p.messages)
+        p.messages = headlessMessageBoxes();
+    if (!p.dialogs)
+        p.dialogs = headlessDialogs();
+    if (!p.timer)
+        p.timer = secondsSinceMidnight;
+    if (!p.separators)
+        p.separators = systemSeparators;
+}
+
+Platform& installed() {
+    static Platform current = [] {
+        Platform p;
+        fillDefaults(p);
+        return p;
+    }();
+    return current;
+}
+
+}  // namespace
+
+Platform& platform() { return installed(); }
+
+void installPlatform(Platform replacement) {
+    MainParametri::instance().reset();  // closes a key left open on the old store
+    fillDefaults(replacement);
+    installed() = std::move(replacement);
+}
+
+std::shared_ptr<RegistryStore> defaultRegistryStore() {
+    const QString userFolder =
+        QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + QStringLiteral("/CVLParamcor");
+    return std::make_shared<SqliteRegistryStore>(userFolder.toStdString(), std::string("/var/lib/CVLParamcor"));
+}
+
+std::shared_ptr<MessageBoxes> headlessMessageBoxes() { return std::make_shared<HeadlessMessageBoxes>(); }
+
+double secondsSinceMidnight() { return QTime::currentTime().msecsSinceStartOfDay() / 1000.0; }
+
+Separators systemSeparators() {
+    const QLocale locale = QLocale::system();
+    return {locale.decimalPoint(), locale.groupSeparator()};
+}
+
+}  // namespace paramcor

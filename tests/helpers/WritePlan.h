@@ -1,0 +1,34 @@
+// What each of the concurrent writer processes writes: 2 000 values of every
+// interface type, half under its own program, half under a program all share.
+#pragma once
+
+#include <CVLParamcor/Parametri.h>
+
+namespace paramcor::test {
+
+constexpr int kValuesPerWriter = 2000;
+
+struct PlannedValue {
+    QString program;
+    QString section;
+    QString name;
+    QVariant value;
+};
+
+inline PlannedValue plannedValue(int writer, int i) {
+    PlannedValue v;
+    v.program = i % 2 == 0 ? QStringLiteral("Writer%1").arg(writer) : QStringLiteral("Shared");
+    v.section = QStringLiteral("S%1").arg(i % 7);
+    v.name = QStringLiteral("W%1_V%2").arg(writer).arg(i);
+    switch (i % 6) {
+    case 0: v.value = Integer(static_cast<short>(writer * 1000 + i % 1000)); break;
+    case 1: v.value = Long(writer * 100000 + i); break;
+    case 2: v.value = Single(static_cast<float>(writer) + static_cast<float>(i) / 8.0f); break;
+    case 3: v.value = Double(writer * 1e6 + i + 0.25); break;
+    case 4: v.value = String(QStringLiteral("W%1 valore %2 è").arg(writer).arg(i)); break;
+    default: v.value = Boolean((i / 6 + writer) % 2 == 1); break;
+    }
+    return v;
+}
+
+}  // namespace paramcor::test

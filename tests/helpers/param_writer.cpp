@@ -1,0 +1,83 @@
+// A client program of the suite, started several times at once by the tests:
+// param_writer STORE_FOLDER WRITER_NUMBER. Exits 0 when every value it wrote
+// reads back as written and no message was shown.
+#include "WritePlan.h"
+
+#include <CVLParamcor/Platform.h>
+#include <CVLParamcor/SqliteRegistryStore.h>
+
+#include <cstdio>
+#include <cstring>
+#include <cstdlib>
+
+namespace {
+
+class FailOnMessage final : public paramcor::MessageBoxes {
+public:
+    int show(const QString& text, int, const QString&) override {
+        std::fprintf(stderr, "unexpected message: %s\n", qUtf8Printable(text));
+        ++count;
+        return paramcor::mb::Ok;
+    }
+    int count = 0;
+};
+
+// What a read returns for a written value: Doubles come back as Singles.
+QVariant expectedRead(const QVariant& written) {
+    if (written.metaType().id() == QMetaType::Double) {
+        const double d = written.toDouble();
+        float low;
+        std::memcpy(&low, &d, sizeof low);
+        return paramcor::Single(low);
+    }
+    return written;
+}
+
+QVariant otherOfSameType(const QVariant& v) {
+    switch (v.metaType().id()) {
+    case QMetaType::Short: return paramcor::Integer(-1);
+    case QMetaType::Int: return paramcor::Long(-1);
+    case QMetaType::Float: return paramcor::Single(-1);
+    case QMetaType::Double: return paramcor::Double(-1);
+    case QMetaType::QString: return paramcor::String("?");
+    default: return paramcor::Boolean(!v.toBool());
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 3) {
+        std::fprintf(stderr, "usage: param_writer STORE_FOLDER WRITER_NUMBER\n");
+        return 2;
+    }
+    const int writer = std::atoi(argv[2]);
+    auto messages = std::make_shared<FailOnMessage>();
+    paramcor::Platform platform;
+    platform.registry = std::make_shared<paramcor::SqliteRegistryStore>(argv[1]);
+    platform.messages = messages;
+    paramcor::installPlatform(platform);
+
+    paramcor::Parametri par;
+    par.CurrentUser();
+    for (int i = 0; i < paramcor::test::kValuesPerWriter; ++i) {
+        const auto v = paramcor::test::plannedValue(writer, i);
+        par.Programma(v.program);
+        par.Sezione(v.section);
+        par.ScriviParametro(v.name, v.value);
+    }
+    int wrong = 0;
+    for (int i = 0; i < paramcor::test::kValuesPerWriter; ++i) {
+        const auto v = paramcor::test::plannedValue(writer, i);
+        par.Programma(v.program);
+        par.Sezione(v.section);
+        const QVariant read = par.LeggiParametro(v.name, otherOfSameType(v.value));
+        const QVariant expected = expectedRead(v.value);
+        if (read.metaType() != expected.metaType() || read != expected) {
+            if (++wrong <= 5)
+                std::fprintf(stderr, "writer %d: %s read %s\n", writer, qUtf8Printable(v.name),
+                             qUtf8Printable(read.toString()));
+        }
+    }
+    return wrong == 0 && messages->count == 0 ? 0 : 1;
+}

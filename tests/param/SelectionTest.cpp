@@ -1,0 +1,252 @@
+// The library-wide selection: key paths, the Push stack, opening keys.
+#include "param/registry/MainParametri.h"
+#include "support/TestPlatform.h"
+
+#include <CVLParamcor/Parametri.h>
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+namespace paramcor {
+namespace {
+
+using test::TestPlatform;
+
+MainParametri& state() { return MainParametri::instance(); }
+
+struct KeyPathCase {
+    const char* name;
+    QString root;
+    bool localMachine;
+    QVariant noCorvel;
+    QString program;
+    QString section;
+    QString expected;
+};
+
+class KeyPathTest : public ::testing::TestWithParam<KeyPathCase> {};
+
+TEST_P(KeyPathTest, ComposesFromTheSelection) {
+    TestPlatform platform;
+    Parametri par;
+    const KeyPathCase& c = GetParam();
+    state().setRegistryRoot(c.root);
+    if (c.localMachine)
+        par.LocalMachine(c.noCorvel);
+    else
+        par.CurrentUser(c.noCorvel);
+    if (!c.program.isNull())
+        par.Programma(c.program);
+    par.Sezione(c.section);
+    EXPECT_EQ(state().ComposeKeyPath(), c.expected);
+    EXPECT_EQ(state().hive(), c.localMachine ? Hive::LocalMachine : Hive::CurrentUser);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Selection, KeyPathTest,
+    ::testing::Values(
+        KeyPathCase{"ProgramAndSection", "\\Corvel", false, {}, "Prog", "Sez", "SOFTWARE\\Corvel\\Prog\\Sez"},
+        KeyPathCase{"ProgramOnly", "\\Corvel", false, {}, "Prog", "", "SOFTWARE\\Corvel\\Prog"},
+        KeyPathCase{"MakerKeyItself", "\\Corvel", true, {}, {}, "", "SOFTWARE\\Corvel"},
+        KeyPathCase{"SectionWithoutProgram", "\\Corvel", true, {}, {}, "Sez", "SOFTWARE\\Corvel\\Sez"},
+        KeyPathCase{"EmptyRoot", "", false, {}, "Prog", "", "SOFTWARE\\Prog"},
+        KeyPathCase{"EmptyRootNoProgram", "", false, {}, {}, "", "SOFTWARE"},
+        KeyPathCase{"NoCorvelProgram", "\\Corvel", false, Boolean(true), "Prog", "", "\\Prog"},
+        KeyPathCase{"NoCorvelProgramSection", "\\Corvel", false, Boolean(true), "Prog", "Sez", "\\Prog\\Sez"},
+        KeyPathCase{"NoCorvelSectionAlone", "\\Corvel", false, Boolean(true), {}, "Sez", "Sez"},
+        KeyPathCase{"NoCorvelNothing", "\\Corvel", false, Boolean(true), {}, "", ""},
+        KeyPathCase{"NoCorvelAsNumber", "\\Corvel", true, Long(-1), {}, "", ""},
+        KeyPathCase{"NoCorvelNullIsFalse", "\\Corvel", false, Null(), {}, "", "SOFTWARE\\Corvel"},
+        KeyPathCase{"NoCorvelFalse", "\\Corvel", false, Boolean(false), {}, "", "SOFTWARE\\Corvel"},
+        KeyPathCase{"LevelsAreNotTrimmed", "\\Corvel", false, {}, "A\\B", "C\\", "SOFTWARE\\Corvel\\A\\B\\C\\"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST(Selection, SettingProgramClearsSectionAndNoMakerRootButKeepsTheStore) {
+    TestPlatform platform;
+    Parametri par;
+    par.LocalMachine(Boolean(true));
+    par.Sezione("Sez");
+    par.Programma("Prog");
+    EXPECT_EQ(par.Sezione(), "");
+    EXPECT_FALSE(state().noMakerRoot());
+    EXPECT_EQ(state().hive(), Hive::LocalMachine);
+}
+
+TEST(Selection, IsSharedByEveryObjectOfTheProcess) {
+    TestPlatform platform;
+    Parametri first;
+    Parametri second;
+    first.Programma("Taglio");
+    first.Sezione("Lama");
+    first.ModoDebug(true);
+    EXPECT_EQ(second.Programma(), "Taglio");
+    EXPECT_EQ(second.Sezione(), "Lama");
+    EXPECT_TRUE(second.ModoDebug());
+    second.ScriviParametro("Giri", Long(3000));
+    EXPECT_EQ(first.LeggiParametro("Giri", Long(1)), Long(3000));
+}
+
+TEST(Selection, CreationSelectsTheCurrentUserAndClearsTheRoot) {
+    TestPlatform platform;
+    state().setRegistryRoot("\\Old");
+    state().selectHive(Hive::LocalMachine, true);
+    state().setProgram("Prog");
+    Parametri par;
+    EXPECT_EQ(state().hive(), Hive::CurrentUser);
+    EXPECT_EQ(state().registryRoot(), "");
+    EXPECT_EQ(par.Programma(), "");
+    EXPECT_FALSE(state().noMakerRoot());
+}
+
+TEST(PushPop, RestoresStoreProgramAndSectionButNotTheFlags) {
+    TestPlatform platform;
+    Parametri par;
+    par.LocalMachine();
+    par.Programma("Prog");
+    par.Sezione("Sez");
+    par.Push();
+    par.CurrentUser(Boolean(true));
+    par.ModoDebug(true);
+    par.Programma("Other");
+    par.Pop();
+    EXPECT_EQ(state().hive(), Hive::LocalMachine);
+    EXPECT_EQ(par.Programma(), "Prog");
+    EXPECT_EQ(par.Sezione(), "Sez");
+    EXPECT_FALSE(state().noMakerRoot());  // cleared by Programma, not by Pop
+    EXPECT_TRUE(par.ModoDebug());
+
+    par.Push();
+    par.CurrentUser(Boolean(true));
+    par.Pop();
+    EXPECT_TRUE(state().noMakerRoot());
+
+    par.Pop();  // nothing pushed: nothing happens
+    EXPECT_EQ(par.Programma(), "Prog");
+    EXPECT_EQ(state().depth(), 0);
+    EXPECT_TRUE(platform.messages().empty());
+}
+
+TEST(PushPop, OverflowReportsAndKeepsCounting) {
+    TestPlatform platform;
+    Parametri par;
+    par.Programma("Base");
+    for (int i = 1; i <= 99; ++i) {
+        par.Programma(QString::number(i));
+        par.Push();
+    }
+    EXPECT_TRUE(platform.messages().empty());
+    EXPECT_EQ(state().depth(), 99);
+
+    par.Programma("Lost");
+    par.Push();
+    ASSERT_EQ(platform.messages().size(), 1u);
+    EXPECT_EQ(platform.messages()[0].text, "ERROR! Push without Pop somewhere");
+    EXPECT_EQ(platform.messages()[0].flags, 16);
+    EXPECT_EQ(platform.messages()[0].title, "CvlParamcor");
+    EXPECT_EQ(state().depth(), 100);
+
+    // Slot 100 was never written: the store is none and the names are empty.
+    par.Pop();
+    EXPECT_EQ(state().hive(), Hive{0});
+    EXPECT_EQ(par.Programma(), "");
+    par.Pop();
+    EXPECT_EQ(par.Programma(), "99");
+    EXPECT_EQ(state().depth(), 98);
+}
+
+TEST(PushPop, PopBeyondTheLastSlotThrowsAndDestructionStillUnwinds) {
+    TestPlatform platform;
+    {
+        Parametri par;
+        par.Programma("Before");
+        for (int i = 0; i < 102; ++i)
+            par.Push();
+        EXPECT_EQ(platform.messages().size(), 3u);
+        EXPECT_THROW(par.Pop(), std::out_of_range);
+        EXPECT_EQ(state().depth(), 102);
+        par.Programma("Changed");
+    }
+    EXPECT_EQ(state().depth(), 0);
+    EXPECT_EQ(state().program(), "Before");
+}
+
+TEST(PushPop, DestroyingOneObjectUnwindsTheStackOfAll) {
+    TestPlatform platform;
+    Parametri keeper;
+    keeper.Programma("Outer");
+    keeper.Push();
+    keeper.Programma("Inner");
+    { Parametri other; }
+    EXPECT_EQ(state().depth(), 0);
+    EXPECT_EQ(keeper.Programma(), "Outer");
+}
+
+TEST(OpenKey, CreatesTheKeyWithItsParentsEvenInDebugMode) {
+    TestPlatform platform;
+    Parametri par;
+    state().setRegistryRoot("\\Corvel");
+    par.Programma("Prog");
+    par.Sezione("A\\B");
+    par.ModoDebug(true);
+    par.LeggiParametroStringa("Missing", String("x"));
+    KeyHandle key = 0;
+    EXPECT_EQ(platform.store().openKey(Hive::CurrentUser, "software\\CORVEL\\prog\\a\\b", &key), regerr::Success);
+    platform.store().closeKey(key);
+    EXPECT_EQ(state().openKey(), 0u);
+}
+
+TEST(OpenKey, FailureShowsThePathAndTheCallerReportsItsOwnError) {
+    TestPlatform platform;
+    Parametri par;
+    // Pop brings the program back but not the flag: the path then begins with a
+    // backslash, which no store accepts.
+    par.Programma("Prog");
+    par.Push();
+    par.CurrentUser(Boolean(true));
+    par.Pop();
+    ASSERT_EQ(state().ComposeKeyPath(), "\\Prog");
+    EXPECT_EQ(par.LeggiParametro("V", Long(5)), QVariant());
+    ASSERT_EQ(platform.messages().size(), 2u);
+    EXPECT_EQ(platform.messages()[0].text, "Error opening key \\Prog");
+    EXPECT_EQ(platform.messages()[0].flags, 0);
+    EXPECT_TRUE(platform.messages()[0].title.isNull());
+    EXPECT_EQ(platform.messages()[1].text, "ERROR! Cannot read variables : key is not open!");
+    EXPECT_EQ(platform.messages()[1].flags, 16);
+
+    // The report of the failed calls is off by default; switched on it names the
+    // call, the code and the path.
+    state().setReportErrors(true);
+    par.ScriviParametroStringa("V", "x");
+    ASSERT_EQ(platform.messages().size(), 5u);
+    EXPECT_EQ(platform.messages()[2].text, "ERROR 161 in RegOpenKeyEx\n\\Prog");
+    EXPECT_EQ(platform.messages()[2].flags, 16);
+    EXPECT_TRUE(platform.messages()[2].title.isNull());
+    EXPECT_EQ(platform.messages()[3].text, "Error opening key \\Prog");
+    EXPECT_EQ(platform.messages()[4].text, "ERROR! Cannot write variables : key is not open!");
+}
+
+TEST(OpenKey, ReadOnlyStoreIsReadAndItsWritesFailSilently) {
+    TestPlatform platform;
+    test::putValue(platform.store(), Hive::LocalMachine, "SOFTWARE\\Prog", "Giri", regtype::Dword, {7, 0, 0, 0});
+    const std::string file = platform.store().hiveFile(Hive::LocalMachine);
+    ASSERT_EQ(chmod(file.c_str(), 0444), 0);
+    // A store opened after the change, as the next program started would.
+    Platform readOnly = paramcor::platform();
+    readOnly.registry = std::make_shared<SqliteRegistryStore>(platform.storeFolder());
+    installPlatform(readOnly);
+
+    Parametri par;
+    par.LocalMachine();
+    par.Programma("Prog");
+    EXPECT_EQ(par.LeggiParametro("Giri", Long(1)), Long(7));
+    par.ScriviParametro("Giri", Long(9));
+    EXPECT_EQ(par.LeggiParametro("Missing", Long(3)), Long(3));  // returned, not stored
+    EXPECT_EQ(par.LeggiParametro("Giri", Long(1)), Long(7));
+    EXPECT_TRUE(platform.messages().empty());
+    EXPECT_FALSE(test::storedValue(*paramcor::platform().registry, Hive::LocalMachine, "SOFTWARE\\Prog", "Missing").found);
+    chmod(file.c_str(), 0644);
+}
+
+}  // namespace
+}  // namespace paramcor

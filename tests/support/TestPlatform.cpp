@@ -1,0 +1,47 @@
+#include "support/TestPlatform.h"
+
+#include <gtest/gtest.h>
+
+namespace paramcor::test {
+
+int RecordingMessageBoxes::show(const QString& text, int flags, const QString& title) {
+    messages.push_back({text, flags, title});
+    if (answers.empty())
+        return mb::Ok;
+    const int answer = answers.front();
+    answers.pop_front();
+    return answer;
+}
+
+TestPlatform::TestPlatform()
+    : boxes_(std::make_shared<RecordingMessageBoxes>()),
+      store_(std::make_shared<SqliteRegistryStore>(storeFolder())) {
+    Platform p;
+    p.registry = store_;
+    p.messages = boxes_;
+    p.libraryFolder = dir_.path();
+    installPlatform(p);
+}
+
+TestPlatform::~TestPlatform() { installPlatform(Platform{}); }
+
+StoredValue storedValue(RegistryStore& store, Hive hive, const std::string& path, const std::string& name) {
+    StoredValue value;
+    KeyHandle key = 0;
+    if (store.openKey(hive, path, &key) != regerr::Success)
+        return value;
+    std::uint32_t size = 0;
+    value.found = store.queryValue(key, name, &value.type, &value.bytes, 1u << 20, &size) == regerr::Success;
+    store.closeKey(key);
+    return value;
+}
+
+void putValue(RegistryStore& store, Hive hive, const std::string& path, const std::string& name,
+              std::uint32_t type, const std::vector<std::uint8_t>& bytes) {
+    KeyHandle key = 0;
+    ASSERT_EQ(store.createKey(hive, path, &key), regerr::Success) << path;
+    ASSERT_EQ(store.setValue(key, name, type, bytes), regerr::Success) << name;
+    store.closeKey(key);
+}
+
+}  // namespace paramcor::test

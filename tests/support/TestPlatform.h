@@ -1,0 +1,65 @@
+// The seams of the library pointed at test doubles: message boxes that record
+// what they were asked to show, and a real SQLite store in a temporary folder.
+#pragma once
+
+#include <CVLParamcor/Platform.h>
+#include <CVLParamcor/SqliteRegistryStore.h>
+
+#include <QTemporaryDir>
+
+#include <deque>
+#include <vector>
+
+namespace paramcor::test {
+
+struct RecordedMessage {
+    QString text;
+    int flags;
+    QString title;
+};
+
+class RecordingMessageBoxes final : public MessageBoxes {
+public:
+    int show(const QString& text, int flags, const QString& title) override;
+    void beep() override { ++beeps; }
+
+    std::vector<RecordedMessage> messages;
+    std::deque<int> answers;  // given in order; OK when none is left
+    int beeps = 0;
+};
+
+// Installs a fresh platform for one test and the defaults again at its end.
+class TestPlatform {
+public:
+    TestPlatform();
+    ~TestPlatform();
+
+    QString folder() const { return dir_.path(); }
+    std::string storeFolder() const { return (dir_.path() + QStringLiteral("/registry")).toStdString(); }
+    RecordingMessageBoxes& boxes() { return *boxes_; }
+    const std::vector<RecordedMessage>& messages() const { return boxes_->messages; }
+    SqliteRegistryStore& store() { return *store_; }
+
+    // A second store on the same files, like another program would have.
+    SqliteRegistryStore otherProgramStore() const { return SqliteRegistryStore(storeFolder()); }
+
+private:
+    QTemporaryDir dir_;
+    std::shared_ptr<RecordingMessageBoxes> boxes_;
+    std::shared_ptr<SqliteRegistryStore> store_;
+};
+
+// The raw bytes and type of a value as the store keeps it, for checking the
+// on-disk format; found == false when the key or value is missing.
+struct StoredValue {
+    bool found = false;
+    std::uint32_t type = 0;
+    std::vector<std::uint8_t> bytes;
+};
+StoredValue storedValue(RegistryStore& store, Hive hive, const std::string& path, const std::string& name);
+
+// Writes a value straight into the store, as another program of the suite might.
+void putValue(RegistryStore& store, Hive hive, const std::string& path, const std::string& name,
+              std::uint32_t type, const std::vector<std::uint8_t>& bytes);
+
+}  // namespace paramcor::test
