@@ -23,6 +23,7 @@ public:
         const bool secondIsDefault = (flags & mb::DefaultButton2) != 0;
         switch (buttons) {
         case 1: return secondIsDefault ? mb::Cancel : mb::Ok;  // OK, Cancel
+        case 3:                                                // Yes, No, Cancel
         case 4: return secondIsDefault ? mb::No : mb::Yes;     // Yes, No
         default: return mb::Ok;
         }

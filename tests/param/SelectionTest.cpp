@@ -33,12 +33,17 @@ TEST_P(KeyPathTest, ComposesFromTheSelection) {
     const KeyPathCase& c = GetParam();
     state().setRegistryRoot(c.root);
     if (c.localMachine)
-        par.LocalMachine(c.noCorvel);
+        par.LocalMachine();
     else
-        par.CurrentUser(c.noCorvel);
+        par.CurrentUser();
     if (!c.program.isNull())
         par.Programma(c.program);
     par.Sezione(c.section);
+    // Setting the program clears the no-maker-root flag and Pop does not restore
+    // it: the flag of the excursion stays with the restored selection.
+    par.Push();
+    par.CurrentUser(c.noCorvel);
+    par.Pop();
     EXPECT_EQ(state().ComposeKeyPath(), c.expected);
     EXPECT_EQ(state().hive(), c.localMachine ? Hive::LocalMachine : Hive::CurrentUser);
 }

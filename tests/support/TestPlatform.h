@@ -6,6 +6,7 @@
 #include <CVLParamcor/SqliteRegistryStore.h>
 
 #include <QTemporaryDir>
+#include <QVariant>
 
 #include <deque>
 #include <vector>
@@ -63,3 +64,11 @@ void putValue(RegistryStore& store, Hive hive, const std::string& path, const st
               std::uint32_t type, const std::vector<std::uint8_t>& bytes);
 
 }  // namespace paramcor::test
+
+// Readable values in test failures.
+QT_BEGIN_NAMESPACE
+inline void PrintTo(const QString& text, std::ostream* os) { *os << '"' << text.toStdString() << '"'; }
+inline void PrintTo(const QVariant& value, std::ostream* os) {
+    *os << (value.isValid() ? value.typeName() : "Empty") << '(' << value.toString().toStdString() << ')';
+}
+QT_END_NAMESPACE

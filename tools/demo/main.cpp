@@ -12,9 +12,21 @@ using namespace paramcor;
 
 namespace {
 
+// The interface's name of a value's type.
+const char* typeName(const QVariant& value) {
+    switch (value.metaType().id()) {
+    case QMetaType::Short: return "Integer";
+    case QMetaType::Int: return "Long";
+    case QMetaType::Float: return "Single";
+    case QMetaType::Double: return "Double";
+    case QMetaType::QString: return "String";
+    case QMetaType::Bool: return "Boolean";
+    default: return value.isValid() ? "other" : "Empty";
+    }
+}
+
 void show(const char* what, const QVariant& value) {
-    std::printf("  %-34s %-12s %s\n", what, value.typeName() ? value.typeName() : "(Empty)",
-                qUtf8Printable(value.toString()));
+    std::printf("  %-38s %-8s %s\n", what, typeName(value), qUtf8Printable(value.toString()));
 }
 
 }  // namespace

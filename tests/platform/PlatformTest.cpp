@@ -1,0 +1,84 @@
+// The seams' defaults: what a program without windows or configuration gets.
+#include "param/registry/MainParametri.h"
+#include "support/TestPlatform.h"
+
+#include <CVLParamcor/Parametri.h>
+
+#include <QDir>
+#include <QFileInfo>
+
+#include <gtest/gtest.h>
+
+namespace paramcor {
+namespace {
+
+TEST(HeadlessMessageBoxes, PrintTheMessageAndAnswerTheDefaultButton) {
+    auto boxes = headlessMessageBoxes();
+    struct Case {
+        int flags;
+        int answer;
+    };
+    for (const Case c : {Case{mb::OkOnly, mb::Ok}, Case{mb::Critical, mb::Ok}, Case{1, mb::Ok},
+                         Case{1 | mb::DefaultButton2, mb::Cancel}, Case{mb::YesNo | mb::Question, mb::Yes},
+                         Case{mb::YesNo | mb::DefaultButton2, mb::No}}) {
+        ::testing::internal::CaptureStderr();
+        EXPECT_EQ(boxes->show("Testo", c.flags, QString()), c.answer) << c.flags;
+        EXPECT_EQ(::testing::internal::GetCapturedStderr(), "[CVLParamcor] Testo\n");
+    }
+    ::testing::internal::CaptureStderr();
+    boxes->show("Riga 1\nRiga 2", mb::Information, "Titolo");
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "[Titolo] Riga 1\nRiga 2\n");
+}
+
+TEST(HeadlessDialogs, SayThatNoWindowIsAvailableAndChangeNothing) {
+    test::TestPlatform platform;
+    Parametri par;
+    auto dialogs = headlessDialogs();
+    short language = 3;
+    EXPECT_FALSE(dialogs->chooseLanguage(par, language));
+    EXPECT_EQ(language, 3);
+    EXPECT_FALSE(dialogs->editFolders(par, "DXF"));
+    dialogs->correctTexts(par);
+    ASSERT_EQ(platform.messages().size(), 3u);
+    for (const auto& m : platform.messages()) {
+        EXPECT_TRUE(m.text.startsWith("No dialog is available")) << m.text.toStdString();
+        EXPECT_EQ(m.flags, mb::Information);
+    }
+}
+
+TEST(Platform, LibraryFolderIsTheFolderOfTheLoadedLibraryUnlessInstalled) {
+    installPlatform(Platform{});
+    const QString folder = libraryFolder();
+    ASSERT_FALSE(folder.isEmpty());
+    const QStringList libraries = QDir(folder).entryList({"libCVLParamcor.so*"});
+    EXPECT_FALSE(libraries.isEmpty()) << folder.toStdString();
+
+    test::TestPlatform platform;
+    EXPECT_EQ(libraryFolder(), platform.folder());
+}
+
+TEST(Platform, InstallingResetsTheSelectionAndFillsTheDefaults) {
+    test::TestPlatform platform;
+    Parametri par;
+    par.LocalMachine(Boolean(true));
+    par.Programma("Prog");
+    par.ModoDebug(true);
+    par.Push();
+    Platform replacement;
+    replacement.registry = paramcor::platform().registry;
+    installPlatform(replacement);
+    EXPECT_EQ(MainParametri::instance().hive(), Hive{0});
+    EXPECT_EQ(par.Programma(), "");
+    EXPECT_FALSE(par.ModoDebug());
+    EXPECT_EQ(MainParametri::instance().depth(), 0);
+    ASSERT_TRUE(paramcor::platform().messages);
+    ASSERT_TRUE(paramcor::platform().dialogs);
+    ASSERT_TRUE(paramcor::platform().timer);
+    const double now = paramcor::platform().timer();
+    EXPECT_GE(now, 0.0);
+    EXPECT_LT(now, 86400.0);
+    EXPECT_FALSE(paramcor::platform().separators().decimal.isEmpty());
+}
+
+}  // namespace
+}  // namespace paramcor
