@@ -21,15 +21,15 @@ using KeyHandle = std::uintptr_t;
 // Windows system error codes, as the registry functions return them.
 namespace regerr {
 constexpr long Success = 0;
-constexpr long FileNotFound = 2;        // ERROR_FILE_NOT_FOUND: no such key or value
-constexpr long AccessDenied = 5;        // ERROR_ACCESS_DENIED
-constexpr long InvalidHandle = 6;       // ERROR_INVALID_HANDLE
-constexpr long SharingViolation = 32;   // ERROR_SHARING_VIOLATION: held by another process
-constexpr long InvalidParameter = 87;   // ERROR_INVALID_PARAMETER
-constexpr long BadPathname = 161;       // ERROR_BAD_PATHNAME
-constexpr long MoreData = 234;          // ERROR_MORE_DATA
-constexpr long BadDatabase = 1009;      // ERROR_BADDB: the hive file is not a hive
-constexpr long IoFailed = 1016;         // ERROR_REGISTRY_IO_FAILED
+constexpr long FileNotFound = 2;       // ERROR_FILE_NOT_FOUND: no such key or value
+constexpr long AccessDenied = 5;       // ERROR_ACCESS_DENIED
+constexpr long InvalidHandle = 6;      // ERROR_INVALID_HANDLE
+constexpr long SharingViolation = 32;  // ERROR_SHARING_VIOLATION: held by another process
+constexpr long InvalidParameter = 87;  // ERROR_INVALID_PARAMETER
+constexpr long BadPathname = 161;      // ERROR_BAD_PATHNAME
+constexpr long MoreData = 234;         // ERROR_MORE_DATA
+constexpr long BadDatabase = 1009;     // ERROR_BADDB: the hive file is not a hive
+constexpr long IoFailed = 1016;        // ERROR_REGISTRY_IO_FAILED
 }  // namespace regerr
 
 // Registry value types used by the library.
@@ -57,8 +57,7 @@ public:
     // left alone. On success `*data` holds exactly `*size` bytes. `type`, `data` and
     // `size` may each be null.
     virtual long queryValue(KeyHandle key, const std::string& name, std::uint32_t* type,
-                            std::vector<std::uint8_t>* data, std::uint32_t capacity,
-                            std::uint32_t* size) = 0;
+                            std::vector<std::uint8_t>* data, std::uint32_t capacity, std::uint32_t* size) = 0;
 
     // Writes a value; it is durable when the call returns.
     virtual long setValue(KeyHandle key, const std::string& name, std::uint32_t type,

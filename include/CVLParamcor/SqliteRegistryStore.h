@@ -12,7 +12,8 @@ namespace paramcor {
 // it returns, and a write made by one process is seen by the next read of any other.
 // A hive whose file cannot be written is opened read-only: createKey then fails with
 // AccessDenied and openKey still works, as for a Windows user without rights. A file
-// that is not a hive is reported (BadDatabase) and never changed.
+// that is not a hive is reported (BadDatabase) and never changed. A hive that another
+// process keeps locked longer than Options::busyTimeoutMs gives SharingViolation.
 //
 // Files: "HKEY_CURRENT_USER.db" and "HKEY_CLASSES_ROOT.db" in the user folder,
 // "HKEY_LOCAL_MACHINE.db" in the machine folder, each with a small "-changes" file
@@ -27,8 +28,10 @@ public:
     // All three hives in one folder.
     explicit SqliteRegistryStore(const std::string& folder);
     SqliteRegistryStore(const std::string& folder, Options options);
-    SqliteRegistryStore(const std::string& userFolder, const std::string& machineFolder,
-                        Options options = {});
+    // Two overloads rather than a default argument: GCC cannot default-construct
+    // Options inside the class that encloses it.
+    SqliteRegistryStore(const std::string& userFolder, const std::string& machineFolder);
+    SqliteRegistryStore(const std::string& userFolder, const std::string& machineFolder, Options options);
     ~SqliteRegistryStore() override;
 
     SqliteRegistryStore(const SqliteRegistryStore&) = delete;
@@ -36,9 +39,8 @@ public:
 
     long createKey(Hive hive, const std::string& path, KeyHandle* key) override;
     long openKey(Hive hive, const std::string& path, KeyHandle* key) override;
-    long queryValue(KeyHandle key, const std::string& name, std::uint32_t* type,
-                    std::vector<std::uint8_t>* data, std::uint32_t capacity,
-                    std::uint32_t* size) override;
+    long queryValue(KeyHandle key, const std::string& name, std::uint32_t* type, std::vector<std::uint8_t>* data,
+                    std::uint32_t capacity, std::uint32_t* size) override;
     long setValue(KeyHandle key, const std::string& name, std::uint32_t type,
                   const std::vector<std::uint8_t>& data) override;
     long closeKey(KeyHandle key) override;

@@ -12,7 +12,9 @@ struct Parametri::Impl {
 };
 
 namespace {
-MainParametri& selection() { return MainParametri::instance(); }
+MainParametri& selection() {
+    return MainParametri::instance();
+}
 }  // namespace
 
 // Each step that can fail stops the creation; the object still answers, without
@@ -41,31 +43,59 @@ Parametri::~Parametri() {
     closeTextDatabase();
 }
 
-void Parametri::clearPendingErrors() { std::feclearexcept(FE_ALL_EXCEPT); }
+void Parametri::clearPendingErrors() {
+    std::feclearexcept(FE_ALL_EXCEPT);
+}
 
 // The steps below belong to the subsystems of folders, texts and workstation
 // services; until those are in place they succeed without doing anything.
-bool Parametri::queryTempFolder() { return true; }
-bool Parametri::readInstallationFile() { return true; }
-bool Parametri::openTextDatabase() { return true; }
+bool Parametri::queryTempFolder() {
+    return true;
+}
+bool Parametri::readInstallationFile() {
+    return true;
+}
+bool Parametri::openTextDatabase() {
+    return true;
+}
 void Parametri::closeTextDatabase() {}
 void Parametri::recordUpgradeVersion() {}
 void Parametri::checkRegionalSettings() {}
 
-QString Parametri::Programma() const { return selection().program(); }
-void Parametri::Programma(const QString& value) { selection().setProgram(value); }
+QString Parametri::Programma() const {
+    return selection().program();
+}
+void Parametri::Programma(const QString& value) {
+    selection().setProgram(value);
+}
 
-QString Parametri::Sezione() const { return selection().section(); }
-void Parametri::Sezione(const QString& value) { selection().setSection(value); }
+QString Parametri::Sezione() const {
+    return selection().section();
+}
+void Parametri::Sezione(const QString& value) {
+    selection().setSection(value);
+}
 
-void Parametri::CurrentUser(const QVariant& NoCorvel) { selection().selectHive(Hive::CurrentUser, isTrue(NoCorvel)); }
-void Parametri::LocalMachine(const QVariant& NoCorvel) { selection().selectHive(Hive::LocalMachine, isTrue(NoCorvel)); }
+void Parametri::CurrentUser(const QVariant& NoCorvel) {
+    selection().selectHive(Hive::CurrentUser, isTrue(NoCorvel));
+}
+void Parametri::LocalMachine(const QVariant& NoCorvel) {
+    selection().selectHive(Hive::LocalMachine, isTrue(NoCorvel));
+}
 
-bool Parametri::ModoDebug() const { return selection().debugMode(); }
-void Parametri::ModoDebug(bool value) { selection().setDebugMode(value); }
+bool Parametri::ModoDebug() const {
+    return selection().debugMode();
+}
+void Parametri::ModoDebug(bool value) {
+    selection().setDebugMode(value);
+}
 
-void Parametri::Push() { selection().Push(); }
-void Parametri::Pop() { selection().Pop(); }
+void Parametri::Push() {
+    selection().Push();
+}
+void Parametri::Pop() {
+    selection().Pop();
+}
 
 QVariant Parametri::LeggiParametro(const QString& Chiave, const QVariant& Default) {
     return selection().ReadValue(Chiave, Default);

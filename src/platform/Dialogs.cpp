@@ -7,7 +7,9 @@ bool Dialogs::chooseLanguage(Parametri&, short&) {
     return false;
 }
 
-void Dialogs::correctTexts(Parametri&) { reportNoWindow(QStringLiteral("text correction")); }
+void Dialogs::correctTexts(Parametri&) {
+    reportNoWindow(QStringLiteral("text correction"));
+}
 
 bool Dialogs::editFolders(Parametri&, const QString&) {
     reportNoWindow(QStringLiteral("folder editor"));
@@ -21,6 +23,8 @@ void Dialogs::reportNoWindow(const QString& what) {
                               mb::Information, QString());
 }
 
-std::shared_ptr<Dialogs> headlessDialogs() { return std::make_shared<Dialogs>(); }
+std::shared_ptr<Dialogs> headlessDialogs() {
+    return std::make_shared<Dialogs>();
+}
 
 }  // namespace paramcor

@@ -22,10 +22,13 @@ public:
         const int buttons = flags & 7;
         const bool secondIsDefault = (flags & mb::DefaultButton2) != 0;
         switch (buttons) {
-        case 1: return secondIsDefault ? mb::Cancel : mb::Ok;  // OK, Cancel
-        case 3:                                                // Yes, No, Cancel
-        case 4: return secondIsDefault ? mb::No : mb::Yes;     // Yes, No
-        default: return mb::Ok;
+            case 1:
+                return secondIsDefault ? mb::Cancel : mb::Ok;  // OK, Cancel
+            case 3:                                            // Yes, No, Cancel
+            case 4:
+                return secondIsDefault ? mb::No : mb::Yes;  // Yes, No
+            default:
+                return mb::Ok;
         }
     }
 };
@@ -54,7 +57,9 @@ Platform& installed() {
 
 }  // namespace
 
-Platform& platform() { return installed(); }
+Platform& platform() {
+    return installed();
+}
 
 void installPlatform(Platform replacement) {
     MainParametri::instance().reset();  // closes a key left open on the old store
@@ -68,9 +73,13 @@ std::shared_ptr<RegistryStore> defaultRegistryStore() {
     return std::make_shared<SqliteRegistryStore>(userFolder.toStdString(), std::string("/var/lib/CVLParamcor"));
 }
 
-std::shared_ptr<MessageBoxes> headlessMessageBoxes() { return std::make_shared<HeadlessMessageBoxes>(); }
+std::shared_ptr<MessageBoxes> headlessMessageBoxes() {
+    return std::make_shared<HeadlessMessageBoxes>();
+}
 
-double secondsSinceMidnight() { return QTime::currentTime().msecsSinceStartOfDay() / 1000.0; }
+double secondsSinceMidnight() {
+    return QTime::currentTime().msecsSinceStartOfDay() / 1000.0;
+}
 
 Separators systemSeparators() {
     const QLocale locale = QLocale::system();

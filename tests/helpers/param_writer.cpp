@@ -35,12 +35,18 @@ QVariant expectedRead(const QVariant& written) {
 
 QVariant otherOfSameType(const QVariant& v) {
     switch (v.metaType().id()) {
-    case QMetaType::Short: return paramcor::Integer(-1);
-    case QMetaType::Int: return paramcor::Long(-1);
-    case QMetaType::Float: return paramcor::Single(-1);
-    case QMetaType::Double: return paramcor::Double(-1);
-    case QMetaType::QString: return paramcor::String("?");
-    default: return paramcor::Boolean(!v.toBool());
+        case QMetaType::Short:
+            return paramcor::Integer(-1);
+        case QMetaType::Int:
+            return paramcor::Long(-1);
+        case QMetaType::Float:
+            return paramcor::Single(-1);
+        case QMetaType::Double:
+            return paramcor::Double(-1);
+        case QMetaType::QString:
+            return paramcor::String("?");
+        default:
+            return paramcor::Boolean(!v.toBool());
     }
 }
 

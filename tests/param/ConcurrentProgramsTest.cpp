@@ -24,16 +24,31 @@ test::StoredValue expectedStored(const QVariant& v) {
         return b;
     };
     switch (v.metaType().id()) {
-    case QMetaType::Short: s.type = regtype::Binary; s.bytes = bytesOf(v.value<short>()); break;
-    case QMetaType::Int: s.type = regtype::Dword; s.bytes = bytesOf(v.value<int>()); break;
-    case QMetaType::Float: s.type = regtype::Dword; s.bytes = bytesOf(v.value<float>()); break;
-    case QMetaType::Double: s.type = regtype::Binary; s.bytes = bytesOf(v.value<double>()); break;
-    case QMetaType::Bool: s.type = regtype::Binary; s.bytes = {std::uint8_t(v.toBool() ? 1 : 0)}; break;
-    default: {
-        const QByteArray text = v.toString().toUtf8();
-        s.type = regtype::String;
-        s.bytes.assign(text.begin(), text.end());
-    }
+        case QMetaType::Short:
+            s.type = regtype::Binary;
+            s.bytes = bytesOf(v.value<short>());
+            break;
+        case QMetaType::Int:
+            s.type = regtype::Dword;
+            s.bytes = bytesOf(v.value<int>());
+            break;
+        case QMetaType::Float:
+            s.type = regtype::Dword;
+            s.bytes = bytesOf(v.value<float>());
+            break;
+        case QMetaType::Double:
+            s.type = regtype::Binary;
+            s.bytes = bytesOf(v.value<double>());
+            break;
+        case QMetaType::Bool:
+            s.type = regtype::Binary;
+            s.bytes = {std::uint8_t(v.toBool() ? 1 : 0)};
+            break;
+        default: {
+            const QByteArray text = v.toString().toUtf8();
+            s.type = regtype::String;
+            s.bytes.assign(text.begin(), text.end());
+        }
     }
     return s;
 }

@@ -13,7 +13,9 @@ namespace {
 
 using test::TestPlatform;
 
-MainParametri& state() { return MainParametri::instance(); }
+MainParametri& state() {
+    return MainParametri::instance();
+}
 
 struct KeyPathCase {
     const char* name;
@@ -249,7 +251,8 @@ TEST(OpenKey, ReadOnlyStoreIsReadAndItsWritesFailSilently) {
     EXPECT_EQ(par.LeggiParametro("Missing", Long(3)), Long(3));  // returned, not stored
     EXPECT_EQ(par.LeggiParametro("Giri", Long(1)), Long(7));
     EXPECT_TRUE(platform.messages().empty());
-    EXPECT_FALSE(test::storedValue(*paramcor::platform().registry, Hive::LocalMachine, "SOFTWARE\\Prog", "Missing").found);
+    EXPECT_FALSE(
+        test::storedValue(*paramcor::platform().registry, Hive::LocalMachine, "SOFTWARE\\Prog", "Missing").found);
     chmod(file.c_str(), 0644);
 }
 

@@ -60,7 +60,10 @@ TEST_F(TypedValues, EachTypeHasItsRegistryEncoding) {
         {Long(-1), regtype::Dword, {0xFF, 0xFF, 0xFF, 0xFF}, Long(7), Long(-1)},
         {Single(1.5f), regtype::Dword, {0, 0, 0xC0, 0x3F}, Single(7), Single(1.5f)},
         {Double(1.5), regtype::Binary, {0, 0, 0, 0, 0, 0, 0xF8, 0x3F}, Double(7), Single(0.0f)},
-        {String(accented), regtype::String, {'L', 'a', 's', 't', 'r', 'a', ' ', 0xC3, 0xA8}, String("x"),
+        {String(accented),
+         regtype::String,
+         {'L', 'a', 's', 't', 'r', 'a', ' ', 0xC3, 0xA8},
+         String("x"),
          String(accented)},
         {String(""), regtype::String, {}, String("x"), String("")},
         {Boolean(true), regtype::Binary, {1}, Boolean(false), Boolean(true)},
@@ -159,8 +162,12 @@ TEST_F(TypedValues, StoredValueOfAnotherTypeIsAMismatchOrDoesNotFit) {
 }
 
 TEST_F(TypedValues, OtherTypesAreRefused) {
-    const QVariant others[] = {Empty(), Null(), QVariant::fromValue(qlonglong(5)), QVariant(QDate(2026, 11, 22)),
-                               QVariant::fromValue(5u), QVariant::fromValue(QByteArray("ab"))};
+    const QVariant others[] = {Empty(),
+                               Null(),
+                               QVariant::fromValue(qlonglong(5)),
+                               QVariant(QDate(2026, 11, 22)),
+                               QVariant::fromValue(5u),
+                               QVariant::fromValue(QByteArray("ab"))};
     for (const QVariant& other : others) {
         SCOPED_TRACE(other.typeName() ? other.typeName() : "Empty");
         const auto before = messages().size();

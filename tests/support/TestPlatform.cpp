@@ -14,8 +14,7 @@ int RecordingMessageBoxes::show(const QString& text, int flags, const QString& t
 }
 
 TestPlatform::TestPlatform()
-    : boxes_(std::make_shared<RecordingMessageBoxes>()),
-      store_(std::make_shared<SqliteRegistryStore>(storeFolder())) {
+    : boxes_(std::make_shared<RecordingMessageBoxes>()), store_(std::make_shared<SqliteRegistryStore>(storeFolder())) {
     Platform p;
     p.registry = store_;
     p.messages = boxes_;
@@ -23,7 +22,9 @@ TestPlatform::TestPlatform()
     installPlatform(p);
 }
 
-TestPlatform::~TestPlatform() { installPlatform(Platform{}); }
+TestPlatform::~TestPlatform() {
+    installPlatform(Platform{});
+}
 
 StoredValue storedValue(RegistryStore& store, Hive hive, const std::string& path, const std::string& name) {
     StoredValue value;
@@ -36,8 +37,8 @@ StoredValue storedValue(RegistryStore& store, Hive hive, const std::string& path
     return value;
 }
 
-void putValue(RegistryStore& store, Hive hive, const std::string& path, const std::string& name,
-              std::uint32_t type, const std::vector<std::uint8_t>& bytes) {
+void putValue(RegistryStore& store, Hive hive, const std::string& path, const std::string& name, std::uint32_t type,
+              const std::vector<std::uint8_t>& bytes) {
     KeyHandle key = 0;
     ASSERT_EQ(store.createKey(hive, path, &key), regerr::Success) << path;
     ASSERT_EQ(store.setValue(key, name, type, bytes), regerr::Success) << name;

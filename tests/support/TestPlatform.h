@@ -60,14 +60,16 @@ struct StoredValue {
 StoredValue storedValue(RegistryStore& store, Hive hive, const std::string& path, const std::string& name);
 
 // Writes a value straight into the store, as another program of the suite might.
-void putValue(RegistryStore& store, Hive hive, const std::string& path, const std::string& name,
-              std::uint32_t type, const std::vector<std::uint8_t>& bytes);
+void putValue(RegistryStore& store, Hive hive, const std::string& path, const std::string& name, std::uint32_t type,
+              const std::vector<std::uint8_t>& bytes);
 
 }  // namespace paramcor::test
 
 // Readable values in test failures.
 QT_BEGIN_NAMESPACE
-inline void PrintTo(const QString& text, std::ostream* os) { *os << '"' << text.toStdString() << '"'; }
+inline void PrintTo(const QString& text, std::ostream* os) {
+    *os << '"' << text.toStdString() << '"';
+}
 inline void PrintTo(const QVariant& value, std::ostream* os) {
     *os << (value.isValid() ? value.typeName() : "Empty") << '(' << value.toString().toStdString() << ')';
 }

@@ -15,13 +15,20 @@ namespace {
 // The interface's name of a value's type.
 const char* typeName(const QVariant& value) {
     switch (value.metaType().id()) {
-    case QMetaType::Short: return "Integer";
-    case QMetaType::Int: return "Long";
-    case QMetaType::Float: return "Single";
-    case QMetaType::Double: return "Double";
-    case QMetaType::QString: return "String";
-    case QMetaType::Bool: return "Boolean";
-    default: return value.isValid() ? "other" : "Empty";
+        case QMetaType::Short:
+            return "Integer";
+        case QMetaType::Int:
+            return "Long";
+        case QMetaType::Float:
+            return "Single";
+        case QMetaType::Double:
+            return "Double";
+        case QMetaType::QString:
+            return "String";
+        case QMetaType::Bool:
+            return "Boolean";
+        default:
+            return value.isValid() ? "other" : "Empty";
     }
 }
 

@@ -100,9 +100,9 @@ void MainParametri::CloseKey() {
 
 bool MainParametri::ReportApiError(long code, const QString& call) const {
     if (reportErrors_ && code != regerr::Success)
-        message(QStringLiteral("ERROR ") + QString::number(code) + QStringLiteral(" in ") + call + u'\n' +
-                    ComposeKeyPath(),
-                mb::Critical);
+        message(
+            QStringLiteral("ERROR ") + QString::number(code) + QStringLiteral(" in ") + call + u'\n' + ComposeKeyPath(),
+            mb::Critical);
     return false;
 }
 

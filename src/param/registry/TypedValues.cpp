@@ -78,9 +78,9 @@ QVariant MainParametri::ReadValue(const QString& name, const QVariant& defaultVa
 
     // Missing, or too large for the buffer: both count as missing.
     if (debugMode_) {
-        message(QStringLiteral("WARNING! Variable invalid : ") + name + u'\n' + QStringLiteral("in ") +
-                    ComposeKeyPath(),
-                mb::Exclamation);
+        message(
+            QStringLiteral("WARNING! Variable invalid : ") + name + u'\n' + QStringLiteral("in ") + ComposeKeyPath(),
+            mb::Exclamation);
         CloseKey();
         return zeroOf(kind);
     }
@@ -105,8 +105,7 @@ void MainParametri::WriteValue(const QString& name, const QVariant& value) {
     const ValueEncoding* encoding = encodingOf(kind);
     long result = regerr::Success;
     if (encoding == nullptr) {
-        message(QStringLiteral("ERROR! Registry can handle only Integer, Long, Single and String."),
-                mb::Exclamation);
+        message(QStringLiteral("ERROR! Registry can handle only Integer, Long, Single and String."), mb::Exclamation);
     } else if (kind == ValueKind::String && value.toString().size() > kMaxStringLength) {
         platform().messages->beep();
         message(kTooLong, mb::Exclamation);
@@ -134,8 +133,7 @@ QString MainParametri::ReadString(const QString& name, const QString& defaultVal
     if (debugMode_) {
         // No blank after the colon here, unlike the generic read: both are kept as
         // the suite's users know them.
-        message(QStringLiteral("WARNING! Variable invalid :") + name + u'\n' + QStringLiteral("in ") +
-                    ComposeKeyPath(),
+        message(QStringLiteral("WARNING! Variable invalid :") + name + u'\n' + QStringLiteral("in ") + ComposeKeyPath(),
                 mb::Exclamation);
         CloseKey();
         return QString();

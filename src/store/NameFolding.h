@@ -1,0 +1,28 @@
+// Registry key and value names compare case-insensitively. Windows compares them by
+// their upper-case form, character by character, so the store keeps that form as the
+// lookup key of every name.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace paramcor::store {
+
+// The upper-case form of a character, as Windows upper-cases names: ASCII, Latin-1,
+// Latin Extended-A, Greek and Cyrillic letters map to their capitals; every other
+// character is its own upper case.
+char32_t foldCodePoint(char32_t c);
+
+// Upper-cases a UTF-8 name in place. Every character that changes keeps its UTF-8
+// length, so the byte length and the positions of the backslashes are kept; bytes
+// that are not valid UTF-8 are left as they are.
+void foldInPlace(std::string& name);
+
+std::string foldName(std::string_view name);
+
+// The length of a UTF-8 name in UTF-16 code units, which is what Windows counts
+// when it limits the length of a name.
+std::size_t nameLength(std::string_view name);
+
+}  // namespace paramcor::store

@@ -1,0 +1,55 @@
+#include "NameFolding.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+
+namespace paramcor::store {
+namespace {
+
+TEST(NameFolding, UpperCasesLikeWindows) {
+    const struct {
+        std::string name;
+        std::string folded;
+    } cases[] = {
+        {"", ""},
+        {"Software\\cvl_Param-1", "SOFTWARE\\CVL_PARAM-1"},
+        {"perché àéîõü ç ÿ", "PERCHÉ ÀÉÎÕÜ Ç Ÿ"},
+        {"÷ × ß µ", "÷ × ß µ"},  // no capital, or none in Windows' table
+        {"āčęğıĳłńőœšűźżž ĸŉſ", "ĀČĘĞıĲŁŃŐŒŠŰŹŻŽ ĸŉſ"},
+        {"ωμέγα άήίόύώ ϊϋ σς", "ΩΜΈΓΑ ΆΉΊΌΎΏ ΪΫ Σς"},
+        {"привет ёжик ђѓєѕіїјљњћќўџ ґ ӂ ӏ", "ПРИВЕТ ЁЖИК ЂЃЄЅІЇЈЉЊЋЌЎЏ Ґ Ӂ Ӏ"},
+        {"ALREADY ÉΣЖ", "ALREADY ÉΣЖ"},
+        {"日本語 😀", "日本語 😀"},
+        // Not UTF-8: the bytes stay, the ASCII letters around them are still folded.
+        {"caf\xE9 \xC3", "CAF\xE9 \xC3"},
+        {"\xC3(a \xC0\xA1 \xE9t\xE9", "\xC3(A \xC0\xA1 \xE9T\xE9"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(foldName(c.name), c.folded) << c.name;
+}
+
+TEST(NameFolding, CodePointsAndLengths) {
+    const struct {
+        char32_t c;
+        char32_t upper;
+    } codePoints[] = {
+        {U'a', U'A'},     {U'z', U'Z'},     {U'{', U'{'},     {0x00E0, 0x00C0}, {0x00F7, 0x00F7}, {0x00FF, 0x0178},
+        {0x0101, 0x0100}, {0x0100, 0x0100}, {0x013A, 0x0139}, {0x017E, 0x017D}, {0x037B, 0x03FD}, {0x03C2, 0x03C2},
+        {0x03D9, 0x03D8}, {0x03F2, 0x03F9}, {0x04CF, 0x04C0}, {0x0523, 0x0522}, {0x0524, 0x0524},
+    };
+    for (const auto& c : codePoints)
+        EXPECT_EQ(static_cast<std::uint32_t>(foldCodePoint(c.c)), static_cast<std::uint32_t>(c.upper))
+            << std::hex << static_cast<std::uint32_t>(c.c);
+
+    const struct {
+        std::string name;
+        std::size_t length;
+    } lengths[] = {{"", 0}, {"abc", 3}, {"é", 1}, {"Perché", 6}, {"日本", 2}, {"😀", 2}, {"a😀b", 4}};
+    for (const auto& c : lengths)
+        EXPECT_EQ(nameLength(c.name), c.length) << c.name;
+}
+
+}  // namespace
+}  // namespace paramcor::store

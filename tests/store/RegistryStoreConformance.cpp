@@ -1,0 +1,463 @@
+#include "RegistryStoreConformance.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <random>
+#include <thread>
+
+namespace paramcor::test {
+
+namespace {
+
+// One key per run, so that runs against a real registry never see each other's data.
+const std::string& runKey() {
+    static const std::string key = [] {
+        std::random_device random;
+        const auto now = std::chrono::system_clock::now().time_since_epoch().count();
+        std::string key = "SOFTWARE\\CVLParamcorConformance\\";
+        key += std::to_string(now);
+        key += '-';
+        key += std::to_string(random());
+        return key;
+    }();
+    return key;
+}
+
+std::string repeat(const std::string& text, int times) {
+    std::string out;
+    for (int i = 0; i < times; ++i)
+        out += text;
+    return out;
+}
+
+}  // namespace
+
+std::vector<std::uint8_t> bytes(const std::string& text) {
+    return {text.begin(), text.end()};
+}
+
+std::vector<std::uint8_t> dword(std::uint32_t value) {
+    return {static_cast<std::uint8_t>(value), static_cast<std::uint8_t>(value >> 8),
+            static_cast<std::uint8_t>(value >> 16), static_cast<std::uint8_t>(value >> 24)};
+}
+
+// Not "v" + std::to_string(i): at -O3 GCC 12 warns falsely about it (-Wrestrict).
+std::string numbered(const std::string& prefix, std::uint32_t number) {
+    std::string name = prefix;
+    name += std::to_string(number);
+    return name;
+}
+
+void RegistryStoreConformance::SetUp() {
+    store_ = GetParam().make();
+    ASSERT_TRUE(store_);
+    std::string test = ::testing::UnitTest::GetInstance()->current_test_info()->name();
+    std::replace(test.begin(), test.end(), '/', '_');
+    base_ = runKey() + "\\" + test;
+}
+
+void RegistryStoreConformance::TearDown() {
+    store_.reset();
+    if (GetParam().cleanup)
+        GetParam().cleanup();
+}
+
+std::string RegistryStoreConformance::key(const std::string& relative) const {
+    return relative.empty() ? base_ : base_ + "\\" + relative;
+}
+
+KeyHandle RegistryStoreConformance::create(const std::string& path, Hive hive) {
+    return create(*store_, path, hive);
+}
+
+namespace {
+
+KeyHandle checked(long rc, KeyHandle handle, const char* call, const std::string& path) {
+    EXPECT_EQ(rc, regerr::Success) << call << " " << path;
+    return rc == regerr::Success ? handle : 0;
+}
+
+}  // namespace
+
+KeyHandle RegistryStoreConformance::create(RegistryStore& store, const std::string& path, Hive hive) {
+    KeyHandle handle = 0;
+    const long rc = store.createKey(hive, path, &handle);
+    return checked(rc, handle, "createKey", path);
+}
+
+KeyHandle RegistryStoreConformance::open(const std::string& path, Hive hive) {
+    return open(*store_, path, hive);
+}
+
+KeyHandle RegistryStoreConformance::open(RegistryStore& store, const std::string& path, Hive hive) {
+    KeyHandle handle = 0;
+    const long rc = store.openKey(hive, path, &handle);
+    return checked(rc, handle, "openKey", path);
+}
+
+void RegistryStoreConformance::put(KeyHandle key, const std::string& name, std::uint32_t type,
+                                   const std::vector<std::uint8_t>& data) {
+    put(*store_, key, name, type, data);
+}
+
+void RegistryStoreConformance::put(RegistryStore& store, KeyHandle key, const std::string& name, std::uint32_t type,
+                                   const std::vector<std::uint8_t>& data) {
+    EXPECT_EQ(store.setValue(key, name, type, data), regerr::Success) << "setValue " << name;
+}
+
+RegistryStoreConformance::Read RegistryStoreConformance::read(KeyHandle key, const std::string& name,
+                                                              std::uint32_t capacity) {
+    return read(*store_, key, name, capacity);
+}
+
+RegistryStoreConformance::Read RegistryStoreConformance::read(RegistryStore& store, KeyHandle key,
+                                                              const std::string& name, std::uint32_t capacity) {
+    Read r;
+    r.rc = store.queryValue(key, name, &r.type, &r.data, capacity, &r.size);
+    return r;
+}
+
+TEST_P(RegistryStoreConformance, CreatesMissingParentsAndOpensEveryLevel) {
+    const KeyHandle deep = create(key("A\\B\\C"));
+    ASSERT_NE(deep, 0u);
+    for (const char* path : {"", "A", "A\\B", "A\\B\\C"}) {
+        KeyHandle handle = 0;
+        EXPECT_EQ(store_->openKey(Hive::CurrentUser, key(path), &handle), regerr::Success) << path;
+        EXPECT_NE(handle, 0u) << path;
+        EXPECT_EQ(store_->closeKey(handle), regerr::Success) << path;
+    }
+    for (const char* path : {"A\\X", "A\\B\\C\\D", "Z", "Z\\A"}) {
+        KeyHandle handle = 0;
+        EXPECT_EQ(store_->openKey(Hive::CurrentUser, key(path), &handle), regerr::FileNotFound) << path;
+    }
+
+    // Creating an existing key opens it again.
+    const KeyHandle again = create(key("A\\B\\C"));
+    EXPECT_NE(again, deep);
+    put(deep, "v", regtype::Dword, dword(7));
+    EXPECT_EQ(read(again, "v").data, dword(7));
+    EXPECT_EQ(store_->closeKey(again), regerr::Success);
+    EXPECT_EQ(store_->closeKey(deep), regerr::Success);
+}
+
+TEST_P(RegistryStoreConformance, PathSyntax) {
+    KeyHandle handle = 0;
+    const std::string lead = key("Lead");
+    const std::string refused[] = {std::string("\\").append(lead), "\\", std::string("\\\\").append(lead)};
+    for (const std::string& path : refused) {
+        EXPECT_EQ(store_->createKey(Hive::CurrentUser, path, &handle), regerr::BadPathname) << path;
+        EXPECT_EQ(store_->openKey(Hive::CurrentUser, path, &handle), regerr::BadPathname) << path;
+    }
+    EXPECT_EQ(store_->openKey(Hive::CurrentUser, key("Lead"), &handle), regerr::FileNotFound);
+
+    // A trailing or a doubled backslash names the same key as the plain path.
+    const struct {
+        std::string written;
+        std::string opened;
+    } sameKey[] = {
+        {"Trailing\\", "Trailing"},
+        {"Plain", "Plain\\"},
+        {"Doubled\\\\Inner", "Doubled\\Inner"},
+        {"Single\\Inner", "Single\\\\Inner\\"},
+    };
+    for (const auto& c : sameKey) {
+        put(create(key(c.written)), "written as", regtype::String, bytes(c.written));
+        const KeyHandle opened = open(key(c.opened));
+        EXPECT_EQ(read(opened, "written as").data, bytes(c.written)) << c.opened;
+    }
+    EXPECT_NE(open(key("Doubled")), 0u);
+}
+
+TEST_P(RegistryStoreConformance, EmptyPathNamesTheRootKey) {
+    // First before anything was written (a POSIX store may have no file yet), then after.
+    for (int round = 0; round < 2; ++round) {
+        for (const bool viaCreate : {false, true}) {
+            KeyHandle root = 0;
+            const long rc = viaCreate ? store_->createKey(Hive::CurrentUser, "", &root)
+                                      : store_->openKey(Hive::CurrentUser, "", &root);
+            EXPECT_EQ(rc, regerr::Success) << round << viaCreate;
+            EXPECT_NE(root, 0u);
+            EXPECT_EQ(read(root, "CVLParamcorConformanceProbe").rc, regerr::FileNotFound);
+            EXPECT_EQ(store_->closeKey(root), regerr::Success);
+        }
+        put(create(key("")), "CVLParamcorConformanceProbe", regtype::Dword, dword(1));
+    }
+}
+
+TEST_P(RegistryStoreConformance, NamesIgnoreCase) {
+    const struct {
+        std::string written;
+        std::string other;
+    } sameName[] = {
+        {"Perché", "PERCHÉ"}, {"perché", "PeRcHé"}, {"Größe", "GRÖßE"}, {"Ωμέγα", "ΩΜΈΓΑ"},
+        {"Привет", "пРИВЕТ"}, {"Łódź", "ŁÓDŹ"},     {"ÿ", "Ÿ"},         {"ёжик", "ЁЖИК"},
+    };
+    for (const auto& c : sameName) {
+        const KeyHandle written = create(key(c.written));
+        put(written, c.written, regtype::String, bytes(c.written));
+        const KeyHandle other = open(key(c.other));
+        EXPECT_EQ(read(other, c.written).data, bytes(c.written)) << c.other;
+        EXPECT_EQ(read(written, c.other).data, bytes(c.written)) << c.other;
+    }
+
+    // Folding must not join different letters.
+    const struct {
+        std::string written;
+        std::string other;
+    } differentName[] = {{"ss", "ß"}, {"a", "á"}, {"E", "É"}, {"AE", "Æ"}, {"O", "Ω"}};
+    for (const auto& c : differentName) {
+        const KeyHandle written = create(key("Different\\" + c.written));
+        put(written, c.written, regtype::Dword, dword(1));
+        KeyHandle other = 0;
+        EXPECT_EQ(store_->openKey(Hive::CurrentUser, key("Different\\" + c.other), &other), regerr::FileNotFound)
+            << c.other;
+        EXPECT_EQ(read(written, c.other).rc, regerr::FileNotFound) << c.other;
+    }
+}
+
+TEST_P(RegistryStoreConformance, NamesEndAtTheFirstNul) {
+    const KeyHandle written = create(key(std::string("Cut\0Tail", 8)));
+    put(written, std::string("v\0w", 3), regtype::Dword, dword(1));
+    put(written, std::string("\0x", 2), regtype::Dword, dword(2));
+    const KeyHandle opened = open(key("Cut"));
+    EXPECT_EQ(read(opened, "v").data, dword(1));
+    EXPECT_EQ(read(opened, "").data, dword(2));
+    KeyHandle missing = 0;
+    EXPECT_EQ(store_->openKey(Hive::CurrentUser, key("CutTail"), &missing), regerr::FileNotFound);
+}
+
+TEST_P(RegistryStoreConformance, UnnamedValue) {
+    const KeyHandle handle = create(key("Unnamed"));
+    EXPECT_EQ(read(handle, "").rc, regerr::FileNotFound);  // a new key has no value, not even this one
+    put(handle, "", regtype::String, bytes("default"));
+    put(handle, "Named", regtype::String, bytes("named"));
+    EXPECT_EQ(read(handle, "").data, bytes("default"));
+    EXPECT_EQ(read(handle, "Named").data, bytes("named"));
+    EXPECT_EQ(read(open(key("Unnamed")), "").data, bytes("default"));
+}
+
+TEST_P(RegistryStoreConformance, MissingValuesAndSmallBuffers) {
+    const KeyHandle handle = create(key("Sizes"));
+    EXPECT_EQ(read(handle, "absent").rc, regerr::FileNotFound);
+
+    const std::vector<std::uint8_t> ten = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9};
+    put(handle, "ten", regtype::Binary, ten);
+    put(handle, "empty", regtype::Binary, {});
+    const std::vector<std::uint8_t> untouched = {0xEE, 0xEE};
+    const struct {
+        const char* name;
+        std::uint32_t capacity;
+        long rc;
+        std::uint32_t size;
+        std::vector<std::uint8_t> data;
+    } cases[] = {
+        {"ten", 0, regerr::MoreData, 10, untouched}, {"ten", 9, regerr::MoreData, 10, untouched},
+        {"ten", 10, regerr::Success, 10, ten},       {"ten", 11, regerr::Success, 10, ten},
+        {"empty", 0, regerr::Success, 0, {}},        {"empty", 5, regerr::Success, 0, {}},
+    };
+    for (const auto& c : cases) {
+        std::uint32_t type = 0;
+        std::uint32_t size = 12345;
+        std::vector<std::uint8_t> data = untouched;
+        EXPECT_EQ(store_->queryValue(handle, c.name, &type, &data, c.capacity, &size), c.rc)
+            << c.name << " in " << c.capacity;
+        EXPECT_EQ(type, regtype::Binary) << c.name << " in " << c.capacity;
+        EXPECT_EQ(size, c.size) << c.name << " in " << c.capacity;
+        EXPECT_EQ(data, c.data) << c.name << " in " << c.capacity;
+    }
+
+    // Without a buffer the call only tells the type and size.
+    std::uint32_t type = 0;
+    std::uint32_t size = 0;
+    EXPECT_EQ(store_->queryValue(handle, "ten", &type, nullptr, 0, &size), regerr::Success);
+    EXPECT_EQ(type, regtype::Binary);
+    EXPECT_EQ(size, 10u);
+    std::vector<std::uint8_t> data;
+    EXPECT_EQ(store_->queryValue(handle, "ten", nullptr, &data, 10, nullptr), regerr::Success);
+    EXPECT_EQ(data, ten);
+    EXPECT_EQ(store_->queryValue(handle, "ten", nullptr, nullptr, 0, nullptr), regerr::Success);
+    EXPECT_EQ(store_->queryValue(handle, "absent", nullptr, nullptr, 0, nullptr), regerr::FileNotFound);
+}
+
+TEST_P(RegistryStoreConformance, ValuesKeepTheirBytesAndType) {
+    std::vector<std::uint8_t> large(64 * 1024);
+    for (std::size_t i = 0; i < large.size(); ++i)
+        large[i] = static_cast<std::uint8_t>(i * 7 + i / 256);
+    const struct {
+        std::string name;
+        std::uint32_t type;
+        std::vector<std::uint8_t> data;
+    } cases[] = {
+        {"string without terminator", regtype::String, bytes("abc")},
+        {"string with terminator", regtype::String, {'a', 'b', 'c', 0}},
+        {"string with embedded zero", regtype::String, {'a', 0, 'b', 'c', 0}},
+        {"dword", regtype::Dword, dword(0x12345678)},
+        {"binary 0", regtype::Binary, {}},
+        {"binary 1", regtype::Binary, {0}},
+        {"binary 2", regtype::Binary, {0xFF, 0x00}},
+        {"binary 8", regtype::Binary, {1, 2, 3, 4, 5, 6, 7, 0x80}},
+        {"unusual type", 0x12345678u, {1, 2, 3}},
+        {"highest type", 0xFFFFFFFFu, {4}},
+        {"64 KiB", regtype::Binary, large},
+    };
+    const KeyHandle handle = create(key("Types"));
+    for (const auto& c : cases)
+        put(handle, c.name, c.type, c.data);
+
+    // Read back by this store, and by another one that has nothing in memory.
+    auto other = GetParam().make();
+    const KeyHandle otherHandle = open(*other, key("Types"));
+    for (const auto& c : cases) {
+        for (const Read& r : {read(handle, c.name), read(*other, otherHandle, c.name)}) {
+            EXPECT_EQ(r.rc, regerr::Success) << c.name;
+            EXPECT_EQ(r.type, c.type) << c.name;
+            EXPECT_EQ(r.size, c.data.size()) << c.name;
+            EXPECT_EQ(r.data, c.data) << c.name;
+        }
+    }
+}
+
+TEST_P(RegistryStoreConformance, OverwritingReplacesTypeAndData) {
+    const KeyHandle handle = create(key("Overwrite"));
+    auto other = GetParam().make();
+    const KeyHandle otherHandle = open(*other, key("Overwrite"));
+    const struct {
+        std::string name;
+        std::uint32_t type;
+        std::vector<std::uint8_t> data;
+    } writes[] = {
+        {"Mixed", regtype::Dword, dword(1)},
+        {"MIXED", regtype::String, bytes(std::string("a longer text\0", 14))},
+        {"mixed", regtype::Binary, {}},
+        {"MiXeD", regtype::Binary, {42}},
+    };
+    for (const auto& w : writes) {
+        put(handle, w.name, w.type, w.data);
+        for (const Read& r : {read(handle, "mixed"), read(*other, otherHandle, "mixed")}) {
+            EXPECT_EQ(r.rc, regerr::Success) << w.name;
+            EXPECT_EQ(r.type, w.type) << w.name;
+            EXPECT_EQ(r.data, w.data) << w.name;
+        }
+    }
+}
+
+TEST_P(RegistryStoreConformance, ReadOnlyHandlesRefuseWrites) {
+    const KeyHandle writable = create(key("ReadOnly"));
+    put(writable, "v", regtype::Dword, dword(1));
+    const KeyHandle readOnly = open(key("ReadOnly"));
+    EXPECT_EQ(store_->setValue(readOnly, "v", regtype::Dword, dword(2)), regerr::AccessDenied);
+    EXPECT_EQ(store_->setValue(readOnly, "new", regtype::Dword, dword(3)), regerr::AccessDenied);
+    EXPECT_EQ(read(readOnly, "v").data, dword(1));
+    EXPECT_EQ(read(writable, "new").rc, regerr::FileNotFound);
+}
+
+TEST_P(RegistryStoreConformance, ClosedAndUnknownHandlesAreInvalid) {
+    const KeyHandle handle = create(key("Handles"));
+    EXPECT_EQ(store_->closeKey(handle), regerr::Success);
+    std::vector<std::uint8_t> data;
+    for (const KeyHandle stale : {handle, KeyHandle{0}}) {
+        EXPECT_EQ(store_->closeKey(stale), regerr::InvalidHandle);
+        EXPECT_EQ(store_->setValue(stale, "v", regtype::Dword, dword(1)), regerr::InvalidHandle);
+        EXPECT_EQ(store_->queryValue(stale, "v", nullptr, &data, 16, nullptr), regerr::InvalidHandle);
+    }
+
+    const auto unknownHive = static_cast<Hive>(0);
+    KeyHandle opened = 0;
+    EXPECT_EQ(store_->createKey(unknownHive, key("Handles"), &opened), regerr::InvalidHandle);
+    EXPECT_EQ(store_->openKey(unknownHive, key("Handles"), &opened), regerr::InvalidHandle);
+}
+
+TEST_P(RegistryStoreConformance, HivesAndKeysKeepTheirOwnValues) {
+    // Windows lets only an administrator write LocalMachine; Wine lets anybody.
+    const Hive hives[] = {Hive::CurrentUser, Hive::ClassesRoot, Hive::LocalMachine};
+    for (std::uint32_t i = 0; i < 3; ++i) {
+        const KeyHandle handle = create(key("Same"), hives[i]);
+        put(handle, "which", regtype::Dword, dword(i));
+        put(handle, numbered("only", i), regtype::Dword, dword(i));
+    }
+    put(create(key("Sibling")), "which", regtype::Dword, dword(99));
+    put(create(key("Same\\Child")), "which", regtype::Dword, dword(98));
+
+    for (std::uint32_t i = 0; i < 3; ++i) {
+        const KeyHandle handle = open(key("Same"), hives[i]);
+        EXPECT_EQ(read(handle, "which").data, dword(i)) << i;
+        for (std::uint32_t j = 0; j < 3; ++j)
+            EXPECT_EQ(read(handle, numbered("only", j)).rc, i == j ? regerr::Success : regerr::FileNotFound)
+                << i << " " << j;
+    }
+    EXPECT_EQ(read(open(key("Sibling")), "which").data, dword(99));
+    EXPECT_EQ(read(open(key("Same\\Child")), "which").data, dword(98));
+}
+
+TEST_P(RegistryStoreConformance, AnotherStoreSeesWritesAndLaterChanges) {
+    auto second = GetParam().make();
+    const KeyHandle first = create(key("Shared"));
+    put(first, "v", regtype::Dword, dword(1));
+
+    // The second store reads, and so may remember, a value, a missing value and a missing key.
+    const KeyHandle seen = open(*second, key("Shared"));
+    EXPECT_EQ(read(*second, seen, "v").data, dword(1));
+    EXPECT_EQ(read(*second, seen, "w").rc, regerr::FileNotFound);
+    KeyHandle later = 0;
+    EXPECT_EQ(second->openKey(Hive::CurrentUser, key("Later"), &later), regerr::FileNotFound);
+
+    put(first, "v", regtype::Dword, dword(2));
+    put(first, "w", regtype::String, bytes("new"));
+    put(create(key("Later")), "x", regtype::Dword, dword(5));
+
+    EXPECT_EQ(read(*second, seen, "v").data, dword(2));
+    EXPECT_EQ(read(*second, seen, "w").data, bytes("new"));
+    EXPECT_EQ(read(*second, open(*second, key("Later")), "x").data, dword(5));
+
+    // And the other way round, with the first store's own write in its memory.
+    put(*second, create(*second, key("Shared")), "v", regtype::Dword, dword(3));
+    EXPECT_EQ(read(first, "v").data, dword(3));
+}
+
+TEST_P(RegistryStoreConformance, LongKeyNames) {
+    // Wine must confirm: Windows refuses a key name longer than 255 characters with
+    // ERROR_INVALID_PARAMETER, in createKey and openKey alike.
+    const std::string longest(255, 'k');
+    const std::string accented = repeat("é", 255);  // 510 bytes, 255 characters
+    EXPECT_NE(create(key(longest)), 0u);
+    EXPECT_NE(create(key(accented + "\\" + longest)), 0u);
+    EXPECT_NE(open(key(accented)), 0u);
+
+    for (const std::string& path : {key(longest + "k"), key(repeat("é", 256)), key(longest + "k\\x")}) {
+        KeyHandle handle = 0;
+        EXPECT_EQ(store_->createKey(Hive::CurrentUser, path, &handle), regerr::InvalidParameter);
+        EXPECT_EQ(store_->openKey(Hive::CurrentUser, path, &handle), regerr::InvalidParameter);
+    }
+}
+
+TEST_P(RegistryStoreConformance, OneStoreServesSeveralThreads) {
+    constexpr std::uint32_t kThreads = 4;
+    constexpr std::uint32_t kRounds = 100;
+    std::atomic<int> failures{0};
+    std::vector<std::thread> threads;
+    for (std::uint32_t t = 0; t < kThreads; ++t) {
+        threads.emplace_back([this, t, &failures] {
+            const std::string path = key(numbered("Thread", t));
+            for (std::uint32_t round = 0; round < kRounds; ++round) {
+                KeyHandle handle = 0;
+                std::uint32_t type = 0;
+                std::uint32_t size = 0;
+                std::vector<std::uint8_t> data;
+                const bool ok = store_->createKey(Hive::CurrentUser, path, &handle) == regerr::Success &&
+                                store_->setValue(handle, "round", regtype::Dword, dword(round)) == regerr::Success &&
+                                store_->queryValue(handle, "round", &type, &data, 4, &size) == regerr::Success &&
+                                data == dword(round) && store_->closeKey(handle) == regerr::Success;
+                if (!ok)
+                    ++failures;
+            }
+        });
+    }
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_EQ(failures.load(), 0);
+    for (std::uint32_t t = 0; t < kThreads; ++t)
+        EXPECT_EQ(read(open(key(numbered("Thread", t))), "round").data, dword(kRounds - 1));
+}
+
+}  // namespace paramcor::test

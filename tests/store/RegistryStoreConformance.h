@@ -1,0 +1,71 @@
+// The behaviour every RegistryStore must share with the Windows registry. The suite
+// is instantiated once per store (the SQLite store here; the Win32 store under Wine
+// or Windows), so it uses nothing but the standard library and GoogleTest.
+#pragma once
+
+#include <CVLParamcor/RegistryStore.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace paramcor::test {
+
+struct StoreUnderTest {
+    std::string name;  // a valid test name part: letters, digits, underscores
+    // A new store object over the same registry each time it is called.
+    std::function<std::unique_ptr<RegistryStore>()> make;
+    // Run after each test, once its stores are gone; may be empty.
+    std::function<void()> cleanup;
+};
+
+inline void PrintTo(const StoreUnderTest& store, std::ostream* out) {
+    *out << store.name;
+}
+
+struct StoreName {
+    std::string operator()(const ::testing::TestParamInfo<StoreUnderTest>& info) const { return info.param.name; }
+};
+
+class RegistryStoreConformance : public ::testing::TestWithParam<StoreUnderTest> {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    // Every test works below a key of its own ("SOFTWARE\CVLParamcorConformance\<run>\<test>")
+    // so that it can run against a real registry.
+    std::string key(const std::string& relative) const;
+
+    // Create (or open) a key with all access, or open an existing one for reading,
+    // and check it worked; 0 after a failure.
+    KeyHandle create(const std::string& path, Hive hive = Hive::CurrentUser);
+    KeyHandle create(RegistryStore& store, const std::string& path, Hive hive = Hive::CurrentUser);
+    KeyHandle open(const std::string& path, Hive hive = Hive::CurrentUser);
+    KeyHandle open(RegistryStore& store, const std::string& path, Hive hive = Hive::CurrentUser);
+    void put(KeyHandle key, const std::string& name, std::uint32_t type, const std::vector<std::uint8_t>& data);
+    void put(RegistryStore& store, KeyHandle key, const std::string& name, std::uint32_t type,
+             const std::vector<std::uint8_t>& data);
+
+    struct Read {
+        long rc = -1;
+        std::uint32_t type = 0;
+        std::vector<std::uint8_t> data;
+        std::uint32_t size = 0;
+    };
+    Read read(KeyHandle key, const std::string& name, std::uint32_t capacity = 1u << 20);
+    static Read read(RegistryStore& store, KeyHandle key, const std::string& name, std::uint32_t capacity = 1u << 20);
+
+    std::unique_ptr<RegistryStore> store_;
+    std::string base_;
+};
+
+std::vector<std::uint8_t> bytes(const std::string& text);
+std::vector<std::uint8_t> dword(std::uint32_t value);  // little-endian, as REG_DWORD
+std::string numbered(const std::string& prefix, std::uint32_t number);
+
+}  // namespace paramcor::test

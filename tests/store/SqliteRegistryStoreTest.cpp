@@ -1,0 +1,556 @@
+// The SQLite store: the conformance suite, and what only this store does: its files,
+// read-only and foreign files, and several processes sharing a hive.
+#include "RegistryStoreConformance.h"
+
+#include <CVLParamcor/SqliteRegistryStore.h>
+
+#include <sqlite3.h>
+
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <map>
+#include <random>
+#include <stdexcept>
+
+namespace fs = std::filesystem;
+
+namespace paramcor::test {
+
+namespace {
+
+fs::path uniqueTempPath(const std::string& what) {
+    static std::atomic<int> counter{0};
+    std::random_device random;
+    return fs::temp_directory_path() / ("cvlparamcor-" + what + "-" + std::to_string(::getpid()) + "-" +
+                                        std::to_string(counter++) + "-" + std::to_string(random()));
+}
+
+// A folder of its own, removed at the end. It is not created: the stores must do it.
+class TempFolder {
+public:
+    explicit TempFolder(const std::string& what) : path_(uniqueTempPath(what)) {}
+    ~TempFolder() {
+        std::error_code ignored;
+        fs::remove_all(path_, ignored);
+    }
+    TempFolder(const TempFolder&) = delete;
+    TempFolder& operator=(const TempFolder&) = delete;
+
+    const fs::path& path() const { return path_; }
+    std::string str() const { return path_.string(); }
+
+private:
+    fs::path path_;
+};
+
+StoreUnderTest sqliteStore(const std::string& name, bool separateMachineFolder) {
+    const auto root = std::make_shared<fs::path>(uniqueTempPath("conformance"));
+    return {name,
+            [root, separateMachineFolder]() -> std::unique_ptr<RegistryStore> {
+                if (separateMachineFolder)
+                    return std::make_unique<SqliteRegistryStore>((*root / "user").string(),
+                                                                 (*root / "machine").string());
+                return std::make_unique<SqliteRegistryStore>(root->string());
+            },
+            [root] {
+                std::error_code ignored;
+                fs::remove_all(*root, ignored);
+            }};
+}
+
+INSTANTIATE_TEST_SUITE_P(Sqlite, RegistryStoreConformance,
+                         ::testing::Values(sqliteStore("OneFolder", false), sqliteStore("TwoFolders", true)),
+                         StoreName());
+
+long readValue(RegistryStore& store, KeyHandle key, const std::string& name, std::vector<std::uint8_t>& data) {
+    return store.queryValue(key, name, nullptr, &data, 1u << 20, nullptr);
+}
+
+std::string fileBytes(const fs::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+void writeFile(const fs::path& file, const std::string& content) {
+    std::ofstream(file, std::ios::binary | std::ios::trunc) << content;
+}
+
+// Runs SQL on a database of somebody else's.
+void makeDatabase(const fs::path& file, const char* sql) {
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open(file.c_str(), &db), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(db, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
+    sqlite3_close(db);
+}
+
+// A database of somebody else's with a hot journal, as a crash in the middle of a
+// transaction leaves it: whoever opens it with SQLite rolls the journal back into it.
+void makeCrashedDatabase(const fs::path& file) {
+    const fs::path scratch = file.parent_path() / "scratch";
+    fs::create_directories(scratch);
+    const fs::path original = scratch / "db";
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open(original.c_str(), &db), SQLITE_OK);
+    // A tiny page cache makes the transaction spill changed pages into the file.
+    EXPECT_EQ(sqlite3_exec(db,
+                           "PRAGMA cache_size=1; CREATE TABLE t(x);"
+                           "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 200)"
+                           " INSERT INTO t SELECT randomblob(1000) FROM n;"
+                           "BEGIN; UPDATE t SET x = randomblob(1000);",
+                           nullptr, nullptr, nullptr),
+              SQLITE_OK);
+    fs::copy_file(original, file);
+    fs::copy_file(original.string() + "-journal", file.string() + "-journal");
+    sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
+    sqlite3_close(db);
+    fs::remove_all(scratch);
+}
+
+// What a folder holds, to the byte and to the modification time.
+struct FileState {
+    bool directory = false;
+    std::string bytes;
+    fs::file_time_type modified;
+    bool operator==(const FileState&) const = default;
+};
+
+void PrintTo(const FileState& file, std::ostream* out) {
+    *out << (file.directory ? "folder" : std::to_string(file.bytes.size()) + " bytes") << " modified at "
+         << file.modified.time_since_epoch().count();
+}
+
+std::map<std::string, FileState> folderState(const fs::path& folder) {
+    std::map<std::string, FileState> state;
+    for (const auto& entry : fs::directory_iterator(folder)) {
+        FileState& file = state[entry.path().filename().string()];
+        file.directory = entry.is_directory();
+        file.bytes = file.directory ? std::string() : fileBytes(entry.path());
+        file.modified = fs::last_write_time(entry.path());
+    }
+    return state;
+}
+
+// Dates the files back, so that any write shows in their modification time.
+void ageFolder(const fs::path& folder) {
+    const auto yesterday = fs::file_time_type::clock::now() - std::chrono::hours(24);
+    for (const auto& entry : fs::directory_iterator(folder))
+        fs::last_write_time(entry.path(), yesterday);
+}
+
+// A forked process that runs `body` when told to. Children are forked before this
+// process opens any SQLite connection to the files they use: a child must not
+// inherit SQLite's bookkeeping of the locks its parent holds.
+class Child {
+public:
+    explicit Child(const std::function<int(Child&)>& body) {
+        if (::pipe(down_) != 0 || ::pipe(up_) != 0)
+            throw std::runtime_error("pipe");
+        pid_ = ::fork();
+        if (pid_ < 0)
+            throw std::runtime_error("fork");
+        if (pid_ == 0) {
+            ::close(down_[1]);
+            ::close(up_[0]);
+            ::_exit(awaitGo() ? body(*this) : 100);
+        }
+        ::close(down_[0]);
+        ::close(up_[1]);
+    }
+
+    ~Child() {
+        if (pid_ > 0 && !finished_) {
+            ::kill(pid_, SIGKILL);
+            ::waitpid(pid_, nullptr, 0);
+        }
+        ::close(down_[1]);
+        ::close(up_[0]);
+    }
+
+    Child(const Child&) = delete;
+    Child& operator=(const Child&) = delete;
+
+    // In the parent.
+    void go() { EXPECT_EQ(::write(down_[1], "g", 1), 1); }
+    bool heard() {
+        char c = 0;
+        return ::read(up_[0], &c, 1) == 1;
+    }
+    int exitCode() {
+        int status = 0;
+        if (::waitpid(pid_, &status, 0) != pid_)
+            return -1;
+        finished_ = true;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+
+    // In the child.
+    bool awaitGo() {
+        char c = 0;
+        return ::read(down_[0], &c, 1) == 1;
+    }
+    bool say() { return ::write(up_[1], "s", 1) == 1; }
+
+private:
+    int down_[2] = {-1, -1};
+    int up_[2] = {-1, -1};
+    pid_t pid_ = -1;
+    bool finished_ = false;
+};
+
+// In a child: holds a write transaction on the hive until told to let go.
+int holdWriteLock(Child& child, const std::string& file, bool exclusiveLocking) {
+    sqlite3* db = nullptr;
+    if (sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK)
+        return 1;
+    const char* sql = exclusiveLocking ? "PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE; UPDATE keys SET path = path"
+                                       : "BEGIN IMMEDIATE; UPDATE keys SET path = path";
+    if (sqlite3_exec(db, sql, nullptr, nullptr, nullptr) != SQLITE_OK)
+        return 2;
+    if (!child.say() || !child.awaitGo())
+        return 3;
+    sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
+    sqlite3_close(db);
+    return 0;
+}
+
+constexpr Hive kHives[] = {Hive::ClassesRoot, Hive::CurrentUser, Hive::LocalMachine};
+
+}  // namespace
+
+TEST(SqliteRegistryStore, FilesAndFoldersAppearOnlyWhenWritten) {
+    TempFolder root("layout");
+    const fs::path user = root.path() / "user";
+    const fs::path machine = root.path() / "machine";
+    const std::map<Hive, fs::path> expected = {{Hive::ClassesRoot, user / "HKEY_CLASSES_ROOT.db"},
+                                               {Hive::CurrentUser, user / "HKEY_CURRENT_USER.db"},
+                                               {Hive::LocalMachine, machine / "HKEY_LOCAL_MACHINE.db"}};
+    {
+        SqliteRegistryStore store(user.string(), machine.string());
+        for (const auto& [hive, file] : expected)
+            EXPECT_EQ(store.hiveFile(hive), file.string());
+
+        // Reads find empty hives and create nothing; the root key of each is there.
+        for (const Hive hive : kHives) {
+            KeyHandle key = 0;
+            EXPECT_EQ(store.openKey(hive, "Software", &key), regerr::FileNotFound);
+            ASSERT_EQ(store.openKey(hive, "", &key), regerr::Success);
+            std::vector<std::uint8_t> data;
+            EXPECT_EQ(readValue(store, key, "", data), regerr::FileNotFound);
+            EXPECT_EQ(store.setValue(key, "", regtype::Dword, dword(1)), regerr::AccessDenied);
+        }
+        EXPECT_FALSE(fs::exists(root.path()));
+
+        KeyHandle key = 0;
+        ASSERT_EQ(store.createKey(Hive::LocalMachine, "Software\\Vendor", &key), regerr::Success);
+        EXPECT_TRUE(fs::exists(expected.at(Hive::LocalMachine)));
+        EXPECT_FALSE(fs::exists(user));
+        ASSERT_EQ(store.createKey(Hive::CurrentUser, "", &key), regerr::Success);
+        EXPECT_EQ(store.setValue(key, "", regtype::Dword, dword(7)), regerr::Success);
+        EXPECT_TRUE(fs::exists(expected.at(Hive::CurrentUser)));
+        EXPECT_FALSE(fs::exists(expected.at(Hive::ClassesRoot)));
+    }
+
+    // The root key holds values like any other; the files stay when the store is gone,
+    // -wal and -shm too, which read-only openers cannot create.
+    for (const char* suffix : {"", "-wal", "-shm", "-changes"})
+        EXPECT_TRUE(fs::exists(expected.at(Hive::CurrentUser).string() + suffix)) << suffix;
+    SqliteRegistryStore again(user.string(), machine.string());
+    KeyHandle rootKey = 0;
+    ASSERT_EQ(again.openKey(Hive::CurrentUser, "", &rootKey), regerr::Success);
+    std::vector<std::uint8_t> data;
+    EXPECT_EQ(readValue(again, rootKey, "", data), regerr::Success);
+    EXPECT_EQ(data, dword(7));
+
+    TempFolder single("single");
+    const SqliteRegistryStore oneFolder(single.str());
+    for (const auto& [hive, file] : expected)
+        EXPECT_EQ(oneFolder.hiveFile(hive), (single.path() / file.filename()).string());
+}
+
+TEST(SqliteRegistryStore, HiveFileWithoutWritePermission) {
+    TempFolder root("readonly");
+    {
+        SqliteRegistryStore store(root.str());
+        KeyHandle key = 0;
+        ASSERT_EQ(store.createKey(Hive::CurrentUser, "Software\\App", &key), regerr::Success);
+        ASSERT_EQ(store.setValue(key, "v", regtype::Dword, dword(1)), regerr::Success);
+    }
+    const fs::path file = root.path() / "HKEY_CURRENT_USER.db";
+    fs::permissions(file, fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write,
+                    fs::perm_options::remove);
+    ageFolder(root.path());
+    const auto before = fileBytes(file);
+    const auto modified = fs::last_write_time(file);
+
+    {
+        SqliteRegistryStore store(root.str());
+        KeyHandle key = 0;
+        for (const char* path : {"Software\\App", "Software\\New", ""})
+            EXPECT_EQ(store.createKey(Hive::CurrentUser, path, &key), regerr::AccessDenied) << path;
+        ASSERT_EQ(store.openKey(Hive::CurrentUser, "Software\\App", &key), regerr::Success);
+        std::vector<std::uint8_t> data;
+        EXPECT_EQ(readValue(store, key, "v", data), regerr::Success);
+        EXPECT_EQ(data, dword(1));
+        EXPECT_EQ(store.openKey(Hive::CurrentUser, "Software\\New", &key), regerr::FileNotFound);
+
+        // The other hives in the folder are not affected.
+        EXPECT_EQ(store.createKey(Hive::ClassesRoot, "Software\\App", &key), regerr::Success);
+    }
+    EXPECT_EQ(fileBytes(file), before);
+    EXPECT_EQ(fs::last_write_time(file), modified);
+}
+
+TEST(SqliteRegistryStore, MissingHiveInAFolderThatCannotBeMade) {
+    TempFolder root("nofolder");
+    fs::create_directories(root.path());
+    writeFile(root.path() / "blocker", "a file where a folder should be");
+    const fs::path user = root.path() / "blocker" / "user";
+    SqliteRegistryStore store(user.string(), user.string());
+
+    KeyHandle key = 0;
+    EXPECT_EQ(store.openKey(Hive::CurrentUser, "Software", &key), regerr::FileNotFound);
+    EXPECT_EQ(store.createKey(Hive::CurrentUser, "Software", &key), regerr::AccessDenied);
+    EXPECT_EQ(store.createKey(Hive::CurrentUser, "", &key), regerr::AccessDenied);
+    EXPECT_EQ(store.openKey(Hive::CurrentUser, "", &key), regerr::Success);
+    EXPECT_TRUE(fs::is_regular_file(root.path() / "blocker"));
+}
+
+TEST(SqliteRegistryStore, FilesThatAreNotHivesAreNeverChanged) {
+    // Each file is written as raw bytes, made by SQLite from some SQL, or left by a crash.
+    const std::string ourId = std::to_string(0x43564C50);
+    const struct {
+        const char* label;
+        std::string bytes;
+        std::string sql;
+        bool crashed;
+    } cases[] = {
+        {"text", std::string(4096, 'x'), "", false},
+        {"short", "SQLite", "", false},
+        {"SQLite magic only", std::string("SQLite format 3\0", 16) + std::string(84, '\0'), "", false},
+        {"foreign database", "", "CREATE TABLE t(x); INSERT INTO t VALUES(1)", false},
+        {"foreign empty database", "", "PRAGMA user_version=7", false},
+        {"foreign WAL database", "", "PRAGMA journal_mode=WAL; CREATE TABLE t(x)", false},
+        {"other application id", "", "PRAGMA application_id=1234; CREATE TABLE keys(x)", false},
+        {"our id, other version", "",
+         "PRAGMA application_id=" + ourId + "; PRAGMA user_version=99; CREATE TABLE keys(x)", false},
+        {"foreign database with a hot journal", "", "", true},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.label);
+        TempFolder root("foreign");
+        fs::create_directories(root.path());
+        const fs::path file = root.path() / "HKEY_CURRENT_USER.db";
+        if (c.crashed)
+            makeCrashedDatabase(file);
+        else if (!c.sql.empty())
+            makeDatabase(file, c.sql.c_str());
+        else
+            writeFile(file, c.bytes);
+        ageFolder(root.path());
+        const auto before = folderState(root.path());
+        {
+            SqliteRegistryStore store(root.str());
+            KeyHandle key = 0;
+            for (int attempt = 0; attempt < 2; ++attempt) {
+                EXPECT_EQ(store.createKey(Hive::CurrentUser, "Software", &key), regerr::BadDatabase);
+                EXPECT_EQ(store.openKey(Hive::CurrentUser, "Software", &key), regerr::BadDatabase);
+                EXPECT_EQ(store.openKey(Hive::CurrentUser, "", &key), regerr::BadDatabase);
+            }
+        }
+        EXPECT_EQ(folderState(root.path()), before);
+    }
+}
+
+TEST(SqliteRegistryStore, EmptyFileOrFolderInPlaceOfTheHive) {
+    TempFolder root("placeholder");
+    fs::create_directories(root.path() / "HKEY_LOCAL_MACHINE.db");
+    writeFile(root.path() / "HKEY_CURRENT_USER.db", "");
+    {
+        SqliteRegistryStore store(root.str());
+        KeyHandle key = 0;
+        // A folder cannot be read as a file; it is left alone.
+        EXPECT_EQ(store.createKey(Hive::LocalMachine, "Software", &key), regerr::IoFailed);
+        EXPECT_EQ(store.openKey(Hive::LocalMachine, "Software", &key), regerr::IoFailed);
+
+        // An empty file is a hive nobody has written yet.
+        EXPECT_EQ(store.openKey(Hive::CurrentUser, "Software", &key), regerr::FileNotFound);
+        ASSERT_EQ(store.createKey(Hive::CurrentUser, "Software", &key), regerr::Success);
+        EXPECT_EQ(store.setValue(key, "v", regtype::Dword, dword(3)), regerr::Success);
+    }
+    EXPECT_TRUE(fs::is_empty(root.path() / "HKEY_LOCAL_MACHINE.db"));
+    SqliteRegistryStore store(root.str());
+    KeyHandle key = 0;
+    ASSERT_EQ(store.openKey(Hive::CurrentUser, "Software", &key), regerr::Success);
+    std::vector<std::uint8_t> data;
+    EXPECT_EQ(readValue(store, key, "v", data), regerr::Success);
+    EXPECT_EQ(data, dword(3));
+}
+
+TEST(SqliteRegistryStore, HiveHeldByAnotherProcess) {
+    TempFolder root("held");
+    const std::string file = (root.path() / "HKEY_CURRENT_USER.db").string();
+    Child writer([&](Child& self) { return holdWriteLock(self, file, false); });
+    Child exclusive([&](Child& self) { return holdWriteLock(self, file, true); });
+    SqliteRegistryStore::Options quick;
+    quick.busyTimeoutMs = 50;
+
+    auto store = std::make_unique<SqliteRegistryStore>(root.str(), quick);
+    KeyHandle key = 0;
+    ASSERT_EQ(store->createKey(Hive::CurrentUser, "Software\\App", &key), regerr::Success);
+    ASSERT_EQ(store->setValue(key, "v", regtype::Dword, dword(1)), regerr::Success);
+
+    // Another writer: writes wait for it and give up, reads go on.
+    writer.go();
+    ASSERT_TRUE(writer.heard());
+    EXPECT_EQ(store->setValue(key, "v", regtype::Dword, dword(2)), regerr::SharingViolation);
+    KeyHandle other = 0;
+    EXPECT_EQ(store->createKey(Hive::CurrentUser, "Software\\App", &other), regerr::Success);  // nothing to write
+    EXPECT_EQ(store->createKey(Hive::CurrentUser, "Software\\New", &other), regerr::SharingViolation);
+    std::vector<std::uint8_t> data;
+    EXPECT_EQ(readValue(*store, key, "v", data), regerr::Success);
+    EXPECT_EQ(data, dword(1));
+    {
+        SqliteRegistryStore fresh(root.str(), quick);
+        EXPECT_EQ(fresh.createKey(Hive::CurrentUser, "Software\\App", &other), regerr::Success);
+        EXPECT_EQ(readValue(fresh, other, "v", data), regerr::Success);
+        EXPECT_EQ(fresh.createKey(Hive::CurrentUser, "Software\\New", &other), regerr::SharingViolation);
+    }
+    writer.go();
+    EXPECT_EQ(writer.exitCode(), 0);
+    EXPECT_EQ(store->setValue(key, "v", regtype::Dword, dword(2)), regerr::Success);
+    store.reset();  // no connection may stay for the exclusive lock
+
+    // A process with the hive locked exclusively keeps even readers out.
+    exclusive.go();
+    ASSERT_TRUE(exclusive.heard());
+    {
+        SqliteRegistryStore fresh(root.str(), quick);
+        EXPECT_EQ(fresh.createKey(Hive::CurrentUser, "Software\\App", &other), regerr::SharingViolation);
+        EXPECT_EQ(fresh.openKey(Hive::CurrentUser, "Software\\App", &other), regerr::SharingViolation);
+        exclusive.go();
+        EXPECT_EQ(exclusive.exitCode(), 0);
+        ASSERT_EQ(fresh.openKey(Hive::CurrentUser, "Software\\App", &other), regerr::Success);
+        EXPECT_EQ(readValue(fresh, other, "v", data), regerr::Success);
+        EXPECT_EQ(data, dword(2));
+    }
+}
+
+TEST(SqliteRegistryStore, EveryWriteSurvivesTheWriterDying) {
+    TempFolder root("durable");
+    constexpr std::uint32_t kValues = 1000;
+    Child writer([&](Child&) {
+        SqliteRegistryStore store(root.str());
+        KeyHandle key = 0;
+        if (store.createKey(Hive::CurrentUser, "Software\\Durable", &key) != regerr::Success)
+            return 1;
+        for (std::uint32_t i = 0; i < kValues; ++i)
+            if (store.setValue(key, numbered("v", i), regtype::Dword, dword(i * 3)) != regerr::Success)
+                return 2;
+        ::_exit(0);  // at once: nothing may be left to flush or close
+    });
+    writer.go();
+    ASSERT_EQ(writer.exitCode(), 0);
+
+    SqliteRegistryStore store(root.str());
+    KeyHandle key = 0;
+    ASSERT_EQ(store.openKey(Hive::CurrentUser, "Software\\Durable", &key), regerr::Success);
+    std::uint32_t found = 0;
+    for (std::uint32_t i = 0; i < kValues; ++i) {
+        std::vector<std::uint8_t> data;
+        if (readValue(store, key, numbered("v", i), data) == regerr::Success && data == dword(i * 3))
+            ++found;
+    }
+    EXPECT_EQ(found, kValues);
+}
+
+TEST(SqliteRegistryStore, WriteOfAnotherProcessIsSeenByTheNextRead) {
+    TempFolder root("visible");
+    Child writer([&](Child&) {
+        SqliteRegistryStore store(root.str());
+        KeyHandle key = 0;
+        KeyHandle later = 0;
+        const bool ok = store.createKey(Hive::CurrentUser, "Software\\App", &key) == regerr::Success &&
+                        store.setValue(key, "v", regtype::Dword, dword(2)) == regerr::Success &&
+                        store.setValue(key, "w", regtype::Dword, dword(3)) == regerr::Success &&
+                        store.createKey(Hive::CurrentUser, "Software\\Later", &later) == regerr::Success;
+        return ok ? 0 : 1;
+    });
+
+    SqliteRegistryStore store(root.str());
+    KeyHandle key = 0;
+    ASSERT_EQ(store.createKey(Hive::CurrentUser, "Software\\App", &key), regerr::Success);
+    ASSERT_EQ(store.setValue(key, "v", regtype::Dword, dword(1)), regerr::Success);
+    std::vector<std::uint8_t> data;
+    KeyHandle later = 0;
+    for (int i = 0; i < 2; ++i) {  // read twice, so that the answers come from memory
+        EXPECT_EQ(readValue(store, key, "v", data), regerr::Success);
+        EXPECT_EQ(data, dword(1));
+        EXPECT_EQ(readValue(store, key, "w", data), regerr::FileNotFound);
+        EXPECT_EQ(store.openKey(Hive::CurrentUser, "Software\\Later", &later), regerr::FileNotFound);
+    }
+
+    writer.go();
+    ASSERT_EQ(writer.exitCode(), 0);
+    EXPECT_EQ(readValue(store, key, "v", data), regerr::Success);
+    EXPECT_EQ(data, dword(2));
+    EXPECT_EQ(readValue(store, key, "w", data), regerr::Success);
+    EXPECT_EQ(data, dword(3));
+    EXPECT_EQ(store.openKey(Hive::CurrentUser, "Software\\Later", &later), regerr::Success);
+}
+
+TEST(SqliteRegistryStore, ProcessesCreatingTheSameHiveTogether) {
+    TempFolder root("together");
+    constexpr std::uint32_t kChildren = 4;
+    std::vector<std::unique_ptr<Child>> children;
+    for (std::uint32_t i = 0; i < kChildren; ++i) {
+        children.push_back(std::make_unique<Child>([&root, i](Child&) {
+            SqliteRegistryStore store(root.str());
+            KeyHandle key = 0;
+            if (store.createKey(Hive::CurrentUser, numbered("Software\\Shared\\Child", i), &key) != regerr::Success)
+                return 1;
+            return store.setValue(key, "i", regtype::Dword, dword(i)) == regerr::Success ? 0 : 2;
+        }));
+    }
+    for (auto& child : children)
+        child->go();
+    for (auto& child : children)
+        EXPECT_EQ(child->exitCode(), 0);
+
+    SqliteRegistryStore store(root.str());
+    for (std::uint32_t i = 0; i < kChildren; ++i) {
+        KeyHandle key = 0;
+        ASSERT_EQ(store.openKey(Hive::CurrentUser, numbered("Software\\Shared\\Child", i), &key), regerr::Success);
+        std::vector<std::uint8_t> data;
+        EXPECT_EQ(readValue(store, key, "i", data), regerr::Success);
+        EXPECT_EQ(data, dword(i));
+    }
+}
+
+TEST(SqliteRegistryStore, WithoutAChangeCounterEveryReadAsksTheFile) {
+    TempFolder root("nocounter");
+    fs::create_directories(root.path() / "HKEY_CURRENT_USER.db-changes");  // cannot be mapped
+    SqliteRegistryStore writer(root.str());
+    SqliteRegistryStore reader(root.str());
+    KeyHandle written = 0;
+    ASSERT_EQ(writer.createKey(Hive::CurrentUser, "Software\\App", &written), regerr::Success);
+    ASSERT_EQ(writer.setValue(written, "v", regtype::Dword, dword(1)), regerr::Success);
+
+    KeyHandle read = 0;
+    ASSERT_EQ(reader.openKey(Hive::CurrentUser, "Software\\App", &read), regerr::Success);
+    std::vector<std::uint8_t> data;
+    for (std::uint32_t value = 2; value < 5; ++value) {
+        ASSERT_EQ(writer.setValue(written, "v", regtype::Dword, dword(value)), regerr::Success);
+        EXPECT_EQ(readValue(reader, read, "v", data), regerr::Success);
+        EXPECT_EQ(data, dword(value));
+    }
+}
+
+}  // namespace paramcor::test
