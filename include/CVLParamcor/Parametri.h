@@ -100,9 +100,125 @@ public:
     // At most 255 characters.
     void ScriviParametroStringa(const QString& Variabile, const QString& Valore);
 
+    // --- Workstation ---------------------------------------------------------------
+
+    // "Registra un documento, associando l'applicativo di default e l'icona."
+    // Writes below the classes root: Estensione -> Gruppo, Gruppo\CLID,
+    // Gruppo\shell\open\command (when IdIcona >= 0) and Gruppo\DefaultIcon.
+    // Afterwards the key path leaves out the maker's root until the next
+    // CurrentUser, LocalMachine or Programma.
+    void RegistraDocumento(const QString& Estensione, const QString& Gruppo, const QString& Shell, short IdIcona);
+
+    // "Restituisce il percorso completo dei file temporanei."
+    // Ends with a separator.
+    QString PercorsoTemp() const;
+
+    // "Restituisce il nome unico per un file temporaneo."
+    // The file is created, empty; its name starts with the first three characters
+    // of Prefisso. Empty when no file can be created.
+    QString FileTemporaneo(const QString& Prefisso);
+
+    // Clears pending floating-point exceptions.
+    void SvuotaErrori();
+
+    // "SOFTWARE" followed by the registry root of the installation file.
+    QString RadReg() const;
+
+    // Version records of the installed suite, in the local-machine store.
+    QString VersioneProdotto();
+    void VersioneProdotto(const QString& value);
+    QString VersioneUpgrade();
+    void VersioneUpgrade(const QString& value);
+    QString VersioneProdottoMarmo();
+    void VersioneProdottoMarmo(const QString& value);
+    QString VersioneProdottoVetro();
+    void VersioneProdottoVetro(const QString& value);
+    QString VersioneProdottoVetroCam();
+    void VersioneProdottoVetroCam(const QString& value);
+
+    // --- Folders -------------------------------------------------------------------
+    //
+    // Folders are declared in the installation file "ParamCor.txt" beside the
+    // library; their current locations live in the store. Every path handed out
+    // ends with a separator.
+
+    // The suite's root folder.
+    QString PercorsoWincor();
+    // Always false.
+    bool GestionePercorsi() const;
+    // The folder that holds the library.
+    QString PercorsoPrincipale() const;
+    // Stores a new location for a folder, as given.
+    void ScriviPercorso(const QString& NomePercorso, const QString& PercorsoDefault);
+    // The current location of a folder ("DXF", "PercorsoDxf" and " dxf " alike);
+    // an unknown name gives the library's folder.
+    QString Percorso(const QString& NomePercorso);
+    // Reports unknown names and missing folders.
+    bool DebugPercorsi() const;
+    void DebugPercorsi(bool value);
+    // Opens the folder editor on the folders whose name or reference matches Filtro;
+    // true when a folder was changed.
+    bool CambiaPercorsi(const QVariant& Filtro = {});
+    // The number of rows of the folder table after the suite root.
+    short TotalePercorsi() const;
+    // Row Indice of the folder table (0 to TotalePercorsi): name, default, current
+    // location and reference. False, outputs untouched, outside that range.
+    bool DatiPercorso(short Indice, QString& Nome, QString& Default, QString& DefaultV, QString& Rif);
+
+    // Fixed folders. The setters drop what they are given: ScriviPercorso is the one
+    // way to move a folder. PercorsoDFFLocale and PercorsoISOSlabvista always return
+    // Empty, as they always have, after resolving their folder.
+    QVariant PercorsoCLF();
+    void PercorsoCLF(const QVariant& value);
+    QString PercorsoCommesse();
+    void PercorsoCommesse(const QString& value);
+    QVariant PercorsoSlabvista();
+    void PercorsoSlabvista(const QVariant& value);
+    QString PercorsoDBOrdina();
+    void PercorsoDBOrdina(const QString& value);
+    QVariant PercorsoDBGruppo();
+    void PercorsoDBGruppo(const QVariant& value);
+    QVariant PercorsoDBLocale();
+    void PercorsoDBLocale(const QVariant& value);
+    QString PercorsoDef();
+    void PercorsoDef(const QString& value);
+    QString PercorsoDff();
+    void PercorsoDff(const QString& value);
+    QVariant PercorsoDFFGruppo();
+    void PercorsoDFFGruppo(const QVariant& value);
+    QVariant PercorsoDFFLocale();
+    void PercorsoDFFLocale(const QVariant& value);
+    QString PercorsoDwg();
+    void PercorsoDwg(const QString& value);
+    QString PercorsoDxf();
+    void PercorsoDxf(const QString& value);
+    QString PercorsoEps();
+    void PercorsoEps(const QString& value);
+    QString PercorsoESSI();
+    void PercorsoESSI(const QString& value);
+    QString PercorsoIges();
+    void PercorsoIges(const QString& value);
+    QString PercorsoISO();
+    void PercorsoISO(const QString& value);
+    QVariant PercorsoISOSlabvista();
+    void PercorsoISOSlabvista(const QVariant& value);
+    QString PercorsoLastre();
+    void PercorsoLastre(const QString& value);
+    QString PercorsoMR();
+    void PercorsoMR(const QString& value);
+    QString PercorsoPlt();
+    void PercorsoPlt(const QString& value);
+    QVariant PercorsoPostProc();
+    void PercorsoPostProc(const QVariant& value);
+    QString PercorsoProgettiMillora();
+    void PercorsoProgettiMillora(const QString& value);
+    QString PercorsoProgettiProfilex();
+    void PercorsoProgettiProfilex(const QString& value);
+    QString PercorsoCor();
+    void PercorsoCor(const QString& value);
+
 private:
     // Creation and destruction steps of the subsystems.
-    void clearPendingErrors();
     bool queryTempFolder();
     bool readInstallationFile();
     bool openTextDatabase();

@@ -1,14 +1,19 @@
 #include <CVLParamcor/Parametri.h>
 
+#include "folders/FolderTable.h"
+#include "folders/InstallationFile.h"
+#include "param/Workstation.h"
 #include "param/registry/MainParametri.h"
 #include "param/registry/ValueEncoding.h"
 
-#include <cfenv>
+#include <CVLParamcor/Platform.h>
 
 namespace paramcor {
 
 struct Parametri::Impl {
     bool ready = false;  // creation ran to the end
+    QString tempFolder;
+    Folders folders;
 };
 
 namespace {
@@ -21,7 +26,7 @@ MainParametri& selection() {
 // folders or texts.
 Parametri::Parametri() : d(std::make_unique<Impl>()) {
     selection().setRegistryRoot(QString());
-    clearPendingErrors();
+    SvuotaErrori();
     if (!queryTempFolder())
         return;
     if (!readInstallationFile())
@@ -43,24 +48,23 @@ Parametri::~Parametri() {
     closeTextDatabase();
 }
 
-void Parametri::clearPendingErrors() {
-    std::feclearexcept(FE_ALL_EXCEPT);
+bool Parametri::queryTempFolder() {
+    d->tempFolder = workstation::queryTempFolder();
+    return !d->tempFolder.isEmpty();
 }
 
-// The steps below belong to the subsystems of folders, texts and workstation
-// services; until those are in place they succeed without doing anything.
-bool Parametri::queryTempFolder() {
-    return true;
-}
-bool Parametri::readInstallationFile() {
-    return true;
-}
-bool Parametri::openTextDatabase() {
-    return true;
-}
+bool Parametri::readInstallationFile() { return InstallationFile(d->folders).LeggiFileInstallazione(); }
+
+// The text database belongs to the texts subsystem; until it is in place this step
+// succeeds without doing anything.
+bool Parametri::openTextDatabase() { return true; }
 void Parametri::closeTextDatabase() {}
-void Parametri::recordUpgradeVersion() {}
-void Parametri::checkRegionalSettings() {}
+
+void Parametri::recordUpgradeVersion() {
+    VersioneUpgrade(QString::number(CVLPARAMCOR_VERSION_MAJOR) + u'.' + QString::number(CVLPARAMCOR_VERSION_MINOR));
+}
+
+void Parametri::checkRegionalSettings() { workstation::checkRegionalSettings(); }
 
 QString Parametri::Programma() const {
     return selection().program();
@@ -113,5 +117,111 @@ QString Parametri::LeggiParametroStringa(const QString& Chiave, const QVariant& 
 void Parametri::ScriviParametroStringa(const QString& Variabile, const QString& Valore) {
     selection().WriteString(Variabile, Valore);
 }
+
+void Parametri::RegistraDocumento(const QString& Estensione, const QString& Gruppo, const QString& Shell,
+                                  short IdIcona) {
+    workstation::registerDocument(Estensione, Gruppo, Shell, IdIcona);
+}
+
+QString Parametri::PercorsoTemp() const { return d->tempFolder; }
+QString Parametri::FileTemporaneo(const QString& Prefisso) {
+    return workstation::createTempFile(d->tempFolder, Prefisso);
+}
+void Parametri::SvuotaErrori() { workstation::clearPendingErrors(); }
+QString Parametri::RadReg() const { return workstation::makerKey(); }
+
+using workstation::VersionRecord;
+QString Parametri::VersioneProdotto() { return workstation::readVersion(VersionRecord::Product); }
+void Parametri::VersioneProdotto(const QString& value) { workstation::writeVersion(VersionRecord::Product, value); }
+QString Parametri::VersioneUpgrade() { return workstation::readVersion(VersionRecord::Upgrade); }
+void Parametri::VersioneUpgrade(const QString& value) { workstation::writeVersion(VersionRecord::Upgrade, value); }
+QString Parametri::VersioneProdottoMarmo() { return workstation::readVersion(VersionRecord::Marble); }
+void Parametri::VersioneProdottoMarmo(const QString& value) {
+    workstation::writeVersion(VersionRecord::Marble, value);
+}
+QString Parametri::VersioneProdottoVetro() { return workstation::readVersion(VersionRecord::Glass); }
+void Parametri::VersioneProdottoVetro(const QString& value) {
+    workstation::writeVersion(VersionRecord::Glass, value);
+}
+QString Parametri::VersioneProdottoVetroCam() { return workstation::readVersion(VersionRecord::GlassCam); }
+void Parametri::VersioneProdottoVetroCam(const QString& value) {
+    workstation::writeVersion(VersionRecord::GlassCam, value);
+}
+
+QString Parametri::PercorsoWincor() { return Percorso(QStringLiteral("Wincor")); }
+bool Parametri::GestionePercorsi() const { return false; }
+QString Parametri::PercorsoPrincipale() const { return paramcor::PercorsoPrincipale(); }
+void Parametri::ScriviPercorso(const QString& NomePercorso, const QString& PercorsoDefault) {
+    d->folders.ScriviPercorso(NomePercorso, PercorsoDefault);
+}
+QString Parametri::Percorso(const QString& NomePercorso) { return d->folders.Percorso(NomePercorso); }
+bool Parametri::DebugPercorsi() const { return d->folders.DebugPercorsi(); }
+void Parametri::DebugPercorsi(bool value) { d->folders.DebugPercorsi(value); }
+bool Parametri::CambiaPercorsi(const QVariant& Filtro) {
+    return platform().dialogs->editFolders(*this, Filtro.isValid() ? Filtro.toString().toUpper() : QString());
+}
+short Parametri::TotalePercorsi() const { return d->folders.NumeroPercorsi(); }
+bool Parametri::DatiPercorso(short Indice, QString& Nome, QString& Default, QString& DefaultV, QString& Rif) {
+    return d->folders.DatiPercorso(Indice, Nome, Default, DefaultV, Rif);
+}
+
+// The fixed folders resolve one declared name each; their setters drop the value.
+QVariant Parametri::PercorsoCLF() { return Percorso(QStringLiteral("CLF")); }
+void Parametri::PercorsoCLF(const QVariant&) {}
+QString Parametri::PercorsoCommesse() { return Percorso(QStringLiteral("Commesse")); }
+void Parametri::PercorsoCommesse(const QString&) {}
+QVariant Parametri::PercorsoSlabvista() { return Percorso(QStringLiteral("Slabvista")); }
+void Parametri::PercorsoSlabvista(const QVariant&) {}
+QString Parametri::PercorsoDBOrdina() { return Percorso(QStringLiteral("DBOrdina")); }
+void Parametri::PercorsoDBOrdina(const QString&) {}
+QVariant Parametri::PercorsoDBGruppo() { return Percorso(QStringLiteral("DBGruppo")); }
+void Parametri::PercorsoDBGruppo(const QVariant&) {}
+QVariant Parametri::PercorsoDBLocale() { return Percorso(QStringLiteral("DBLocale")); }
+void Parametri::PercorsoDBLocale(const QVariant&) {}
+QString Parametri::PercorsoDef() { return Percorso(QStringLiteral("DEF")); }
+void Parametri::PercorsoDef(const QString&) {}
+QString Parametri::PercorsoDff() { return Percorso(QStringLiteral("DFF")); }
+void Parametri::PercorsoDff(const QString&) {}
+QVariant Parametri::PercorsoDFFGruppo() { return Percorso(QStringLiteral("DFFGruppo")); }
+void Parametri::PercorsoDFFGruppo(const QVariant&) {}
+// This getter has always handed its folder to the setter of PercorsoDFFGruppo and
+// returned nothing; programs of the suite are written around it.
+QVariant Parametri::PercorsoDFFLocale() {
+    PercorsoDFFGruppo(QVariant(Percorso(QStringLiteral("DFFLocale"))));
+    return QVariant();
+}
+void Parametri::PercorsoDFFLocale(const QVariant&) {}
+QString Parametri::PercorsoDwg() { return Percorso(QStringLiteral("DWG")); }
+void Parametri::PercorsoDwg(const QString&) {}
+QString Parametri::PercorsoDxf() { return Percorso(QStringLiteral("DXF")); }
+void Parametri::PercorsoDxf(const QString&) {}
+QString Parametri::PercorsoEps() { return Percorso(QStringLiteral("EPS")); }
+void Parametri::PercorsoEps(const QString&) {}
+QString Parametri::PercorsoESSI() { return Percorso(QStringLiteral("ESSI")); }
+void Parametri::PercorsoESSI(const QString&) {}
+QString Parametri::PercorsoIges() { return Percorso(QStringLiteral("IGES")); }
+void Parametri::PercorsoIges(const QString&) {}
+QString Parametri::PercorsoISO() { return Percorso(QStringLiteral("ISO")); }
+void Parametri::PercorsoISO(const QString&) {}
+// Like PercorsoDFFLocale, with the setter of PercorsoISO.
+QVariant Parametri::PercorsoISOSlabvista() {
+    PercorsoISO(Percorso(QStringLiteral("ISOSLABVISTA")));
+    return QVariant();
+}
+void Parametri::PercorsoISOSlabvista(const QVariant&) {}
+QString Parametri::PercorsoLastre() { return Percorso(QStringLiteral("Lastre")); }
+void Parametri::PercorsoLastre(const QString&) {}
+QString Parametri::PercorsoMR() { return Percorso(QStringLiteral("MR")); }
+void Parametri::PercorsoMR(const QString&) {}
+QString Parametri::PercorsoPlt() { return Percorso(QStringLiteral("PLT")); }
+void Parametri::PercorsoPlt(const QString&) {}
+QVariant Parametri::PercorsoPostProc() { return Percorso(QStringLiteral("PostProc")); }
+void Parametri::PercorsoPostProc(const QVariant&) {}
+QString Parametri::PercorsoProgettiMillora() { return Percorso(QStringLiteral("ProgettiMillora")); }
+void Parametri::PercorsoProgettiMillora(const QString&) {}
+QString Parametri::PercorsoProgettiProfilex() { return Percorso(QStringLiteral("ProgettiProfilex")); }
+void Parametri::PercorsoProgettiProfilex(const QString&) {}
+QString Parametri::PercorsoCor() { return Percorso(QStringLiteral("COR")); }
+void Parametri::PercorsoCor(const QString&) {}
 
 }  // namespace paramcor

@@ -1,5 +1,5 @@
 // A client program of the suite, started several times at once by the tests:
-// param_writer STORE_FOLDER WRITER_NUMBER. Exits 0 when every value it wrote
+// param_writer STORE_FOLDER INSTALLATION_FOLDER WRITER_NUMBER. Exits 0 when every value it wrote
 // reads back as written and no message was shown.
 #include "WritePlan.h"
 
@@ -53,15 +53,16 @@ QVariant otherOfSameType(const QVariant& v) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 3) {
-        std::fprintf(stderr, "usage: param_writer STORE_FOLDER WRITER_NUMBER\n");
+    if (argc != 4) {
+        std::fprintf(stderr, "usage: param_writer STORE_FOLDER INSTALLATION_FOLDER WRITER_NUMBER\n");
         return 2;
     }
-    const int writer = std::atoi(argv[2]);
+    const int writer = std::atoi(argv[3]);
     auto messages = std::make_shared<FailOnMessage>();
     paramcor::Platform platform;
     platform.registry = std::make_shared<paramcor::SqliteRegistryStore>(argv[1]);
     platform.messages = messages;
+    platform.libraryFolder = QString::fromLocal8Bit(argv[2]);
     paramcor::installPlatform(platform);
 
     paramcor::Parametri par;

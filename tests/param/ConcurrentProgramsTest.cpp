@@ -60,7 +60,7 @@ TEST(ConcurrentPrograms, FourWritersLoseNothing) {
         auto process = std::make_unique<QProcess>();
         process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
         process->start(QStringLiteral(PARAM_WRITER),
-                       {QString::fromStdString(platform.storeFolder()), QString::number(w)});
+                       {QString::fromStdString(platform.storeFolder()), platform.folder(), QString::number(w)});
         ASSERT_TRUE(process->waitForStarted()) << process->errorString().toStdString();
         writers.push_back(std::move(process));
     }

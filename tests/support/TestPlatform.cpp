@@ -1,5 +1,7 @@
 #include "support/TestPlatform.h"
 
+#include <QFile>
+
 #include <gtest/gtest.h>
 
 namespace paramcor::test {
@@ -19,7 +21,15 @@ TestPlatform::TestPlatform()
     p.registry = store_;
     p.messages = boxes_;
     p.libraryFolder = dir_.path();
+    p.separators = [] { return Separators{".", ","}; };
     installPlatform(p);
+    writeInstallationFile("' An installation without folders\r\n");
+}
+
+void TestPlatform::writeInstallationFile(const QByteArray& content) const {
+    QFile file(dir_.path() + "/ParamCor.txt");
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    ASSERT_EQ(file.write(content), content.size());
 }
 
 TestPlatform::~TestPlatform() {

@@ -29,11 +29,16 @@ public:
     int beeps = 0;
 };
 
-// Installs a fresh platform for one test and the defaults again at its end.
+// Installs a fresh platform for one test and the defaults again at its end: the
+// library's folder is a temporary folder holding a minimal installation file, the
+// locale's separators are "." and ",".
 class TestPlatform {
 public:
     TestPlatform();
     ~TestPlatform();
+
+    // Replaces the installation file of the library's folder.
+    void writeInstallationFile(const QByteArray& content) const;
 
     QString folder() const { return dir_.path(); }
     std::string storeFolder() const { return (dir_.path() + QStringLiteral("/registry")).toStdString(); }

@@ -1,0 +1,56 @@
+// The suite's named folders: the table declared by the installation file and the
+// resolution of a name into the folder's current location, kept in the registry.
+#pragma once
+
+#include <QString>
+
+#include <vector>
+
+namespace paramcor {
+
+// One declared folder.
+struct RecordPercorso {
+    QString Nome;            // as declared; matched without regard to case
+    QString Default;         // as written in the installation file, macros included
+    QString DefaultEspanso;  // the default with its macro expanded
+    short IndiceMacro = -1;  // the folder whose macro the default uses; -1 none
+    QString Rif;             // the folder line's optional third field, upper-cased
+};
+
+// Row 0 is the suite root "Wincor", rows 1..n the declared folders, then the nine
+// custom slots. One table per Parametri object.
+class Folders {
+public:
+    std::vector<RecordPercorso>& TabellaPercorsi() { return table_; }
+    const std::vector<RecordPercorso>& TabellaPercorsi() const { return table_; }
+    short NumeroPercorsi() const { return count_; }
+    void setNumeroPercorsi(short count) { count_ = count; }
+
+    bool DebugPercorsi() const { return debug_; }
+    void DebugPercorsi(bool on);
+
+    QString Percorso(const QString& NomePercorso);
+    void ScriviPercorso(const QString& NomePercorso, const QString& PercorsoDefault);
+    bool DatiPercorso(short Indice, QString& Nome, QString& Default, QString& DefaultV, QString& Rif);
+
+private:
+    // Index of the row named `key` (upper-cased), or -1.
+    int find(const QString& key) const;
+
+    std::vector<RecordPercorso> table_;
+    short count_ = 0;
+    bool debug_ = false;
+};
+
+// The folder that holds the library, ending in a separator.
+QString PercorsoPrincipale();
+
+// Collapses doubled separators (except at the start of a network path) and ends
+// the path with one separator. On POSIX, backslashes become slashes first, so that
+// folders written on Windows keep working.
+void NormalizzaPercorso(QString& path);
+
+// The folders kept per machine rather than per user.
+bool isMachineWideFolder(const QString& name);
+
+}  // namespace paramcor

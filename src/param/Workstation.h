@@ -1,0 +1,38 @@
+// Workstation chores of the parameter object: the temporary folder and files,
+// document types, the suite's version records and the regional settings check.
+#pragma once
+
+#include <QString>
+
+namespace paramcor::workstation {
+
+// The temporary folder ending in a separator; empty, after a message, when the
+// system has none.
+QString queryTempFolder();
+
+// Creates a new empty file in `folder` named after the first three characters of
+// `prefix`, a hexadecimal number and ".tmp", and returns its full name; the name is
+// unique even among processes asking at the same moment. Empty when no file can be
+// made there.
+QString createTempFile(const QString& folder, const QString& prefix);
+
+// Clears pending floating-point exception flags.
+void clearPendingErrors();
+
+// "SOFTWARE" followed by the registry root.
+QString makerKey();
+
+// The suite's version records: string values of the maker's key in the
+// local-machine store.
+enum class VersionRecord { Product, Upgrade, Marble, Glass, GlassCam };
+QString readVersion(VersionRecord record);
+void writeVersion(VersionRecord record, const QString& value);
+
+// Registers a document type under the classes root. Leaves the no-maker-root flag
+// set, as client programs of the suite expect.
+void registerDocument(const QString& extension, const QString& group, const QString& shell, short iconIndex);
+
+// Warns when the regional number settings would break numbers the suite writes.
+void checkRegionalSettings();
+
+}  // namespace paramcor::workstation
