@@ -138,12 +138,10 @@ QString MainParametri::ReadString(const QString& name, const QString& defaultVal
         CloseKey();
         return QString();
     }
-    if (skipDefaultWrite_) {
-        CloseKey();
-        return QString();
-    }
     CloseKey();
-    if (!defaultValue.isEmpty())
+    // While default writes are suppressed the default is still the answer: folder
+    // resolution relies on it for names that must leave no value behind.
+    if (!skipDefaultWrite_ && !defaultValue.isEmpty())
         WriteString(name, defaultValue);
     return defaultValue;
 }

@@ -1,0 +1,214 @@
+// Resolving folder names into locations, and moving folders.
+#include "folders/FolderTable.h"
+#include "param/registry/MainParametri.h"
+#include "support/TestPlatform.h"
+
+#include <CVLParamcor/Parametri.h>
+
+#include <QDir>
+
+#include <gtest/gtest.h>
+
+namespace paramcor {
+namespace {
+
+using test::StoredValue;
+using test::TestPlatform;
+
+const QByteArray kInstallation =
+    "REGISTRYROOT=Corvel\r\n"
+    "FOLDERS=6\r\n"
+    "FOLDER1=DXF,<WINCOR>\\Dxf,DISEGNI\r\n"
+    "FOLDER2=Testi,<WINCOR>\\Testi\r\n"
+    "FOLDER3=ISOSLABVISTA,<WINCOR>\\Iso\r\n"
+    "FOLDER4=DFFLocale,<WINCOR>\\Dff\r\n"
+    "FOLDER5=Rete,\\\\server\\share\r\n"
+    "FOLDER6=Lastre,<PROGRAM>Lastre\r\n";
+
+class FolderResolution : public ::testing::Test {
+protected:
+    void SetUp() override {
+        platform.writeInstallationFile(kInstallation);
+        par = std::make_unique<Parametri>();
+        ASSERT_TRUE(platform.messages().empty()) << platform.messages()[0].text.toStdString();
+        wincor = platform.folder() + "/Wincor/";
+    }
+    StoredValue stored(Hive hive, const std::string& name, const std::string& key = "SOFTWARE\\Corvel") {
+        return test::storedValue(platform.store(), hive, key, name);
+    }
+    QString storedText(Hive hive, const std::string& name) {
+        const auto value = stored(hive, name);
+        return QString::fromUtf8(reinterpret_cast<const char*>(value.bytes.data()), value.bytes.size());
+    }
+
+    TestPlatform platform;
+    std::unique_ptr<Parametri> par;
+    QString wincor;
+};
+
+TEST_F(FolderResolution, NamesResolveWhateverTheirCaseBlanksOrPrefix) {
+    const QString dxf = wincor + "Dxf/";
+    EXPECT_EQ(par->Percorso("dxf"), dxf);
+    EXPECT_EQ(par->Percorso("  DXF "), dxf);
+    EXPECT_EQ(par->Percorso("PercorsoDxf"), dxf);
+    EXPECT_EQ(par->PercorsoDxf(), dxf);
+    EXPECT_EQ(par->PercorsoWincor(), wincor);
+    EXPECT_EQ(par->PercorsoPrincipale(), platform.folder() + "/");
+    EXPECT_EQ(par->Percorso("Lastre"), platform.folder() + "/Lastre/");
+    // The default is stored on first use, under the declared name, per user.
+    EXPECT_EQ(storedText(Hive::CurrentUser, "PercorsoDXF"), dxf);
+    EXPECT_EQ(storedText(Hive::LocalMachine, "PercorsoWincor"), wincor);
+    EXPECT_EQ(par->Percorso("windows"), "C:\\WINDOWS\\");
+    EXPECT_TRUE(platform.messages().empty());
+
+    EXPECT_EQ(par->Percorso(" Percorso "), "");
+    ASSERT_EQ(platform.messages().size(), 1u);
+    EXPECT_EQ(platform.messages()[0].text, "Wrong folder name ' Percorso '");
+    EXPECT_EQ(platform.messages()[0].flags, 64);
+    EXPECT_EQ(platform.messages()[0].title, "CVLparamcor DEBUG");
+}
+
+TEST_F(FolderResolution, MachineWideNamesAreTestedAsPassed) {
+    const QString testi = wincor + "Testi/";
+    EXPECT_EQ(par->Percorso("Testi"), testi);
+    EXPECT_TRUE(stored(Hive::LocalMachine, "PercorsoTesti").found);
+    EXPECT_FALSE(stored(Hive::CurrentUser, "PercorsoTesti").found);
+    EXPECT_EQ(par->Percorso("PercorsoTesti"), testi);
+    EXPECT_TRUE(stored(Hive::CurrentUser, "PercorsoTesti").found);
+
+    par->ScriviPercorso("testi", "/srv/testi");
+    EXPECT_EQ(storedText(Hive::LocalMachine, "PercorsoTesti"), "/srv/testi");
+    EXPECT_EQ(par->Percorso("TESTI"), "/srv/testi/");
+}
+
+TEST_F(FolderResolution, UnknownNamesGiveTheLibraryFolderAndStoreNothing) {
+    const QString library = platform.folder() + "/";
+    EXPECT_EQ(par->Percorso("Sconosciuto"), library);
+    EXPECT_EQ(par->Percorso("Custom1"), library);
+    EXPECT_FALSE(stored(Hive::CurrentUser, "PercorsoSconosciuto").found);
+    EXPECT_FALSE(stored(Hive::CurrentUser, "PercorsoCustom1").found);
+    EXPECT_TRUE(platform.messages().empty());
+    EXPECT_FALSE(MainParametri::instance().skipDefaultWrite());
+
+    // A value stored under the name is found all the same.
+    test::putValue(platform.store(), Hive::CurrentUser, "SOFTWARE\\Corvel", "PercorsoSconosciuto", regtype::String,
+                   {'/', 'x'});
+    EXPECT_EQ(par->Percorso("Sconosciuto"), "/x/");
+    EXPECT_EQ(par->Percorso("percorsoSconosciuto"), "/x/");
+
+    par->DebugPercorsi(true);
+    EXPECT_EQ(par->Percorso("Altro"), library);
+    ASSERT_EQ(platform.messages().size(), 2u);
+    EXPECT_EQ(platform.messages()[0].text, "WARNING! Folder debug enabled !!!!");
+    EXPECT_EQ(platform.messages()[0].flags, 48);
+    EXPECT_TRUE(platform.messages()[0].title.isNull());
+    EXPECT_EQ(platform.messages()[1].text, "Missing folder \nAltro");
+    EXPECT_EQ(platform.messages()[1].flags, 16);
+    EXPECT_EQ(platform.messages()[1].title, "Cvlparamcor");
+}
+
+TEST_F(FolderResolution, DebugReportsFoldersThatDoNotExist) {
+    par->DebugPercorsi(true);
+    par->DebugPercorsi(true);  // no second warning
+    par->DebugPercorsi(false);
+    par->DebugPercorsi(true);
+    EXPECT_EQ(platform.messages().size(), 2u);
+    ASSERT_TRUE(QDir().mkpath(wincor + "Dxf"));
+    par->Percorso("DXF");
+    EXPECT_EQ(platform.messages().size(), 2u);
+    par->Percorso("Testi");
+    ASSERT_EQ(platform.messages().size(), 3u);
+    EXPECT_EQ(platform.messages()[2].text, "Cannot open folder \n" + wincor + "Testi/");
+    EXPECT_EQ(platform.messages()[2].flags, 64);
+    EXPECT_EQ(platform.messages()[2].title, "CVLparamcor");
+}
+
+TEST_F(FolderResolution, StoredLocationsAreNormalised) {
+    const std::pair<QString, QString> cases[] = {
+        {"C:\\Lavori\\\\Dxf", "C:/Lavori/Dxf/"},
+        {"/srv//lavori///dxf/", "/srv/lavori/dxf/"},
+        {"\\\\server\\\\share\\x", "//server//share/x/"},  // a network path keeps every separator
+        {"", "/"},
+        {QString(300, u'x'), ""},  // too long to store: the previous location stays
+        {QString::fromUtf8("/lavori/Лист 3"), QString::fromUtf8("/lavori/Лист 3/")},
+    };
+    QString previous = par->Percorso("DXF");
+    for (const auto& [location, expected] : cases) {
+        par->ScriviPercorso("DXF", location);
+        const QString resolved = par->Percorso("DXF");
+        EXPECT_EQ(resolved, expected.isEmpty() ? previous : expected) << location.toStdString();
+        previous = resolved;
+    }
+    EXPECT_EQ(platform.messages().size(), 1u);  // the 300 characters
+
+    // The network path of a default is kept too.
+    EXPECT_EQ(par->Percorso("Rete"), "//server/share/");
+}
+
+TEST_F(FolderResolution, LocationsThatAreNotStringsAreReadAsText) {
+    test::putValue(platform.store(), Hive::CurrentUser, "SOFTWARE\\Corvel", "PercorsoDXF", regtype::Dword,
+                   {'/', 'a', 'b', 0});
+    EXPECT_EQ(par->Percorso("DXF"), "/ab/");
+}
+
+TEST_F(FolderResolution, WritingRestoresTheSelectionLastPushed) {
+    par->Programma("Chiamante");
+    par->Push();
+    par->LocalMachine();
+    par->Programma("Escursione");
+    par->ScriviPercorso("PercorsoDxf", "/dxf");
+    EXPECT_EQ(par->Programma(), "Chiamante");
+    EXPECT_EQ(MainParametri::instance().hive(), Hive::CurrentUser);
+    EXPECT_EQ(MainParametri::instance().depth(), 0);
+    EXPECT_EQ(storedText(Hive::CurrentUser, "PercorsoDXF"), "/dxf");
+
+    // An undeclared name is written to the unnamed value of the suite's key.
+    par->ScriviPercorso("Sconosciuto", "/altrove");
+    EXPECT_EQ(storedText(Hive::CurrentUser, ""), "/altrove");
+    par->ScriviPercorso("Percorso", "/mai");
+    EXPECT_EQ(storedText(Hive::CurrentUser, ""), "/altrove");
+    EXPECT_EQ(platform.messages().size(), 1u);
+}
+
+TEST_F(FolderResolution, TableRowsAndFixedProperties) {
+    EXPECT_EQ(par->TotalePercorsi(), 15);
+    EXPECT_FALSE(par->GestionePercorsi());
+    QString nome = "x", def = "x", current = "x", rif = "x";
+    EXPECT_FALSE(par->DatiPercorso(16, nome, def, current, rif));
+    EXPECT_FALSE(par->DatiPercorso(-1, nome, def, current, rif));
+    EXPECT_EQ(nome, "x");
+    ASSERT_TRUE(par->DatiPercorso(0, nome, def, current, rif));
+    EXPECT_EQ(nome, "Wincor");
+    EXPECT_EQ(current, wincor);
+    ASSERT_TRUE(par->DatiPercorso(1, nome, def, current, rif));
+    EXPECT_EQ(def, "<WINCOR>\\Dxf");
+    EXPECT_EQ(current, wincor + "Dxf/");
+    EXPECT_EQ(rif, "DISEGNI");
+    ASSERT_TRUE(par->DatiPercorso(15, nome, def, current, rif));
+    EXPECT_EQ(nome, "Custom9");
+
+    par->PercorsoDxf("/altrove");
+    EXPECT_EQ(par->PercorsoDxf(), wincor + "Dxf/");
+    // These two resolve their folder, storing its default, but hand back nothing.
+    par->ScriviPercorso("ISOSLABVISTA", "/iso");
+    EXPECT_EQ(par->PercorsoISOSlabvista(), QVariant());
+    EXPECT_EQ(par->PercorsoDFFLocale(), QVariant());
+    EXPECT_TRUE(stored(Hive::CurrentUser, "PercorsoDFFLocale").found);
+    // Undeclared fixed folders resolve as unknown names.
+    EXPECT_EQ(par->PercorsoCLF(), QVariant(platform.folder() + "/"));
+}
+
+TEST(FolderNormalisation, RulesOfTheSeparators) {
+    const std::pair<QString, QString> cases[] = {
+        {"", "/"},          {"a", "a/"},          {"a\\", "a/"},         {"a\\\\\\b", "a/b/"},
+        {"\\\\a\\\\b", "//a//b/"}, {"a//b//", "a/b/"}, {"/", "/"},     {"x\\\\", "x/"},
+    };
+    for (auto [path, expected] : cases) {
+        const QString original = path;
+        NormalizzaPercorso(path);
+        EXPECT_EQ(path, expected) << original.toStdString();
+    }
+}
+
+}  // namespace
+}  // namespace paramcor

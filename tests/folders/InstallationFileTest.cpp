@@ -1,0 +1,257 @@
+// The installation file: its grammar, its faults and their messages.
+#include "folders/InstallationFile.h"
+#include "param/registry/MainParametri.h"
+#include "support/TestPlatform.h"
+
+#include <CVLParamcor/Parametri.h>
+
+#include <gtest/gtest.h>
+
+namespace paramcor {
+namespace {
+
+using test::TestPlatform;
+
+const QString kTitle = "CVLParamCor - ParamCor.txt";
+
+// Reads `content` into a fresh table, as the creation of a Parametri object does.
+struct Reading {
+    explicit Reading(const QByteArray& content) {
+        MainParametri::instance().setRegistryRoot(QString());
+        ok = InstallationFile(folders).read(content);
+    }
+    const RecordPercorso& row(int i) const { return folders.TabellaPercorsi().at(i); }
+    Folders folders;
+    bool ok = false;
+};
+
+struct BadFile {
+    const char* name;
+    QByteArray content;
+    QString message;
+    int icon = 16;
+};
+
+class BadInstallationFile : public ::testing::TestWithParam<BadFile> {};
+
+TEST_P(BadInstallationFile, StopsAtTheFirstFaultWithOneMessage) {
+    TestPlatform platform;
+    Reading reading(GetParam().content);
+    EXPECT_FALSE(reading.ok);
+    ASSERT_EQ(platform.messages().size(), 1u);
+    EXPECT_EQ(platform.messages()[0].text, GetParam().message);
+    EXPECT_EQ(platform.messages()[0].flags, GetParam().icon);
+    EXPECT_EQ(platform.messages()[0].title, kTitle);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Grammar, BadInstallationFile,
+    ::testing::Values(
+        BadFile{"NoEquals", "' header\r\n\r\nREGISTRYROOT Corvel\r\n", "Missing '=' in line 3\nREGISTRYROOT Corvel"},
+        BadFile{"NoName", "\t = x ' no name", "Missing variable name before '=' in line 1\n= x"},
+        BadFile{"UnknownName", "  Radice\t= y ' comment\r\n", "Unknow variable name RADICE in line 1\nRadice = y"},
+        BadFile{"SecondRoot", "REGISTRYROOT=\nREGISTRYROOT=Corvel\nREGISTRYROOT=Other\n",
+                "Double RegistryRoot definition in line 3", 64},
+        BadFile{"NoFolders", "FOLDERS=0", "Too many CustomPath in line 1\nFOLDERS=0"},
+        BadFile{"TooManyFolders", "FOLDERS=1001", "Too many CustomPath in line 1\nFOLDERS=1001"},
+        BadFile{"FoldersNotANumber", "FOLDERS=abc", "Too many CustomPath in line 1\nFOLDERS=abc"},
+        BadFile{"SecondFolders", "FOLDERS=2\nFOLDERS=3", "Double CustomPath definition in line 2\nFOLDERS=3"},
+        BadFile{"FolderBeforeFolders", "FOLDER1=Dxf,C:\\Dxf", "Wrong folder number 1 in line 1\nFOLDER1=Dxf,C:\\Dxf"},
+        BadFile{"FolderBeyondCount", "FOLDERS=2\nFOLDER3=Dxf,x", "Wrong folder number 3 in line 2\nFOLDER3=Dxf,x"},
+        BadFile{"NegativeFolder", "FOLDERS=2\nFOLDER-1=Dxf,x", "Wrong folder number -1 in line 2\nFOLDER-1=Dxf,x"},
+        BadFile{"FolderTwice", "FOLDERS=2\nFOLDER1=Dxf,x\nfolder1=Dwg,y",
+                "Folder 1 double definition in line 3\nfolder1=Dwg,y"},
+        BadFile{"NoComma", "FOLDERS=2\nFOLDER1=Dxf", "Expected ',' separator in line 2\nFOLDER1=Dxf"},
+        BadFile{"NoFolderName", "FOLDERS=2\nFOLDER1= ,x", "Missing folder name in line 2\nFOLDER1= ,x"},
+        BadFile{"NoDefault", "FOLDERS=2\nFOLDER1=Dxf, ,REF", "Missing default folder in line 2\nFOLDER1=Dxf, ,REF"},
+        BadFile{"TwoMacros", "FOLDERS=4\nFOLDER4=Img,<Dxf>\\<Dwg>", "More then one <> in line 2\nFOLDER4=Img,<Dxf>\\<Dwg>"},
+        BadFile{"MacroInReference", "FOLDERS=4\nFOLDER4=Img,<Dxf>,<R>", "More then one <> in line 2\nFOLDER4=Img,<Dxf>,<R>"},
+        BadFile{"UnclosedMacro", "FOLDERS=1\nFOLDER1=Img,<Dxf\\x", "Expected '>' in line 2\nFOLDER1=Img,<Dxf\\x"},
+        BadFile{"Undeclared", "FOLDERS=3\nFOLDER1=A,x\nFOLDER3=C,y", "Missing declaration for folder 2"},
+        BadFile{"SelfReference", "FOLDERS=1\nFOLDER1=Dxf,<dxf>\\x",
+                "Circular reference in default value for folder Dxf\n<dxf>\\x"},
+        BadFile{"MutualReference", "FOLDERS=2\nFOLDER1=A,<B>\\x\nFOLDER2=B,<A>\\y",
+                "Circular reference in default value for folder A\n<B>\\x"},
+        // 1 leads into the loop of 2 and 3, which never comes back to 1.
+        BadFile{"LoopElsewhere", "FOLDERS=3\nFOLDER1=A,<B>\\a\nFOLDER2=B,<C>\\b\nFOLDER3=C,<B>\\c",
+                "Circular reference in default value for folder A\n<B>\\a"},
+        // A folder named "Program" makes "<PROGRAM>" name two folders at once.
+        BadFile{"AmbiguousMacro", "FOLDERS=2\nFOLDER1=Program,x\nFOLDER2=B,<PROGRAM>b",
+                "More then one <> in default value for folder B\n<PROGRAM>b"},
+        BadFile{"ForwardReference",
+                "FOLDERS=5\nFOLDER1=A,a\nFOLDER2=X,<B>\\x\nFOLDER3=C,c\nFOLDER4=D,d\nFOLDER5=B,<WINCOR>\\y",
+                "Missing macro <WINCOR> in default folder \n<B>\\x"},
+        BadFile{"UnknownMacro", "FOLDERS=1\nFOLDER1=A,<Nowhere>\\a", "Missing macro <Nowhere> in default folder \n<Nowhere>\\a"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST(InstallationFile, CommentsAndBlankLinesDeclareOnlyTheRootAndTheCustomSlots) {
+    TestPlatform platform;
+    Reading reading("' Installation\r\n\r\n   \r\n\t' indented comment\r\n");
+    ASSERT_TRUE(reading.ok);
+    EXPECT_EQ(reading.folders.NumeroPercorsi(), 9);
+    EXPECT_EQ(reading.row(0).Nome, "Wincor");
+    EXPECT_EQ(reading.row(0).DefaultEspanso, platform.folder() + "/Wincor/");
+    for (int k = 1; k <= 9; ++k) {
+        EXPECT_EQ(reading.row(k).Nome, "Custom" + QString::number(k));
+        EXPECT_TRUE(reading.row(k).Default.isEmpty());
+        EXPECT_EQ(reading.row(k).IndiceMacro, -1);
+    }
+    EXPECT_EQ(MainParametri::instance().registryRoot(), "");
+    EXPECT_TRUE(platform.messages().empty());
+}
+
+TEST(InstallationFile, RegistryRootTakesOneLeadingAndNoTrailingBackslash) {
+    const std::pair<QByteArray, QString> cases[] = {
+        {"REGISTRYROOT=Corvel", "\\Corvel"},
+        {"registryroot = \\Corvel\\\\", "\\Corvel"},
+        {"RegistryRoot=Corvel\\Suite\\", "\\Corvel\\Suite"},
+        {"REGISTRYROOT=\\", ""},
+        {"REGISTRYROOT=\nREGISTRYROOT=Second", "\\Second"},  // an empty root does not count
+    };
+    for (const auto& [content, root] : cases) {
+        TestPlatform platform;
+        Reading reading(content);
+        EXPECT_TRUE(reading.ok) << content.toStdString();
+        EXPECT_EQ(MainParametri::instance().registryRoot(), root) << content.toStdString();
+    }
+}
+
+TEST(InstallationFile, FolderCountIsTheLeadingNumberRounded) {
+    const std::pair<QByteArray, int> cases[] = {
+        {"FOLDERS=1000", 1000}, {"FOLDERS=2.4", 2}, {"FOLDERS=2.5", 2}, {"FOLDERS=3.5", 4},
+        {"FOLDERS= 1 2 abc", 12}, {"FOLDERS=1e2", 100},
+    };
+    for (const auto& [content, declared] : cases) {
+        TestPlatform platform;
+        QByteArray file = content + "\n";
+        for (int i = 1; i <= declared; ++i)
+            file += "FOLDER" + QByteArray::number(i) + "=F" + QByteArray::number(i) + ",x\n";
+        Reading reading(file);
+        ASSERT_TRUE(reading.ok) << content.toStdString();
+        EXPECT_EQ(reading.folders.NumeroPercorsi(), declared + 9) << content.toStdString();
+        EXPECT_EQ(reading.row(declared + 1).Nome, "Custom1");
+    }
+}
+
+TEST(InstallationFile, FolderLinesAndTheirExpansion) {
+    TestPlatform platform;
+    Reading reading(
+        "REGISTRYROOT=Corvel\r\n"
+        "FOLDERS=6\r\n"
+        "folder3 = Dxf , <WINCOR>\\Dxf\r\n"
+        "FOLDER1=PostProc,<program>PostProc,post, proc\r\n"
+        "FOLDER2=Disegni,D:\\Disegni,disegni\r\n"
+        "FOLDER4=Lastre,<Dxf>\\Lastre\r\n"
+        "FOLDER5=Report,<disegni>\\Report\r\n"
+        "FOLDER6=Vuoto,<Report>\\x\r\n"
+        "FOLDER0=Radice,E:\\Suite,ROOT\r\n");
+    ASSERT_TRUE(reading.ok);
+    EXPECT_EQ(reading.row(0).Nome, "Wincor");
+    EXPECT_EQ(reading.row(0).DefaultEspanso, "E:/Suite/");  // a FOLDER0 line gives the root its default
+    EXPECT_EQ(reading.row(0).Rif, "ROOT");
+    EXPECT_EQ(reading.row(1).DefaultEspanso, platform.folder() + "/PostProc");
+    EXPECT_EQ(reading.row(1).Rif, "POST, PROC");
+    EXPECT_EQ(reading.row(1).IndiceMacro, 7);  // the library's folder
+    EXPECT_EQ(reading.row(3).Nome, "Dxf");
+    EXPECT_EQ(reading.row(3).Default, "<WINCOR>\\Dxf");
+    EXPECT_EQ(reading.row(3).DefaultEspanso, "E:/Suite/\\Dxf");
+    EXPECT_EQ(reading.row(3).IndiceMacro, 0);
+    EXPECT_EQ(reading.row(4).DefaultEspanso, "E:/Suite/\\Dxf\\Lastre");
+    EXPECT_EQ(reading.row(5).DefaultEspanso, "D:\\Disegni\\Report");
+    EXPECT_EQ(reading.row(5).Rif, "");
+    EXPECT_EQ(reading.row(6).DefaultEspanso, "D:\\Disegni\\Report\\x");
+    EXPECT_EQ(reading.folders.NumeroPercorsi(), 15);
+    EXPECT_TRUE(platform.messages().empty());
+}
+
+TEST(InstallationFile, TextComesInAnyEncodingAndLineEnd) {
+    const QString perche = QString::fromUtf8("Perché");
+    const std::pair<QByteArray, QString> cases[] = {
+        {"\xEF\xBB\xBFREGISTRYROOT=Perch\xC3\xA9\r\n", "\\" + perche},  // UTF-8 with a byte-order mark
+        {"REGISTRYROOT=Perch\xC3\xA9\n", "\\" + perche},
+        {"REGISTRYROOT=Perch\xE9\r\n", "\\" + perche},                   // Windows-1252
+        {"REGISTRYROOT=\x80uro\x92s", QString::fromUtf8("\\€uro’s")},
+    };
+    for (const auto& [content, root] : cases) {
+        TestPlatform platform;
+        Reading reading(content);
+        EXPECT_TRUE(reading.ok);
+        EXPECT_EQ(MainParametri::instance().registryRoot(), root);
+    }
+    // Lines are counted alike whatever ends them.
+    for (const QByteArray& content : {QByteArray("a=1\r\n\r\nb c"), QByteArray("a=1\n\nb c"), QByteArray("a=1\r\rb c")}) {
+        TestPlatform platform;
+        Reading reading("' x\n" + content);
+        ASSERT_EQ(platform.messages().size(), 1u);
+        EXPECT_EQ(platform.messages()[0].text, "Unknow variable name A in line 2\na=1");
+    }
+}
+
+TEST(InstallationFile, HugeAndBinaryFilesGiveOneMessage) {
+    {
+        TestPlatform platform;
+        Reading reading(QByteArray(10 << 20, '\''));  // ten megabytes of one comment
+        EXPECT_TRUE(reading.ok);
+        EXPECT_TRUE(platform.messages().empty());
+    }
+    {
+        TestPlatform platform;
+        Reading reading("' ok\n" + QByteArray(1 << 20, 'x'));
+        EXPECT_FALSE(reading.ok);
+        ASSERT_EQ(platform.messages().size(), 1u);
+        EXPECT_TRUE(platform.messages()[0].text.startsWith("Missing '=' in line 2\nxxx"));
+        EXPECT_LT(platform.messages()[0].text.size(), 2000);
+    }
+    {
+        TestPlatform platform;
+        QByteArray binary;
+        for (int i = 0; i < 4096; ++i)
+            binary += char((i * 37) & 0xFF);
+        Reading reading(binary);
+        EXPECT_FALSE(reading.ok);
+        EXPECT_EQ(platform.messages().size(), 1u);
+    }
+}
+
+TEST(InstallationFile, CreationStopsWithoutAFile) {
+    TestPlatform platform;
+    QFile::remove(platform.folder() + "/ParamCor.txt");
+    Parametri par;
+    ASSERT_EQ(platform.messages().size(), 1u);
+    EXPECT_EQ(platform.messages()[0].text, "ERROR: missing file " + platform.folder() + "/ParamCor.txt");
+    EXPECT_EQ(platform.messages()[0].flags, 16);
+    EXPECT_EQ(platform.messages()[0].title, kTitle);
+    EXPECT_EQ(par.TotalePercorsi(), 0);
+    EXPECT_EQ(par.RadReg(), "SOFTWARE");
+
+    // The name is found whatever its case, as on Windows.
+    platform.writeInstallationFile("");
+    QFile::rename(platform.folder() + "/ParamCor.txt", platform.folder() + "/PARAMCOR.TXT");
+    Parametri again;
+    EXPECT_EQ(again.TotalePercorsi(), 9);
+    EXPECT_EQ(platform.messages().size(), 1u);
+}
+
+TEST(InstallationFile, VerificaFileWantsAWritableOrdinaryFile) {
+    TestPlatform platform;
+    const QString file = platform.folder() + "/Testi.mdb";
+    EXPECT_FALSE(VerificaFile(file, false));
+    EXPECT_TRUE(platform.messages().empty());
+    EXPECT_FALSE(VerificaFile(file, true));
+    ASSERT_EQ(platform.messages().size(), 1u);
+    EXPECT_EQ(platform.messages()[0].text, "Missing file \n\n" + file);
+    EXPECT_EQ(platform.messages()[0].title, "CVLParamCor");
+
+    QFile(file).open(QIODevice::WriteOnly);
+    EXPECT_TRUE(VerificaFile(file, true));
+    QFile::setPermissions(file, QFileDevice::ReadOwner | QFileDevice::ReadGroup);
+    EXPECT_FALSE(VerificaFile(file, false));
+    ASSERT_EQ(platform.messages().size(), 2u);
+    EXPECT_EQ(platform.messages()[1].text, "This file cannot be Read Only \n\n" + file +
+                                               "\n\nPlease remove ReadOnly check from file properties.");
+    EXPECT_EQ(platform.messages()[1].flags, 16);
+    EXPECT_FALSE(VerificaFile(platform.folder(), true));  // a folder is no file
+}
+
+}  // namespace
+}  // namespace paramcor
