@@ -16,12 +16,16 @@
 
 namespace paramcor::test {
 
+// Every key the suite creates lies below this one.
+inline constexpr char kSuiteKey[] = "SOFTWARE\\CVLParamcorConformance";
+
 struct StoreUnderTest {
     std::string name;  // a valid test name part: letters, digits, underscores
     // A new store object over the same registry each time it is called.
     std::function<std::unique_ptr<RegistryStore>()> make;
-    // Run after each test, once its stores are gone; may be empty.
-    std::function<void()> cleanup;
+    // Run after each test, once its stores are gone, with the key the test worked
+    // below (in every hive); may be empty.
+    std::function<void(const std::string& testKey)> cleanup;
 };
 
 inline void PrintTo(const StoreUnderTest& store, std::ostream* out) {
@@ -38,7 +42,7 @@ protected:
     void TearDown() override;
 
     // Every test works below a key of its own ("SOFTWARE\CVLParamcorConformance\<run>\<test>")
-    // so that it can run against a real registry.
+    // so that it can run against a real registry and touch nothing else there.
     std::string key(const std::string& relative) const;
 
     // Create (or open) a key with all access, or open an existing one for reading,
@@ -65,6 +69,9 @@ protected:
 };
 
 std::vector<std::uint8_t> bytes(const std::string& text);
+// Whether `read` is what a store may give back for `written`, of type `type`.
+::testing::AssertionResult readsBackAs(const std::vector<std::uint8_t>& read, std::uint32_t type,
+                                       const std::vector<std::uint8_t>& written);
 std::vector<std::uint8_t> dword(std::uint32_t value);  // little-endian, as REG_DWORD
 std::string numbered(const std::string& prefix, std::uint32_t number);
 

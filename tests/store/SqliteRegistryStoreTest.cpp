@@ -60,7 +60,7 @@ StoreUnderTest sqliteStore(const std::string& name, bool separateMachineFolder) 
                                                                  (*root / "machine").string());
                 return std::make_unique<SqliteRegistryStore>(root->string());
             },
-            [root] {
+            [root](const std::string&) {
                 std::error_code ignored;
                 fs::remove_all(*root, ignored);
             }};

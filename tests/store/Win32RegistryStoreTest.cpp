@@ -1,13 +1,200 @@
-// The conformance suite against the real registry (Windows, or Wine).
+// The conformance suite against the real registry (Windows, or Wine), and what only
+// the Windows store does: text as the older programs of the suite read and write it.
 #include "RegistryStoreConformance.h"
 
 #include "Win32RegistryStore.h"
 
+#ifndef WIN32_LEAN_AND_MEAN
+#define WIN32_LEAN_AND_MEAN
+#endif
+#include <windows.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <iterator>
+#include <random>
+#include <string>
+#include <vector>
+
 namespace paramcor::test {
 
-INSTANTIATE_TEST_SUITE_P(Win32, RegistryStoreConformance,
-                         ::testing::Values(StoreUnderTest{
-                             "Registry", [] { return std::unique_ptr<RegistryStore>(new Win32RegistryStore()); }, {}}),
-                         StoreName());
+namespace {
+
+const HKEY kRoots[] = {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE, HKEY_CLASSES_ROOT};
+constexpr std::size_t kRootCount = std::size(kRoots);
+
+// The suite's key paths are ASCII.
+std::wstring wide(const std::string& ascii) {
+    return {ascii.begin(), ascii.end()};
+}
+
+std::string parentOf(const std::string& path) {
+    const std::size_t slash = path.rfind('\\');
+    return slash == std::string::npos ? std::string() : path.substr(0, slash);
+}
+
+bool exists(HKEY root, const std::string& path) {
+    HKEY key = nullptr;
+    if (RegOpenKeyExW(root, wide(path).c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS)
+        return false;
+    RegCloseKey(key);
+    return true;
+}
+
+bool isEmpty(HKEY root, const std::string& path) {
+    HKEY key = nullptr;
+    if (RegOpenKeyExW(root, wide(path).c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS)
+        return false;
+    DWORD subkeys = 1;
+    DWORD values = 1;
+    const LONG rc =
+        RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr, &values, nullptr, nullptr,
+                         nullptr, nullptr);
+    RegCloseKey(key);
+    return rc == ERROR_SUCCESS && subkeys == 0 && values == 0;
+}
+
+// The keys above the suite's own that were there before this process wrote anything:
+// those stay, even when the suite leaves them empty. Called before the first write.
+const std::vector<std::string>& keptAncestors(std::size_t root) {
+    static const auto kept = [] {
+        std::array<std::vector<std::string>, kRootCount> found;
+        for (std::size_t r = 0; r < kRootCount; ++r)
+            for (std::string path = parentOf(kSuiteKey); !path.empty(); path = parentOf(path))
+                if (exists(kRoots[r], path))
+                    found[r].push_back(path);
+        return found;
+    }();
+    return kept[root];
+}
+
+// Removes a key of the suite's from every hive, then the keys above it that are left
+// empty, up to the suite's own key, and beyond only those this process created.
+void removeSuiteKey(const std::string& path) {
+    for (std::size_t r = 0; r < kRootCount; ++r) {
+        RegDeleteTreeW(kRoots[r], wide(path).c_str());
+        for (std::string up = parentOf(path); !up.empty(); up = parentOf(up)) {
+            const auto& kept = keptAncestors(r);
+            if (std::find(kept.begin(), kept.end(), up) != kept.end() || !isEmpty(kRoots[r], up) ||
+                RegDeleteKeyW(kRoots[r], wide(up).c_str()) != ERROR_SUCCESS)
+                break;
+        }
+    }
+}
+
+StoreUnderTest registryStore() {
+    return {"Registry",
+            [] {
+                keptAncestors(0);
+                return std::unique_ptr<RegistryStore>(new Win32RegistryStore());
+            },
+            removeSuiteKey};
+}
+
+INSTANTIATE_TEST_SUITE_P(Win32, RegistryStoreConformance, ::testing::Values(registryStore()), StoreName());
+
+// A key of the test's own below the suite's key, removed at the end.
+class ScratchKey {
+public:
+    ScratchKey() {
+        keptAncestors(0);
+        std::random_device random;
+        path_ = std::string(kSuiteKey) + "\\" + std::to_string(std::chrono::system_clock::now().time_since_epoch().count()) +
+                "-" + std::to_string(random()) + "-" + std::to_string(counter_++);
+    }
+    ~ScratchKey() { removeSuiteKey(path_); }
+    ScratchKey(const ScratchKey&) = delete;
+    ScratchKey& operator=(const ScratchKey&) = delete;
+
+    const std::string& path() const { return path_; }
+
+private:
+    static inline std::atomic<int> counter_{0};
+    std::string path_;
+};
+
+// What an older program of the suite reads with the "A" functions: the value's bytes
+// in the process's ANSI code page, and its size.
+std::string readAnsi(HKEY key, const char* name) {
+    char buffer[256] = {};
+    DWORD size = sizeof buffer;
+    DWORD type = 0;
+    if (RegQueryValueExA(key, name, nullptr, &type, reinterpret_cast<BYTE*>(buffer), &size) != ERROR_SUCCESS)
+        return "<failed>";
+    return std::string(buffer, size);
+}
+
+std::string inAnsiCodePage(const std::wstring& text) {
+    const int bytes = WideCharToMultiByte(CP_ACP, 0, text.c_str(), -1, nullptr, 0, nullptr, nullptr);
+    std::string out(static_cast<std::size_t>(bytes), '\0');  // with the terminating zero
+    WideCharToMultiByte(CP_ACP, 0, text.c_str(), -1, out.data(), bytes, nullptr, nullptr);
+    return out;
+}
+
+}  // namespace
+
+TEST(Win32RegistryStore, OlderProgramsReadEveryCharacterOfOurStrings) {
+    // They read a string as its size less one character: the terminating zero must be
+    // counted, or they would lose the last character.
+    ScratchKey scratch;
+    Win32RegistryStore store;
+    KeyHandle handle = 0;
+    ASSERT_EQ(store.createKey(Hive::CurrentUser, scratch.path(), &handle), regerr::Success);
+    const struct {
+        const char* name;
+        std::vector<std::uint8_t> written;
+        std::wstring text;
+    } cases[] = {
+        {"plain", bytes("abc"), L"abc"},
+        {"terminated", bytes(std::string("abc\0", 4)), L"abc"},
+        {"accented", bytes("Perché"), L"Perch\u00e9"},
+        {"one", bytes("x"), L"x"},
+    };
+    for (const auto& c : cases) {
+        ASSERT_EQ(store.setValue(handle, c.name, regtype::String, c.written), regerr::Success) << c.name;
+        EXPECT_EQ(readAnsi(reinterpret_cast<HKEY>(handle), c.name), inAnsiCodePage(c.text)) << c.name;
+    }
+    EXPECT_EQ(store.closeKey(handle), regerr::Success);
+}
+
+TEST(Win32RegistryStore, ReadsWhatOlderProgramsWrote) {
+    // They wrote strings in the ANSI code page with the "A" functions, counting no
+    // terminating zero; the registry keeps them as UTF-16.
+    ScratchKey scratch;
+    HKEY key = nullptr;
+    ASSERT_EQ(RegCreateKeyExA(HKEY_CURRENT_USER, scratch.path().c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
+                              nullptr),
+              ERROR_SUCCESS);
+    const std::string accented = inAnsiCodePage(L"Perch\u00e9");
+    const struct {
+        const char* name;
+        std::string ansi;  // as written
+        std::string utf8;  // as read through the store
+    } cases[] = {
+        {"plain", "abc", "abc"},
+        {"accented", accented.substr(0, accented.size() - 1), "Perché"},
+        {"empty", "", ""},
+    };
+    for (const auto& c : cases)
+        ASSERT_EQ(RegSetValueExA(key, c.name, 0, REG_SZ, reinterpret_cast<const BYTE*>(c.ansi.data()),
+                                 static_cast<DWORD>(c.ansi.size())),
+                  ERROR_SUCCESS)
+            << c.name;
+    RegCloseKey(key);
+
+    Win32RegistryStore store;
+    KeyHandle handle = 0;
+    ASSERT_EQ(store.openKey(Hive::CurrentUser, scratch.path(), &handle), regerr::Success);
+    for (const auto& c : cases) {
+        std::uint32_t type = 0;
+        std::vector<std::uint8_t> data;
+        std::uint32_t size = 0;
+        EXPECT_EQ(store.queryValue(handle, c.name, &type, &data, 1024, &size), regerr::Success) << c.name;
+        EXPECT_EQ(type, regtype::String) << c.name;
+        EXPECT_TRUE(readsBackAs(data, regtype::String, bytes(c.utf8))) << c.name;
+    }
+}
 
 }  // namespace paramcor::test

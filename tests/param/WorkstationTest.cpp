@@ -1,0 +1,197 @@
+// Workstation chores: temporary files, document types, version records and the
+// regional settings check at creation.
+#include "param/Workstation.h"
+#include "param/registry/MainParametri.h"
+#include "support/TestPlatform.h"
+
+#include <CVLParamcor/Parametri.h>
+
+#include <QDir>
+#include <QFileInfo>
+
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cfenv>
+
+namespace paramcor {
+namespace {
+
+using test::TestPlatform;
+
+QString text(const test::StoredValue& value) {
+    return QString::fromUtf8(reinterpret_cast<const char*>(value.bytes.data()), value.bytes.size());
+}
+
+TEST(RegistraDocumento, WritesTheDocumentTypeUnderTheClassesRoot) {
+    TestPlatform platform;
+    platform.writeInstallationFile("REGISTRYROOT=Corvel");
+    Parametri par;
+    par.Programma("Chiamante");
+    par.RegistraDocumento(".abc", "Abc.Doc", "X:\\P\\prog.exe", 0);
+    auto value = [&](const std::string& key) {
+        const auto v = test::storedValue(platform.store(), Hive::ClassesRoot, key, "");
+        EXPECT_TRUE(v.found) << key;
+        EXPECT_EQ(v.type, regtype::String) << key;
+        return text(v);
+    };
+    EXPECT_EQ(value(".abc"), "Abc.Doc");
+    EXPECT_EQ(value("Abc.Doc\\CLID"), "");
+    EXPECT_EQ(value("Abc.Doc\\shell\\open\\command"), "\"X:\\P\\prog.exe\" \"%1\"");
+    EXPECT_EQ(value("Abc.Doc\\DefaultIcon"), "X:\\P\\prog.exe,0");
+
+    // Pop brings back the program but not the flag: the next read goes to the
+    // program's key without the maker's root, which begins with a backslash.
+    EXPECT_EQ(par.Programma(), "Chiamante");
+    EXPECT_EQ(MainParametri::instance().hive(), Hive::CurrentUser);
+    EXPECT_EQ(MainParametri::instance().ComposeKeyPath(), "\\Chiamante");
+    par.Sezione("");
+    par.CurrentUser();
+    par.Sezione("Sez");
+    EXPECT_EQ(MainParametri::instance().ComposeKeyPath(), "SOFTWARE\\Corvel\\Sez");
+
+    par.RegistraDocumento(".ico", "Ico.Doc", "X:\\icone.ico", -1);
+    EXPECT_EQ(value("Ico.Doc\\DefaultIcon"), "X:\\icone.ico");
+    EXPECT_FALSE(test::storedValue(platform.store(), Hive::ClassesRoot, "Ico.Doc\\shell\\open\\command", "").found);
+    // With no program to restore the path is the section alone.
+    par.CurrentUser();
+    par.RegistraDocumento(".x", "X.Doc", "x.exe", 1);
+    par.Sezione("Solo");
+    par.ScriviParametro("V", Long(1));
+    EXPECT_TRUE(test::storedValue(platform.store(), Hive::CurrentUser, "Solo", "V").found);
+    EXPECT_TRUE(platform.messages().empty());
+}
+
+TEST(VersionRecords, LiveInTheMakersKeyOfTheMachine) {
+    TestPlatform platform;
+    platform.writeInstallationFile("REGISTRYROOT=Corvel");
+    Parametri par;
+    EXPECT_EQ(par.RadReg(), "SOFTWARE\\Corvel");
+    // Creation records the library's version.
+    EXPECT_EQ(par.VersioneUpgrade(), "6.0");
+    EXPECT_EQ(par.VersioneProdotto(), "");
+    EXPECT_FALSE(test::storedValue(platform.store(), Hive::LocalMachine, "SOFTWARE\\Corvel", "Version").found);
+
+    par.LocalMachine(Boolean(true));
+    par.Programma("Chiamante");
+    par.Sezione("Sez");
+    par.VersioneProdotto("6.1.2");
+    par.VersioneProdottoMarmo("M1");
+    par.VersioneProdottoVetro("V2");
+    par.VersioneProdottoVetroCam("C3");
+    EXPECT_EQ(par.VersioneProdotto(), "6.1.2");
+    EXPECT_EQ(par.VersioneProdottoMarmo(), "M1");
+    EXPECT_EQ(par.VersioneProdottoVetro(), "V2");
+    EXPECT_EQ(par.VersioneProdottoVetroCam(), "C3");
+    for (const char* name : {"Version", "VersioneProdottoMarmo", "VersioneProdottoVetro", "VersioneProdottoVetroCam"})
+        EXPECT_TRUE(test::storedValue(platform.store(), Hive::LocalMachine, "SOFTWARE\\Corvel", name).found) << name;
+    EXPECT_EQ(par.Programma(), "Chiamante");
+    EXPECT_EQ(par.Sezione(), "Sez");
+    EXPECT_EQ(MainParametri::instance().hive(), Hive::LocalMachine);
+    EXPECT_EQ(MainParametri::instance().depth(), 0);
+    EXPECT_TRUE(platform.messages().empty());
+}
+
+TEST(TemporaryFiles, AreCreatedEmptyWithUniqueNames) {
+    TestPlatform platform;
+    Parametri par;
+    const QString folder = par.PercorsoTemp();
+    ASSERT_FALSE(folder.isEmpty());
+    EXPECT_TRUE(folder.endsWith('/'));
+    EXPECT_FALSE(folder.endsWith("//"));
+    EXPECT_TRUE(QDir(folder).exists());
+
+    const QString first = par.FileTemporaneo("ABCDEF");
+    const QString second = par.FileTemporaneo("ABCDEF");
+    for (const QString& name : {first, second}) {
+        const QFileInfo info(name);
+        EXPECT_TRUE(info.isFile()) << name.toStdString();
+        EXPECT_EQ(info.size(), 0);
+        EXPECT_EQ(info.absolutePath() + "/", folder);
+        EXPECT_TRUE(info.fileName().startsWith("ABC"));
+        EXPECT_FALSE(info.fileName().startsWith("ABCD"));
+        EXPECT_TRUE(info.fileName().endsWith(".tmp"));
+        QFile::remove(name);
+    }
+    EXPECT_NE(first, second);
+    EXPECT_TRUE(QFileInfo(par.FileTemporaneo("")).fileName().endsWith(".tmp"));
+    EXPECT_EQ(workstation::createTempFile(platform.folder() + "/missing/", "x"), "");
+}
+
+TEST(TemporaryFiles, TwoProcessesNeverGetTheSameName) {
+    TestPlatform platform;
+    const QString folder = platform.folder() + "/tmp/";
+    ASSERT_TRUE(QDir().mkpath(folder));
+    constexpr int kEach = 300;
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    const int made = [&] {
+        int n = 0;
+        for (int i = 0; i < kEach; ++i)
+            n += workstation::createTempFile(folder, "Tmp").isEmpty() ? 0 : 1;
+        return n;
+    }();
+    if (child == 0)
+        _exit(made == kEach ? 0 : 1);
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    EXPECT_EQ(made, kEach);
+    EXPECT_EQ(QDir(folder).entryList(QDir::Files).size(), 2 * kEach);
+}
+
+TEST(Creation, StopsWhenThereIsNoTemporaryFolder) {
+    TestPlatform platform;
+    const QByteArray saved = qgetenv("TMPDIR");
+    qputenv("TMPDIR", (platform.folder() + "/does-not-exist").toUtf8());
+    Parametri par;
+    qputenv("TMPDIR", saved);
+    ASSERT_EQ(platform.messages().size(), 1u);
+    EXPECT_EQ(platform.messages()[0].text, "Cannot query TempDirectory");
+    EXPECT_EQ(platform.messages()[0].flags, 16);
+    EXPECT_EQ(platform.messages()[0].title, "CVLParamCor");
+    EXPECT_EQ(par.PercorsoTemp(), "");
+    EXPECT_EQ(par.TotalePercorsi(), 0);  // the installation file was not read
+}
+
+TEST(Creation, ChecksTheRegionalNumberSettings) {
+    struct Case {
+        Separators separators;
+        std::vector<QString> messages;
+    };
+    const QString different = "ERROR:\nDecimal and thousand separators must be different\nCheck your international settings";
+    const QString empty = "ERROR:\nDecimal separators is empty\nCheck your international settings";
+    const Case cases[] = {
+        {{",", ","}, {different}},
+        {{" , ", ","}, {different}},
+        {{"", "."}, {empty}},
+        {{" ", " "}, {different, empty}},
+        {{",", " "}, {}},  // a blank thousands separator is trimmed away and passes
+        {{",", "."}, {}},
+    };
+    for (const Case& c : cases) {
+        TestPlatform platform;
+        paramcor::platform().separators = [&] { return c.separators; };
+        Parametri par;
+        ASSERT_EQ(platform.messages().size(), c.messages.size()) << c.separators.decimal.toStdString();
+        for (std::size_t i = 0; i < c.messages.size(); ++i) {
+            EXPECT_EQ(platform.messages()[i].text, c.messages[i]);
+            EXPECT_EQ(platform.messages()[i].flags, 16);
+            EXPECT_EQ(platform.messages()[i].title, "CvlParamcor");
+        }
+    }
+}
+
+TEST(SvuotaErrori, ClearsPendingFloatingPointExceptions) {
+    TestPlatform platform;
+    Parametri par;
+    std::feraiseexcept(FE_DIVBYZERO | FE_INEXACT);
+    ASSERT_NE(std::fetestexcept(FE_DIVBYZERO), 0);
+    par.SvuotaErrori();
+    EXPECT_EQ(std::fetestexcept(FE_ALL_EXCEPT), 0);
+}
+
+}  // namespace
+}  // namespace paramcor
