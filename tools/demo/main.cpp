@@ -1,9 +1,11 @@
-// A short tour of the library: a program of the suite writes and reads its typed
-// parameters. paramcor-demo [STORE_FOLDER] (a temporary folder when omitted).
+// A short tour of the library on the sample installation: the suite's folders,
+// then a program of the suite writing and reading its typed parameters.
+// paramcor-demo [STORE_FOLDER] (a temporary folder when omitted).
 #include <CVLParamcor/Parametri.h>
 #include <CVLParamcor/Platform.h>
 #include <CVLParamcor/SqliteRegistryStore.h>
 
+#include <QFile>
 #include <QTemporaryDir>
 
 #include <cstdio>
@@ -38,22 +40,53 @@ void show(const char* what, const QVariant& value) {
 
 }  // namespace
 
+// The installation: a copy of the sample's files in a folder of its own, where the
+// library behaves as if it had been installed there.
+QString installSample(const QTemporaryDir& folder) {
+    const QString installation = folder.path() + "/CVL";
+    QDir().mkpath(installation);
+    QFile::copy(QStringLiteral(CVLPARAMCOR_SAMPLES) + "/ParamCor.txt", installation + "/ParamCor.txt");
+    return installation;
+}
+
+void showFolders(Parametri& par) {
+    std::printf("Folders of the installation (name, default as declared, current location):\n");
+    for (short i = 0; i <= par.TotalePercorsi(); ++i) {
+        QString name, declared, current, reference;
+        par.DatiPercorso(i, name, declared, current, reference);
+        if (declared.isEmpty() && i > 0)
+            continue;  // custom slots nobody has set
+        std::printf("  %-17s %-28s %s\n", qUtf8Printable(name), qUtf8Printable(declared),
+                    qUtf8Printable(current));
+    }
+}
+
 int main(int argc, char** argv) {
     QTemporaryDir temporary;
-    const QString folder = argc > 1 ? QString::fromLocal8Bit(argv[1]) : temporary.path();
+    const QString folder = argc > 1 ? QString::fromLocal8Bit(argv[1]) : temporary.path() + "/registry";
 
     Platform p;
     auto store = std::make_shared<SqliteRegistryStore>(folder.toStdString());
     p.registry = store;
+    p.libraryFolder = installSample(temporary);
     installPlatform(p);
+    std::printf("Installation:   %s\n", qUtf8Printable(p.libraryFolder + "/ParamCor.txt"));
     std::printf("Registry store: %s\n\n", store->hiveFile(Hive::CurrentUser).c_str());
 
     Parametri par;
+    std::printf("Registry root:  %s\n", qUtf8Printable(par.RadReg()));
+    std::printf("Upgrade record: %s\n\n", qUtf8Printable(par.VersioneUpgrade()));
+    showFolders(par);
+    std::printf("\n  Percorso(\"dxf\")         %s\n", qUtf8Printable(par.Percorso("dxf")));
+    std::printf("  Percorso(\"PercorsoDxf\") %s\n", qUtf8Printable(par.Percorso("PercorsoDxf")));
+    par.ScriviPercorso("DXF", "/srv/lavori\\dxf");
+    std::printf("  after ScriviPercorso(\"DXF\", \"/srv/lavori\\\\dxf\"): %s\n\n",
+                qUtf8Printable(par.PercorsoDxf()));
+
     par.CurrentUser();
     par.Programma("Taglio");
     par.Sezione("Lama");
-
-    std::printf("First reads store their defaults (current user, SOFTWARE\\Taglio\\Lama):\n");
+    std::printf("First reads store their defaults (current user, %s\\Taglio\\Lama):\n", qUtf8Printable(par.RadReg()));
     show("LeggiParametro Giri, Long 3000", par.LeggiParametro("Giri", Long(3000)));
     show("LeggiParametro Spessore, Single 2.5", par.LeggiParametro("Spessore", Single(2.5f)));
     show("LeggiParametro Passate, Integer 3", par.LeggiParametro("Passate", Integer(3)));
