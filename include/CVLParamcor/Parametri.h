@@ -23,8 +23,22 @@
 #include <QVariant>
 
 #include <memory>
+#include <stdexcept>
 
 namespace paramcor {
+
+// A failure of the text database that reaches the caller: raised by
+// ControllaValori (and by the windows' work on the database), never by the rest of
+// this interface. code() is the database engine's error code.
+class TextDatabaseError : public std::runtime_error {
+public:
+    TextDatabaseError(int code, const QString& message);
+    int code() const noexcept { return code_; }
+    QString message() const { return QString::fromUtf8(what()); }
+
+private:
+    int code_;
+};
 
 // Variants of exactly one interface type each. Use them for defaults and values:
 // QVariant(short(5)) holds an int, so it would silently be stored as a Long.
@@ -216,6 +230,13 @@ public:
     void PercorsoProgettiProfilex(const QString& value);
     QString PercorsoCor();
     void PercorsoCor(const QString& value);
+
+    // --- Units of measure -------------------------------------------------------------
+
+    // Adds the five unit settings rows (Programma "PARAM") with their metric defaults
+    // to the text database at DB when it has none. Throws TextDatabaseError when the
+    // database cannot be opened or written.
+    void ControllaValori(const QString& DB);
 
 private:
     // Creation and destruction steps of the subsystems.

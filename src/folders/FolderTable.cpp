@@ -67,8 +67,8 @@ void selectStoreFor(const QString& NomePercorso) {
 }  // namespace
 
 bool isMachineWideFolder(const QString& name) {
-    static const QStringList machineWide = {"CONI",    "IMMAGINI", "REPORT", "IMMAGINIMILLORA",
-                                            "TESTI",   "UTENSILI", "WINCOR"};
+    static const QStringList machineWide = {"CONI",  "IMMAGINI", "REPORT", "IMMAGINIMILLORA",
+                                            "TESTI", "UTENSILI", "WINCOR"};
     return machineWide.contains(name.trimmed().toUpper());
 }
 

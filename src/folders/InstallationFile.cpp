@@ -1,6 +1,7 @@
 #include "folders/InstallationFile.h"
 
 #include "folders/TextDecoding.h"
+#include "param/Numbers.h"
 #include "param/registry/MainParametri.h"
 
 #include <CVLParamcor/Platform.h>
@@ -9,7 +10,6 @@
 #include <QFile>
 #include <QFileInfo>
 
-#include <cmath>
 #include <set>
 
 namespace paramcor {
@@ -23,45 +23,9 @@ constexpr int kMaxFolders = 1000;
 // A line shown in a message is cut here: a message box cannot show a megabyte.
 constexpr qsizetype kMaxShownLine = 1000;
 
-// The number a text starts with, read as the suite always has: blanks anywhere
-// are ignored, then an optional sign, digits, a decimal point and an exponent;
-// no number gives 0.
-double leadingNumber(const QString& text) {
-    QString compact = text;
-    compact.remove(u' ').remove(u'\t').remove(u'\n').remove(u'\r');
-    qsizetype end = 0;
-    const qsizetype size = compact.size();
-    auto digits = [&] {
-        while (end < size && compact.at(end).isDigit() && compact.at(end).unicode() < 128)
-            ++end;
-    };
-    if (end < size && (compact.at(end) == u'+' || compact.at(end) == u'-'))
-        ++end;
-    digits();
-    if (end < size && compact.at(end) == u'.') {
-        ++end;
-        digits();
-    }
-    if (end < size && QStringLiteral("eEdD").contains(compact.at(end))) {
-        qsizetype mark = end++;
-        if (end < size && (compact.at(end) == u'+' || compact.at(end) == u'-'))
-            ++end;
-        const qsizetype exponentStart = end;
-        digits();
-        if (end == exponentStart)
-            end = mark;
-    }
-    QString number = compact.left(end);
-    number.replace(u'd', u'e').replace(u'D', u'e');
-    bool ok = false;
-    const double value = number.toDouble(&ok);
-    return ok && std::isfinite(value) ? value : 0.0;
+QString asInteger(double value) {
+    return QString::number(value, 'f', 0);
 }
-
-// Rounded as integers always were: halves to the even neighbour.
-double roundHalfEven(double value) { return std::nearbyint(value); }
-
-QString asInteger(double value) { return QString::number(value, 'f', 0); }
 
 QString shownLine(const QString& line) {
     return line.size() <= kMaxShownLine ? line : line.left(kMaxShownLine) + QStringLiteral("...");

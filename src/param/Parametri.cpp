@@ -5,6 +5,8 @@
 #include "param/Workstation.h"
 #include "param/registry/MainParametri.h"
 #include "param/registry/ValueEncoding.h"
+#include "texts/TextDatabase.h"
+#include "units/UnitRows.h"
 
 #include <CVLParamcor/Platform.h>
 
@@ -14,6 +16,7 @@ struct Parametri::Impl {
     bool ready = false;  // creation ran to the end
     QString tempFolder;
     Folders folders;
+    TextDatabase texts;
 };
 
 namespace {
@@ -53,18 +56,24 @@ bool Parametri::queryTempFolder() {
     return !d->tempFolder.isEmpty();
 }
 
-bool Parametri::readInstallationFile() { return InstallationFile(d->folders).LeggiFileInstallazione(); }
+bool Parametri::readInstallationFile() {
+    return InstallationFile(d->folders).LeggiFileInstallazione();
+}
 
-// The text database belongs to the texts subsystem; until it is in place this step
-// succeeds without doing anything.
-bool Parametri::openTextDatabase() { return true; }
-void Parametri::closeTextDatabase() {}
+bool Parametri::openTextDatabase() {
+    return d->texts.ApriDatabaseTesti(d->folders);
+}
+void Parametri::closeTextDatabase() {
+    d->texts.close();
+}
 
 void Parametri::recordUpgradeVersion() {
     VersioneUpgrade(QString::number(CVLPARAMCOR_VERSION_MAJOR) + u'.' + QString::number(CVLPARAMCOR_VERSION_MINOR));
 }
 
-void Parametri::checkRegionalSettings() { workstation::checkRegionalSettings(); }
+void Parametri::checkRegionalSettings() {
+    workstation::checkRegionalSettings();
+}
 
 QString Parametri::Programma() const {
     return selection().program();
@@ -123,66 +132,122 @@ void Parametri::RegistraDocumento(const QString& Estensione, const QString& Grup
     workstation::registerDocument(Estensione, Gruppo, Shell, IdIcona);
 }
 
-QString Parametri::PercorsoTemp() const { return d->tempFolder; }
+QString Parametri::PercorsoTemp() const {
+    return d->tempFolder;
+}
 QString Parametri::FileTemporaneo(const QString& Prefisso) {
     return workstation::createTempFile(d->tempFolder, Prefisso);
 }
-void Parametri::SvuotaErrori() { workstation::clearPendingErrors(); }
-QString Parametri::RadReg() const { return workstation::makerKey(); }
+void Parametri::SvuotaErrori() {
+    workstation::clearPendingErrors();
+}
+QString Parametri::RadReg() const {
+    return workstation::makerKey();
+}
 
 using workstation::VersionRecord;
-QString Parametri::VersioneProdotto() { return workstation::readVersion(VersionRecord::Product); }
-void Parametri::VersioneProdotto(const QString& value) { workstation::writeVersion(VersionRecord::Product, value); }
-QString Parametri::VersioneUpgrade() { return workstation::readVersion(VersionRecord::Upgrade); }
-void Parametri::VersioneUpgrade(const QString& value) { workstation::writeVersion(VersionRecord::Upgrade, value); }
-QString Parametri::VersioneProdottoMarmo() { return workstation::readVersion(VersionRecord::Marble); }
+QString Parametri::VersioneProdotto() {
+    return workstation::readVersion(VersionRecord::Product);
+}
+void Parametri::VersioneProdotto(const QString& value) {
+    workstation::writeVersion(VersionRecord::Product, value);
+}
+QString Parametri::VersioneUpgrade() {
+    return workstation::readVersion(VersionRecord::Upgrade);
+}
+void Parametri::VersioneUpgrade(const QString& value) {
+    workstation::writeVersion(VersionRecord::Upgrade, value);
+}
+QString Parametri::VersioneProdottoMarmo() {
+    return workstation::readVersion(VersionRecord::Marble);
+}
 void Parametri::VersioneProdottoMarmo(const QString& value) {
     workstation::writeVersion(VersionRecord::Marble, value);
 }
-QString Parametri::VersioneProdottoVetro() { return workstation::readVersion(VersionRecord::Glass); }
+QString Parametri::VersioneProdottoVetro() {
+    return workstation::readVersion(VersionRecord::Glass);
+}
 void Parametri::VersioneProdottoVetro(const QString& value) {
     workstation::writeVersion(VersionRecord::Glass, value);
 }
-QString Parametri::VersioneProdottoVetroCam() { return workstation::readVersion(VersionRecord::GlassCam); }
+QString Parametri::VersioneProdottoVetroCam() {
+    return workstation::readVersion(VersionRecord::GlassCam);
+}
 void Parametri::VersioneProdottoVetroCam(const QString& value) {
     workstation::writeVersion(VersionRecord::GlassCam, value);
 }
 
-QString Parametri::PercorsoWincor() { return Percorso(QStringLiteral("Wincor")); }
-bool Parametri::GestionePercorsi() const { return false; }
-QString Parametri::PercorsoPrincipale() const { return paramcor::PercorsoPrincipale(); }
+void Parametri::ControllaValori(const QString& DB) {
+    units::ControllaValori(DB);
+}
+
+QString Parametri::PercorsoWincor() {
+    return Percorso(QStringLiteral("Wincor"));
+}
+bool Parametri::GestionePercorsi() const {
+    return false;
+}
+QString Parametri::PercorsoPrincipale() const {
+    return paramcor::PercorsoPrincipale();
+}
 void Parametri::ScriviPercorso(const QString& NomePercorso, const QString& PercorsoDefault) {
     d->folders.ScriviPercorso(NomePercorso, PercorsoDefault);
 }
-QString Parametri::Percorso(const QString& NomePercorso) { return d->folders.Percorso(NomePercorso); }
-bool Parametri::DebugPercorsi() const { return d->folders.DebugPercorsi(); }
-void Parametri::DebugPercorsi(bool value) { d->folders.DebugPercorsi(value); }
+QString Parametri::Percorso(const QString& NomePercorso) {
+    return d->folders.Percorso(NomePercorso);
+}
+bool Parametri::DebugPercorsi() const {
+    return d->folders.DebugPercorsi();
+}
+void Parametri::DebugPercorsi(bool value) {
+    d->folders.DebugPercorsi(value);
+}
 bool Parametri::CambiaPercorsi(const QVariant& Filtro) {
     return platform().dialogs->editFolders(*this, Filtro.isValid() ? Filtro.toString().toUpper() : QString());
 }
-short Parametri::TotalePercorsi() const { return d->folders.NumeroPercorsi(); }
+short Parametri::TotalePercorsi() const {
+    return d->folders.NumeroPercorsi();
+}
 bool Parametri::DatiPercorso(short Indice, QString& Nome, QString& Default, QString& DefaultV, QString& Rif) {
     return d->folders.DatiPercorso(Indice, Nome, Default, DefaultV, Rif);
 }
 
 // The fixed folders resolve one declared name each; their setters drop the value.
-QVariant Parametri::PercorsoCLF() { return Percorso(QStringLiteral("CLF")); }
+QVariant Parametri::PercorsoCLF() {
+    return Percorso(QStringLiteral("CLF"));
+}
 void Parametri::PercorsoCLF(const QVariant&) {}
-QString Parametri::PercorsoCommesse() { return Percorso(QStringLiteral("Commesse")); }
+QString Parametri::PercorsoCommesse() {
+    return Percorso(QStringLiteral("Commesse"));
+}
 void Parametri::PercorsoCommesse(const QString&) {}
-QVariant Parametri::PercorsoSlabvista() { return Percorso(QStringLiteral("Slabvista")); }
+QVariant Parametri::PercorsoSlabvista() {
+    return Percorso(QStringLiteral("Slabvista"));
+}
 void Parametri::PercorsoSlabvista(const QVariant&) {}
-QString Parametri::PercorsoDBOrdina() { return Percorso(QStringLiteral("DBOrdina")); }
+QString Parametri::PercorsoDBOrdina() {
+    return Percorso(QStringLiteral("DBOrdina"));
+}
 void Parametri::PercorsoDBOrdina(const QString&) {}
-QVariant Parametri::PercorsoDBGruppo() { return Percorso(QStringLiteral("DBGruppo")); }
+QVariant Parametri::PercorsoDBGruppo() {
+    return Percorso(QStringLiteral("DBGruppo"));
+}
 void Parametri::PercorsoDBGruppo(const QVariant&) {}
-QVariant Parametri::PercorsoDBLocale() { return Percorso(QStringLiteral("DBLocale")); }
+QVariant Parametri::PercorsoDBLocale() {
+    return Percorso(QStringLiteral("DBLocale"));
+}
 void Parametri::PercorsoDBLocale(const QVariant&) {}
-QString Parametri::PercorsoDef() { return Percorso(QStringLiteral("DEF")); }
+QString Parametri::PercorsoDef() {
+    return Percorso(QStringLiteral("DEF"));
+}
 void Parametri::PercorsoDef(const QString&) {}
-QString Parametri::PercorsoDff() { return Percorso(QStringLiteral("DFF")); }
+QString Parametri::PercorsoDff() {
+    return Percorso(QStringLiteral("DFF"));
+}
 void Parametri::PercorsoDff(const QString&) {}
-QVariant Parametri::PercorsoDFFGruppo() { return Percorso(QStringLiteral("DFFGruppo")); }
+QVariant Parametri::PercorsoDFFGruppo() {
+    return Percorso(QStringLiteral("DFFGruppo"));
+}
 void Parametri::PercorsoDFFGruppo(const QVariant&) {}
 // This getter has always handed its folder to the setter of PercorsoDFFGruppo and
 // returned nothing; programs of the suite are written around it.
@@ -191,17 +256,29 @@ QVariant Parametri::PercorsoDFFLocale() {
     return QVariant();
 }
 void Parametri::PercorsoDFFLocale(const QVariant&) {}
-QString Parametri::PercorsoDwg() { return Percorso(QStringLiteral("DWG")); }
+QString Parametri::PercorsoDwg() {
+    return Percorso(QStringLiteral("DWG"));
+}
 void Parametri::PercorsoDwg(const QString&) {}
-QString Parametri::PercorsoDxf() { return Percorso(QStringLiteral("DXF")); }
+QString Parametri::PercorsoDxf() {
+    return Percorso(QStringLiteral("DXF"));
+}
 void Parametri::PercorsoDxf(const QString&) {}
-QString Parametri::PercorsoEps() { return Percorso(QStringLiteral("EPS")); }
+QString Parametri::PercorsoEps() {
+    return Percorso(QStringLiteral("EPS"));
+}
 void Parametri::PercorsoEps(const QString&) {}
-QString Parametri::PercorsoESSI() { return Percorso(QStringLiteral("ESSI")); }
+QString Parametri::PercorsoESSI() {
+    return Percorso(QStringLiteral("ESSI"));
+}
 void Parametri::PercorsoESSI(const QString&) {}
-QString Parametri::PercorsoIges() { return Percorso(QStringLiteral("IGES")); }
+QString Parametri::PercorsoIges() {
+    return Percorso(QStringLiteral("IGES"));
+}
 void Parametri::PercorsoIges(const QString&) {}
-QString Parametri::PercorsoISO() { return Percorso(QStringLiteral("ISO")); }
+QString Parametri::PercorsoISO() {
+    return Percorso(QStringLiteral("ISO"));
+}
 void Parametri::PercorsoISO(const QString&) {}
 // Like PercorsoDFFLocale, with the setter of PercorsoISO.
 QVariant Parametri::PercorsoISOSlabvista() {
@@ -209,19 +286,33 @@ QVariant Parametri::PercorsoISOSlabvista() {
     return QVariant();
 }
 void Parametri::PercorsoISOSlabvista(const QVariant&) {}
-QString Parametri::PercorsoLastre() { return Percorso(QStringLiteral("Lastre")); }
+QString Parametri::PercorsoLastre() {
+    return Percorso(QStringLiteral("Lastre"));
+}
 void Parametri::PercorsoLastre(const QString&) {}
-QString Parametri::PercorsoMR() { return Percorso(QStringLiteral("MR")); }
+QString Parametri::PercorsoMR() {
+    return Percorso(QStringLiteral("MR"));
+}
 void Parametri::PercorsoMR(const QString&) {}
-QString Parametri::PercorsoPlt() { return Percorso(QStringLiteral("PLT")); }
+QString Parametri::PercorsoPlt() {
+    return Percorso(QStringLiteral("PLT"));
+}
 void Parametri::PercorsoPlt(const QString&) {}
-QVariant Parametri::PercorsoPostProc() { return Percorso(QStringLiteral("PostProc")); }
+QVariant Parametri::PercorsoPostProc() {
+    return Percorso(QStringLiteral("PostProc"));
+}
 void Parametri::PercorsoPostProc(const QVariant&) {}
-QString Parametri::PercorsoProgettiMillora() { return Percorso(QStringLiteral("ProgettiMillora")); }
+QString Parametri::PercorsoProgettiMillora() {
+    return Percorso(QStringLiteral("ProgettiMillora"));
+}
 void Parametri::PercorsoProgettiMillora(const QString&) {}
-QString Parametri::PercorsoProgettiProfilex() { return Percorso(QStringLiteral("ProgettiProfilex")); }
+QString Parametri::PercorsoProgettiProfilex() {
+    return Percorso(QStringLiteral("ProgettiProfilex"));
+}
 void Parametri::PercorsoProgettiProfilex(const QString&) {}
-QString Parametri::PercorsoCor() { return Percorso(QStringLiteral("COR")); }
+QString Parametri::PercorsoCor() {
+    return Percorso(QStringLiteral("COR"));
+}
 void Parametri::PercorsoCor(const QString&) {}
 
 }  // namespace paramcor

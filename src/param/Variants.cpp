@@ -28,3 +28,10 @@ QVariant Null() {
 }
 
 }  // namespace paramcor
+
+namespace paramcor {
+
+TextDatabaseError::TextDatabaseError(int code, const QString& message)
+    : std::runtime_error(message.toStdString()), code_(code) {}
+
+}  // namespace paramcor

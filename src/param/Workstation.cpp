@@ -13,15 +13,22 @@
 namespace paramcor::workstation {
 namespace {
 
-MainParametri& selection() { return MainParametri::instance(); }
+MainParametri& selection() {
+    return MainParametri::instance();
+}
 
 QString valueName(VersionRecord record) {
     switch (record) {
-    case VersionRecord::Product: return QStringLiteral("Version");
-    case VersionRecord::Upgrade: return QStringLiteral("Upgrade");
-    case VersionRecord::Marble: return QStringLiteral("VersioneProdottoMarmo");
-    case VersionRecord::Glass: return QStringLiteral("VersioneProdottoVetro");
-    case VersionRecord::GlassCam: return QStringLiteral("VersioneProdottoVetroCam");
+        case VersionRecord::Product:
+            return QStringLiteral("Version");
+        case VersionRecord::Upgrade:
+            return QStringLiteral("Upgrade");
+        case VersionRecord::Marble:
+            return QStringLiteral("VersioneProdottoMarmo");
+        case VersionRecord::Glass:
+            return QStringLiteral("VersioneProdottoVetro");
+        case VersionRecord::GlassCam:
+            return QStringLiteral("VersioneProdottoVetroCam");
     }
     return QString();
 }
@@ -37,9 +44,9 @@ void selectMakerKey(VersionRecord record) {
 }
 
 void regionalError(const QString& problem) {
-    platform().messages->show(QStringLiteral("ERROR:") + u'\n' + problem + u'\n' +
-                                  QStringLiteral("Check your international settings"),
-                              mb::Critical, QStringLiteral("CvlParamcor"));
+    platform().messages->show(
+        QStringLiteral("ERROR:") + u'\n' + problem + u'\n' + QStringLiteral("Check your international settings"),
+        mb::Critical, QStringLiteral("CvlParamcor"));
 }
 
 }  // namespace
@@ -75,9 +82,13 @@ QString createTempFile(const QString& folder, const QString& prefix) {
     return QString();
 }
 
-void clearPendingErrors() { std::feclearexcept(FE_ALL_EXCEPT); }
+void clearPendingErrors() {
+    std::feclearexcept(FE_ALL_EXCEPT);
+}
 
-QString makerKey() { return QStringLiteral("SOFTWARE") + selection().registryRoot(); }
+QString makerKey() {
+    return QStringLiteral("SOFTWARE") + selection().registryRoot();
+}
 
 QString readVersion(VersionRecord record) {
     selection().Push();

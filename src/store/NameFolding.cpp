@@ -15,9 +15,11 @@ struct CaseRun {
     int delta;
 };
 
-// Windows' upper-case table for the scripts our programs name things in. Windows
-// leaves some letters alone that Unicode would change: the micro sign, the dotless
-// i, the long s and the final sigma have no capital here.
+// Windows' upper-case table for the characters below U+0800, whose UTF-8 takes two
+// bytes at most: the simple upper case of Unicode, where the capital is below U+0800
+// too. Windows leaves some letters alone that Unicode would change: the micro sign,
+// the dotless i, the long s, the final sigma and the title-case digraphs (ǅ) have no
+// capital here. The Windows suite compares this table with the registry's.
 constexpr CaseRun kRuns[] = {
     // Latin-1 Supplement
     {0x00E0, 0x00F6, 1, -0x20},
@@ -29,6 +31,49 @@ constexpr CaseRun kRuns[] = {
     {0x013A, 0x0148, 2, -1},
     {0x014B, 0x0177, 2, -1},
     {0x017A, 0x017E, 2, -1},
+    // Latin Extended-B (Romanian ș and ț, the Croatian digraphs...) and IPA letters
+    // with a capital there
+    {0x0180, 0x0180, 1, 0xC3},
+    {0x0183, 0x0185, 2, -1},
+    {0x0188, 0x018C, 4, -1},
+    {0x0192, 0x0192, 1, -1},
+    {0x0195, 0x0195, 1, 0x61},
+    {0x0199, 0x0199, 1, -1},
+    {0x019A, 0x019A, 1, 0xA3},
+    {0x019E, 0x019E, 1, 0x82},
+    {0x01A1, 0x01A5, 2, -1},
+    {0x01A8, 0x01AD, 5, -1},
+    {0x01B0, 0x01B4, 4, -1},
+    {0x01B6, 0x01B9, 3, -1},
+    {0x01BD, 0x01BD, 1, -1},
+    {0x01BF, 0x01BF, 1, 0x38},
+    {0x01C6, 0x01CC, 3, -2},  // ǆ -> Ǆ, ǉ -> Ǉ, ǌ -> Ǌ
+    {0x01CE, 0x01DC, 2, -1},
+    {0x01DD, 0x01DD, 1, -0x4F},
+    {0x01DF, 0x01EF, 2, -1},
+    {0x01F3, 0x01F3, 1, -2},
+    {0x01F5, 0x01F9, 4, -1},
+    {0x01FB, 0x021F, 2, -1},
+    {0x0223, 0x0233, 2, -1},
+    {0x023C, 0x0242, 6, -1},
+    {0x0247, 0x024F, 2, -1},
+    {0x0253, 0x0253, 1, -0xD2},
+    {0x0254, 0x0254, 1, -0xCE},
+    {0x0256, 0x0257, 1, -0xCD},
+    {0x0259, 0x0259, 1, -0xCA},
+    {0x025B, 0x025B, 1, -0xCB},
+    {0x0260, 0x0260, 1, -0xCD},
+    {0x0263, 0x0263, 1, -0xCF},
+    {0x0268, 0x0268, 1, -0xD1},
+    {0x0269, 0x026F, 6, -0xD3},
+    {0x0272, 0x0272, 1, -0xD5},
+    {0x0275, 0x0275, 1, -0xD6},
+    {0x0280, 0x0283, 3, -0xDA},
+    {0x0288, 0x0288, 1, -0xDA},
+    {0x0289, 0x0289, 1, -0x45},
+    {0x028A, 0x028B, 1, -0xD9},
+    {0x028C, 0x028C, 1, -0x47},
+    {0x0292, 0x0292, 1, -0xDB},
     // Greek
     {0x0371, 0x0373, 2, -1},
     {0x0377, 0x0377, 1, -1},
@@ -42,8 +87,8 @@ constexpr CaseRun kRuns[] = {
     {0x03D7, 0x03D7, 1, -8},
     {0x03D9, 0x03EF, 2, -1},
     {0x03F2, 0x03F2, 1, 7},
-    {0x03F8, 0x03F8, 1, -1},
-    {0x03FB, 0x03FB, 1, -1},
+    {0x03F3, 0x03F3, 1, -0x74},
+    {0x03F8, 0x03FB, 3, -1},
     // Cyrillic and Cyrillic Supplement
     {0x0430, 0x044F, 1, -0x20},
     {0x0450, 0x045F, 1, -0x50},
@@ -51,8 +96,9 @@ constexpr CaseRun kRuns[] = {
     {0x048B, 0x04BF, 2, -1},
     {0x04C2, 0x04CE, 2, -1},
     {0x04CF, 0x04CF, 1, -0x0F},
-    {0x04D1, 0x04FF, 2, -1},
-    {0x0501, 0x0523, 2, -1},
+    {0x04D1, 0x052F, 2, -1},
+    // Armenian
+    {0x0561, 0x0586, 1, -0x30},
 };
 
 bool isContinuation(unsigned char byte) {

@@ -9,9 +9,12 @@
 
 namespace paramcor::store {
 
-// The upper-case form of a character, as Windows upper-cases names: ASCII, Latin-1,
-// Latin Extended-A, Greek and Cyrillic letters map to their capitals; every other
-// character is its own upper case.
+// The upper-case form of a character, as Windows upper-cases names: the letters below
+// U+0800 (Latin, Greek, Cyrillic, Armenian...) map to their capitals there; every other
+// character is its own upper case. Windows also folds some letters from U+0800 on
+// (Latin Extended Additional, Greek Extended, Georgian, full-width forms...), and a few
+// below whose capitals lie above: names that differ only in the case of those are two
+// names here and one name on Windows.
 char32_t foldCodePoint(char32_t c);
 
 // Upper-cases a UTF-8 name in place. Every character that changes keeps its UTF-8

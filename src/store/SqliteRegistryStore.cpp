@@ -38,7 +38,9 @@ namespace {
 constexpr std::int64_t kApplicationId = 0x43564C50;  // "CVLP", at offset 68 of the file
 constexpr std::int64_t kSchemaVersion = 1;
 constexpr std::int64_t kRootKeyId = 1;
-constexpr std::size_t kMaxKeyNameLength = 255;      // characters, as Windows counts them
+// Characters, as Windows counts them. Its documentation says 255, but the registry
+// takes 256 and refuses 257.
+constexpr std::size_t kMaxKeyNameLength = 256;
 constexpr std::size_t kMaxCachedValues = 1u << 16;  // beyond that the cache starts again
 
 enum HiveIndex { ClassesRootIndex, CurrentUserIndex, LocalMachineIndex, HiveCount };
@@ -110,7 +112,7 @@ std::string_view cutAtNul(const std::string& name) {
 
 // Resolves a key path as Windows does: a leading backslash is refused, empty
 // components (a trailing or a doubled backslash) are skipped and no key name may be
-// longer than 255 characters. `out` gets the names joined by single backslashes,
+// longer than 256 characters. `out` gets the names joined by single backslashes,
 // upper-cased when `fold`.
 long normalizePath(const std::string& path, std::string& out, bool fold) {
     const std::string_view p = cutAtNul(path);
@@ -668,8 +670,11 @@ struct SqliteRegistryStore::Impl {
             return regerr::InvalidHandle;
         if (!key)
             return regerr::InvalidParameter;
+        // A read-only open of the classes root skips one leading backslash, as Windows
+        // does there and nowhere else; createKey refuses it there too.
+        const bool skipBackslash = hive == Hive::ClassesRoot && !create && !path.empty() && path.front() == '\\';
         std::string folded;
-        if (const long rc = normalizePath(path, folded, true))
+        if (const long rc = normalizePath(skipBackslash ? path.substr(1) : path, folded, true))
             return rc;
 
         const std::lock_guard lock(mutex);

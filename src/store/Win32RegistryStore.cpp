@@ -8,8 +8,9 @@
 #endif
 #include <windows.h>
 
-#include <algorithm>
+#include <climits>
 #include <mutex>
+#include <string_view>
 
 namespace paramcor {
 
@@ -31,11 +32,62 @@ HKEY toHkey(KeyHandle key) {
     return reinterpret_cast<HKEY>(key);
 }
 
+// The value types the "A" functions convert, and so the ones kept as UTF-16.
+bool isText(DWORD type) {
+    return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ;
+}
+
+std::wstring widen(std::string_view text) {
+    if (text.empty() || text.size() > INT_MAX)
+        return {};
+    const int length = static_cast<int>(text.size());
+    const int units = MultiByteToWideChar(CP_UTF8, 0, text.data(), length, nullptr, 0);
+    std::wstring wide(static_cast<std::size_t>(units), L'\0');
+    MultiByteToWideChar(CP_UTF8, 0, text.data(), length, wide.data(), units);
+    return wide;
+}
+
+std::string narrow(const wchar_t* text, std::size_t units) {
+    if (units == 0 || units > INT_MAX)
+        return {};
+    const int length = static_cast<int>(units);
+    const int bytes = WideCharToMultiByte(CP_UTF8, 0, text, length, nullptr, 0, nullptr, nullptr);
+    std::string out(static_cast<std::size_t>(bytes), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, text, length, out.data(), bytes, nullptr, nullptr);
+    return out;
+}
+
+// Names are C strings on Windows: whatever follows a NUL is not part of them.
+std::wstring wideName(const std::string& name) {
+    return widen(std::string_view(name.c_str()));
+}
+
+// Reads a whole value, its type and its data from one call: it may change between
+// the call that tells the size and the one that fills the buffer.
+LONG readValue(HKEY key, const std::wstring& name, DWORD& type, std::vector<BYTE>& data) {
+    DWORD length = 0;
+    LONG rc = RegQueryValueExW(key, name.c_str(), nullptr, &type, nullptr, &length);
+    data.clear();
+    for (int attempt = 0; rc == ERROR_SUCCESS && length > 0 && attempt < 8; ++attempt) {
+        data.resize(length);
+        rc = RegQueryValueExW(key, name.c_str(), nullptr, &type, data.data(), &length);
+        if (rc == ERROR_SUCCESS) {
+            data.resize(length);
+            return rc;
+        }
+        if (rc == ERROR_MORE_DATA)
+            rc = ERROR_SUCCESS;  // it grew meanwhile: `length` is its new size
+        else
+            data.clear();
+    }
+    return rc;
+}
+
 }  // namespace
 
 Win32RegistryStore::~Win32RegistryStore() {
-    for (const KeyHandle key : open_)
-        RegCloseKey(toHkey(key));
+    for (const auto& [key, count] : open_)
+        RegCloseKey(toHkey(key));  // a hive's root handle needs no closing, but accepts it
 }
 
 long Win32RegistryStore::createKey(Hive hive, const std::string& path, KeyHandle* key) {
@@ -52,63 +104,94 @@ long Win32RegistryStore::open(Hive hive, const std::string& path, KeyHandle* key
         return regerr::InvalidHandle;
     if (!key)
         return regerr::InvalidParameter;
+    const std::wstring widePath = wideName(path);
     HKEY opened = nullptr;
-    char noClass[] = "";
-    const LONG rc = create ? RegCreateKeyExA(root, path.c_str(), 0, noClass, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS,
-                                             nullptr, &opened, nullptr)
-                           : RegOpenKeyExA(root, path.c_str(), 0, KEY_READ, &opened);
+    LONG rc;
+    if (create) {
+        WCHAR noClass[] = L"";
+        SECURITY_ATTRIBUTES security{};
+        DWORD disposition = 0;
+        rc = RegCreateKeyExW(root, widePath.c_str(), 0, noClass, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, &security,
+                             &opened, &disposition);
+    } else {
+        rc = RegOpenKeyExW(root, widePath.c_str(), 0, KEY_READ, &opened);
+    }
     if (rc != ERROR_SUCCESS)
         return rc;
     const auto handle = reinterpret_cast<KeyHandle>(opened);
     const std::unique_lock lock(mutex_);
-    open_.insert(handle);
+    ++open_[handle];
     *key = handle;
     return rc;
+}
+
+bool Win32RegistryStore::isOpen(KeyHandle key) const {
+    return open_.count(key) != 0;
 }
 
 long Win32RegistryStore::queryValue(KeyHandle key, const std::string& name, std::uint32_t* type,
                                     std::vector<std::uint8_t>* data, std::uint32_t capacity, std::uint32_t* size) {
     const std::shared_lock lock(mutex_);
-    if (!open_.count(key))
+    if (!isOpen(key))
         return regerr::InvalidHandle;
     const HKEY hkey = toHkey(key);
+    const std::wstring wide = wideName(name);
     DWORD valueType = 0;
-    DWORD length = 0;
-    LONG rc = RegQueryValueExA(hkey, name.c_str(), nullptr, &valueType, nullptr, &length);
-    if (rc == ERROR_SUCCESS && data) {
-        // Without a buffer the ANSI call may overstate the size of a string, which it
-        // converts; only a call that fills a buffer is exact. The value may also grow
-        // between the calls.
-        std::vector<std::uint8_t> buffer;
-        for (int attempt = 0; attempt < 8; ++attempt) {
-            const DWORD given = std::min<DWORD>(length, capacity);
-            buffer.resize(std::max<DWORD>(given, 1));  // never a null buffer: that only asks the size
-            length = given;
-            rc = RegQueryValueExA(hkey, name.c_str(), nullptr, &valueType, buffer.data(), &length);
-            if (rc != ERROR_MORE_DATA || length > capacity)
-                break;
-        }
-        if (rc == ERROR_SUCCESS)
-            data->assign(buffer.begin(), buffer.begin() + length);
+    std::vector<BYTE> raw;
+    std::string text;
+    const std::uint8_t* bytes = nullptr;
+    std::size_t length = 0;
+    LONG rc;
+    if (data) {
+        rc = readValue(hkey, wide, valueType, raw);
+        bytes = raw.data();
+        length = raw.size();
+    } else {
+        DWORD rawLength = 0;
+        rc = RegQueryValueExW(hkey, wide.c_str(), nullptr, &valueType, nullptr, &rawLength);
+        length = rawLength;
+        if (rc == ERROR_SUCCESS && isText(valueType))  // its UTF-8 size needs the text itself
+            rc = readValue(hkey, wide, valueType, raw);
     }
-    if (rc != ERROR_SUCCESS && rc != ERROR_MORE_DATA)
+    if (rc != ERROR_SUCCESS)
         return rc;
+    if (isText(valueType)) {
+        // An odd last byte belongs to no UTF-16 character: it is left out.
+        text = narrow(reinterpret_cast<const wchar_t*>(raw.data()), raw.size() / sizeof(wchar_t));
+        bytes = reinterpret_cast<const std::uint8_t*>(text.data());
+        length = text.size();
+    }
+    if (length > UINT32_MAX)
+        return regerr::MoreData;
     if (type)
         *type = valueType;
     if (size)
-        *size = length;
-    return rc;
+        *size = static_cast<std::uint32_t>(length);
+    if (!data)
+        return regerr::Success;
+    if (length > capacity)
+        return regerr::MoreData;
+    data->assign(bytes, bytes + length);
+    return regerr::Success;
 }
 
 long Win32RegistryStore::setValue(KeyHandle key, const std::string& name, std::uint32_t type,
                                   const std::vector<std::uint8_t>& data) {
     const std::shared_lock lock(mutex_);
-    if (!open_.count(key))
+    if (!isOpen(key))
         return regerr::InvalidHandle;
-    if (data.size() > MAXDWORD)
+    if (data.size() > MAXDWORD / sizeof(wchar_t))
         return regerr::InvalidParameter;
-    static const BYTE none = 0;
-    return RegSetValueExA(toHkey(key), name.c_str(), 0, type, data.empty() ? &none : data.data(),
+    const std::wstring wide = wideName(name);
+    if (isText(type)) {
+        std::wstring text = widen(std::string_view(reinterpret_cast<const char*>(data.data()), data.size()));
+        if (!text.empty() && text.back() != L'\0')
+            text.push_back(L'\0');
+        return RegSetValueExW(toHkey(key), wide.c_str(), 0, type, reinterpret_cast<const BYTE*>(text.c_str()),
+                              static_cast<DWORD>(text.size() * sizeof(wchar_t)));
+    }
+    static const BYTE none = 0;  // a null pointer with no data is refused
+    return RegSetValueExW(toHkey(key), wide.c_str(), 0, type, data.empty() ? &none : data.data(),
                           static_cast<DWORD>(data.size()));
 }
 
@@ -117,7 +200,8 @@ long Win32RegistryStore::closeKey(KeyHandle key) {
     const auto it = open_.find(key);
     if (it == open_.end())
         return regerr::InvalidHandle;
-    open_.erase(it);
+    if (--it->second == 0)
+        open_.erase(it);
     return RegCloseKey(toHkey(key));
 }
 

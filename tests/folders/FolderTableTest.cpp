@@ -29,9 +29,10 @@ class FolderResolution : public ::testing::Test {
 protected:
     void SetUp() override {
         platform.writeInstallationFile(kInstallation);
+        wincor = platform.folder() + "/Wincor/";
+        test::createTextDatabase(wincor + "Testi/CvlTradU.mdb");
         par = std::make_unique<Parametri>();
         ASSERT_TRUE(platform.messages().empty()) << platform.messages()[0].text.toStdString();
-        wincor = platform.folder() + "/Wincor/";
     }
     StoredValue stored(Hive hive, const std::string& name, const std::string& key = "SOFTWARE\\Corvel") {
         return test::storedValue(platform.store(), hive, key, name);
@@ -116,9 +117,9 @@ TEST_F(FolderResolution, DebugReportsFoldersThatDoNotExist) {
     ASSERT_TRUE(QDir().mkpath(wincor + "Dxf"));
     par->Percorso("DXF");
     EXPECT_EQ(platform.messages().size(), 2u);
-    par->Percorso("Testi");
+    par->Percorso("Lastre");
     ASSERT_EQ(platform.messages().size(), 3u);
-    EXPECT_EQ(platform.messages()[2].text, "Cannot open folder \n" + wincor + "Testi/");
+    EXPECT_EQ(platform.messages()[2].text, "Cannot open folder \n" + platform.folder() + "/Lastre/");
     EXPECT_EQ(platform.messages()[2].flags, 64);
     EXPECT_EQ(platform.messages()[2].title, "CVLparamcor");
 }
@@ -208,8 +209,8 @@ TEST_F(FolderResolution, WithoutWindowsTheFolderEditorChangesNothing) {
 
 TEST(FolderNormalisation, RulesOfTheSeparators) {
     const std::pair<QString, QString> cases[] = {
-        {"", "/"},          {"a", "a/"},          {"a\\", "a/"},         {"a\\\\\\b", "a/b/"},
-        {"\\\\a\\\\b", "//a//b/"}, {"a//b//", "a/b/"}, {"/", "/"},     {"x\\\\", "x/"},
+        {"", "/"},          {"a", "a/"}, {"a\\", "a/"},   {"a\\\\\\b", "a/b/"}, {"\\\\a\\\\b", "//a//b/"},
+        {"a//b//", "a/b/"}, {"/", "/"},  {"x\\\\", "x/"},
     };
     for (auto [path, expected] : cases) {
         const QString original = path;

@@ -64,8 +64,10 @@ INSTANTIATE_TEST_SUITE_P(
         BadFile{"NoComma", "FOLDERS=2\nFOLDER1=Dxf", "Expected ',' separator in line 2\nFOLDER1=Dxf"},
         BadFile{"NoFolderName", "FOLDERS=2\nFOLDER1= ,x", "Missing folder name in line 2\nFOLDER1= ,x"},
         BadFile{"NoDefault", "FOLDERS=2\nFOLDER1=Dxf, ,REF", "Missing default folder in line 2\nFOLDER1=Dxf, ,REF"},
-        BadFile{"TwoMacros", "FOLDERS=4\nFOLDER4=Img,<Dxf>\\<Dwg>", "More then one <> in line 2\nFOLDER4=Img,<Dxf>\\<Dwg>"},
-        BadFile{"MacroInReference", "FOLDERS=4\nFOLDER4=Img,<Dxf>,<R>", "More then one <> in line 2\nFOLDER4=Img,<Dxf>,<R>"},
+        BadFile{"TwoMacros", "FOLDERS=4\nFOLDER4=Img,<Dxf>\\<Dwg>",
+                "More then one <> in line 2\nFOLDER4=Img,<Dxf>\\<Dwg>"},
+        BadFile{"MacroInReference", "FOLDERS=4\nFOLDER4=Img,<Dxf>,<R>",
+                "More then one <> in line 2\nFOLDER4=Img,<Dxf>,<R>"},
         BadFile{"UnclosedMacro", "FOLDERS=1\nFOLDER1=Img,<Dxf\\x", "Expected '>' in line 2\nFOLDER1=Img,<Dxf\\x"},
         BadFile{"Undeclared", "FOLDERS=3\nFOLDER1=A,x\nFOLDER3=C,y", "Missing declaration for folder 2"},
         BadFile{"SelfReference", "FOLDERS=1\nFOLDER1=Dxf,<dxf>\\x",
@@ -81,7 +83,8 @@ INSTANTIATE_TEST_SUITE_P(
         BadFile{"ForwardReference",
                 "FOLDERS=5\nFOLDER1=A,a\nFOLDER2=X,<B>\\x\nFOLDER3=C,c\nFOLDER4=D,d\nFOLDER5=B,<WINCOR>\\y",
                 "Missing macro <WINCOR> in default folder \n<B>\\x"},
-        BadFile{"UnknownMacro", "FOLDERS=1\nFOLDER1=A,<Nowhere>\\a", "Missing macro <Nowhere> in default folder \n<Nowhere>\\a"}),
+        BadFile{"UnknownMacro", "FOLDERS=1\nFOLDER1=A,<Nowhere>\\a",
+                "Missing macro <Nowhere> in default folder \n<Nowhere>\\a"}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(InstallationFile, CommentsAndBlankLinesDeclareOnlyTheRootAndTheCustomSlots) {
@@ -118,8 +121,8 @@ TEST(InstallationFile, RegistryRootTakesOneLeadingAndNoTrailingBackslash) {
 
 TEST(InstallationFile, FolderCountIsTheLeadingNumberRounded) {
     const std::pair<QByteArray, int> cases[] = {
-        {"FOLDERS=1000", 1000}, {"FOLDERS=2.4", 2}, {"FOLDERS=2.5", 2}, {"FOLDERS=3.5", 4},
-        {"FOLDERS= 1 2 abc", 12}, {"FOLDERS=1e2", 100},
+        {"FOLDERS=1000", 1000}, {"FOLDERS=2.4", 2},       {"FOLDERS=2.5", 2},
+        {"FOLDERS=3.5", 4},     {"FOLDERS= 1 2 abc", 12}, {"FOLDERS=1e2", 100},
     };
     for (const auto& [content, declared] : cases) {
         TestPlatform platform;
@@ -169,7 +172,7 @@ TEST(InstallationFile, TextComesInAnyEncodingAndLineEnd) {
     const std::pair<QByteArray, QString> cases[] = {
         {"\xEF\xBB\xBFREGISTRYROOT=Perch\xC3\xA9\r\n", "\\" + perche},  // UTF-8 with a byte-order mark
         {"REGISTRYROOT=Perch\xC3\xA9\n", "\\" + perche},
-        {"REGISTRYROOT=Perch\xE9\r\n", "\\" + perche},                   // Windows-1252
+        {"REGISTRYROOT=Perch\xE9\r\n", "\\" + perche},  // Windows-1252
         {"REGISTRYROOT=\x80uro\x92s", QString::fromUtf8("\\€uro’s")},
     };
     for (const auto& [content, root] : cases) {
@@ -179,7 +182,8 @@ TEST(InstallationFile, TextComesInAnyEncodingAndLineEnd) {
         EXPECT_EQ(MainParametri::instance().registryRoot(), root);
     }
     // Lines are counted alike whatever ends them.
-    for (const QByteArray& content : {QByteArray("a=1\r\n\r\nb c"), QByteArray("a=1\n\nb c"), QByteArray("a=1\r\rb c")}) {
+    for (const QByteArray& content :
+         {QByteArray("a=1\r\n\r\nb c"), QByteArray("a=1\n\nb c"), QByteArray("a=1\r\rb c")}) {
         TestPlatform platform;
         Reading reading("' x\n" + content);
         ASSERT_EQ(platform.messages().size(), 1u);
@@ -247,8 +251,8 @@ TEST(InstallationFile, VerificaFileWantsAWritableOrdinaryFile) {
     QFile::setPermissions(file, QFileDevice::ReadOwner | QFileDevice::ReadGroup);
     EXPECT_FALSE(VerificaFile(file, false));
     ASSERT_EQ(platform.messages().size(), 2u);
-    EXPECT_EQ(platform.messages()[1].text, "This file cannot be Read Only \n\n" + file +
-                                               "\n\nPlease remove ReadOnly check from file properties.");
+    EXPECT_EQ(platform.messages()[1].text,
+              "This file cannot be Read Only \n\n" + file + "\n\nPlease remove ReadOnly check from file properties.");
     EXPECT_EQ(platform.messages()[1].flags, 16);
     EXPECT_FALSE(VerificaFile(platform.folder(), true));  // a folder is no file
 }

@@ -161,13 +161,11 @@ TEST(Creation, ChecksTheRegionalNumberSettings) {
         Separators separators;
         std::vector<QString> messages;
     };
-    const QString different = "ERROR:\nDecimal and thousand separators must be different\nCheck your international settings";
+    const QString different =
+        "ERROR:\nDecimal and thousand separators must be different\nCheck your international settings";
     const QString empty = "ERROR:\nDecimal separators is empty\nCheck your international settings";
     const Case cases[] = {
-        {{",", ","}, {different}},
-        {{" , ", ","}, {different}},
-        {{"", "."}, {empty}},
-        {{" ", " "}, {different, empty}},
+        {{",", ","}, {different}}, {{" , ", ","}, {different}}, {{"", "."}, {empty}}, {{" ", " "}, {different, empty}},
         {{",", " "}, {}},  // a blank thousands separator is trimmed away and passes
         {{",", "."}, {}},
     };

@@ -18,6 +18,9 @@ TEST(NameFolding, UpperCasesLikeWindows) {
         {"perché àéîõü ç ÿ", "PERCHÉ ÀÉÎÕÜ Ç Ÿ"},
         {"÷ × ß µ", "÷ × ß µ"},  // no capital, or none in Windows' table
         {"āčęğıĳłńőœšűźżž ĸŉſ", "ĀČĘĞıĲŁŃŐŒŠŰŹŻŽ ĸŉſ"},
+        {"ștefan țară ǆ ǅ ǉ ƀ ǝ ɓ", "ȘTEFAN ȚARĂ Ǆ ǅ Ǉ Ƀ Ǝ Ɓ"},
+        {"հայերեն", "ՀԱՅԵՐԵՆ"},
+        {"ɐ ẞ ạ ა", "ɐ ẞ ạ ა"},  // capitals from U+0800 on: not in the table
         {"ωμέγα άήίόύώ ϊϋ σς", "ΩΜΈΓΑ ΆΉΊΌΎΏ ΪΫ Σς"},
         {"привет ёжик ђѓєѕіїјљњћќўџ ґ ӂ ӏ", "ПРИВЕТ ЁЖИК ЂЃЄЅІЇЈЉЊЋЌЎЏ Ґ Ӂ Ӏ"},
         {"ALREADY ÉΣЖ", "ALREADY ÉΣЖ"},
@@ -37,7 +40,9 @@ TEST(NameFolding, CodePointsAndLengths) {
     } codePoints[] = {
         {U'a', U'A'},     {U'z', U'Z'},     {U'{', U'{'},     {0x00E0, 0x00C0}, {0x00F7, 0x00F7}, {0x00FF, 0x0178},
         {0x0101, 0x0100}, {0x0100, 0x0100}, {0x013A, 0x0139}, {0x017E, 0x017D}, {0x037B, 0x03FD}, {0x03C2, 0x03C2},
-        {0x03D9, 0x03D8}, {0x03F2, 0x03F9}, {0x04CF, 0x04C0}, {0x0523, 0x0522}, {0x0524, 0x0524},
+        {0x03D9, 0x03D8}, {0x03F2, 0x03F9}, {0x04CF, 0x04C0}, {0x0523, 0x0522}, {0x0524, 0x0524}, {0x052F, 0x052E},
+        {0x0180, 0x0243}, {0x01C5, 0x01C5}, {0x01C6, 0x01C4}, {0x0219, 0x0218}, {0x0250, 0x0250}, {0x0292, 0x01B7},
+        {0x0561, 0x0531}, {0x0586, 0x0556}, {0x0587, 0x0587}, {0x03F3, 0x037F}, {0x1E01, 0x1E01},
     };
     for (const auto& c : codePoints)
         EXPECT_EQ(static_cast<std::uint32_t>(foldCodePoint(c.c)), static_cast<std::uint32_t>(c.upper))

@@ -2,6 +2,7 @@
 // the Windows store does: text as the older programs of the suite read and write it.
 #include "RegistryStoreConformance.h"
 
+#include "NameFolding.h"
 #include "Win32RegistryStore.h"
 
 #ifndef WIN32_LEAN_AND_MEAN
@@ -49,9 +50,8 @@ bool isEmpty(HKEY root, const std::string& path) {
         return false;
     DWORD subkeys = 1;
     DWORD values = 1;
-    const LONG rc =
-        RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr, &values, nullptr, nullptr,
-                         nullptr, nullptr);
+    const LONG rc = RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr, &values, nullptr,
+                                     nullptr, nullptr, nullptr);
     RegCloseKey(key);
     return rc == ERROR_SUCCESS && subkeys == 0 && values == 0;
 }
@@ -101,8 +101,9 @@ public:
     ScratchKey() {
         keptAncestors(0);
         std::random_device random;
-        path_ = std::string(kSuiteKey) + "\\" + std::to_string(std::chrono::system_clock::now().time_since_epoch().count()) +
-                "-" + std::to_string(random()) + "-" + std::to_string(counter_++);
+        path_ = std::string(kSuiteKey) + "\\" +
+                std::to_string(std::chrono::system_clock::now().time_since_epoch().count()) + "-" +
+                std::to_string(random()) + "-" + std::to_string(counter_++);
     }
     ~ScratchKey() { removeSuiteKey(path_); }
     ScratchKey(const ScratchKey&) = delete;
@@ -124,6 +125,18 @@ std::string readAnsi(HKEY key, const char* name) {
     if (RegQueryValueExA(key, name, nullptr, &type, reinterpret_cast<BYTE*>(buffer), &size) != ERROR_SUCCESS)
         return "<failed>";
     return std::string(buffer, size);
+}
+
+// "x" and the character, in UTF-8 (below U+0800 here).
+std::string valueName(char32_t c) {
+    std::string name = "x";
+    if (c < 0x80) {
+        name += static_cast<char>(c);
+    } else {
+        name += static_cast<char>(0xC0 | (c >> 6));
+        name += static_cast<char>(0x80 | (c & 0x3F));
+    }
+    return name;
 }
 
 std::string inAnsiCodePage(const std::wstring& text) {
@@ -195,6 +208,33 @@ TEST(Win32RegistryStore, ReadsWhatOlderProgramsWrote) {
         EXPECT_EQ(type, regtype::String) << c.name;
         EXPECT_TRUE(readsBackAs(data, regtype::String, bytes(c.utf8))) << c.name;
     }
+}
+
+TEST(Win32RegistryStore, PosixNameFoldingJoinsTheNamesTheRegistryJoins) {
+    // Every character below U+0800 names a value, in ascending order, holding its own
+    // code: names the registry takes for one keep the last code written. The POSIX
+    // store's folding must join exactly the same characters.
+    constexpr char32_t kEnd = 0x800;
+    ScratchKey scratch;
+    Win32RegistryStore store;
+    KeyHandle handle = 0;
+    ASSERT_EQ(store.createKey(Hive::CurrentUser, scratch.path(), &handle), regerr::Success);
+    std::vector<char32_t> lastOfFolded(kEnd, 0);
+    for (char32_t c = 1; c < kEnd; ++c) {
+        ASSERT_EQ(store.setValue(handle, valueName(c), regtype::Dword, dword(c)), regerr::Success)
+            << std::hex << static_cast<std::uint32_t>(c);
+        lastOfFolded.at(store::foldCodePoint(c)) = c;
+    }
+    int differences = 0;
+    for (char32_t c = 1; c < kEnd; ++c) {
+        std::vector<std::uint8_t> data;
+        ASSERT_EQ(store.queryValue(handle, valueName(c), nullptr, &data, 4, nullptr), regerr::Success);
+        const std::vector<std::uint8_t> expected = dword(lastOfFolded[store::foldCodePoint(c)]);
+        if (data != expected && ++differences <= 20)
+            ADD_FAILURE() << "U+" << std::hex << static_cast<std::uint32_t>(c) << " is one name with U+"
+                          << (data[0] | data[1] << 8) << " in the registry";
+    }
+    EXPECT_EQ(differences, 0);
 }
 
 }  // namespace paramcor::test

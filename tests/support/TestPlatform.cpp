@@ -1,6 +1,11 @@
 #include "support/TestPlatform.h"
 
+#include "texts/SqlDatabase.h"
+#include "texts/TextTable.h"
+
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
 #include <gtest/gtest.h>
 
@@ -24,6 +29,13 @@ TestPlatform::TestPlatform()
     p.separators = [] { return Separators{".", ","}; };
     installPlatform(p);
     writeInstallationFile("' An installation without folders\r\n");
+    createTextDatabase(dir_.path() + "/CvlTradU.mdb");
+}
+
+void createTextDatabase(const QString& path) {
+    QDir().mkpath(QFileInfo(path).path());
+    SqlDatabase db(path, SqlDatabase::Mode::Create);
+    texts::createLayout(db);
 }
 
 void TestPlatform::writeInstallationFile(const QByteArray& content) const {

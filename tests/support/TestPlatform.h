@@ -30,8 +30,8 @@ public:
 };
 
 // Installs a fresh platform for one test and the defaults again at its end: the
-// library's folder is a temporary folder holding a minimal installation file, the
-// locale's separators are "." and ",".
+// library's folder is a temporary folder holding a minimal installation file and an
+// empty user text database, the locale's separators are "." and ",".
 class TestPlatform {
 public:
     TestPlatform();
@@ -54,6 +54,9 @@ private:
     std::shared_ptr<RecordingMessageBoxes> boxes_;
     std::shared_ptr<SqliteRegistryStore> store_;
 };
+
+// Creates an empty text database, with its folder when missing.
+void createTextDatabase(const QString& path);
 
 // The raw bytes and type of a value as the store keeps it, for checking the
 // on-disk format; found == false when the key or value is missing.

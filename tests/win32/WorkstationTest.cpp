@@ -121,11 +121,8 @@ TEST(Workstation, TemporaryFileNames) {
         std::string prefix;
         std::string used;  // the start of the file's name
     } cases[] = {
-        {scratch.path(), "ABCDEF", "ABC"},
-        {scratch.path() + "\\", "ABCDEF", "ABC"},
-        {scratch.path(), "xy", "xy"},
-        {scratch.path(), "", ""},
-        {scratch.path(), "Tmp.Extra", "Tmp"},
+        {scratch.path(), "ABCDEF", "ABC"}, {scratch.path() + "\\", "ABCDEF", "ABC"}, {scratch.path(), "xy", "xy"},
+        {scratch.path(), "", ""},          {scratch.path(), "Tmp.Extra", "Tmp"},
     };
     std::set<std::string> names;
     for (const auto& c : cases) {

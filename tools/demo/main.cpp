@@ -56,8 +56,7 @@ void showFolders(Parametri& par) {
         par.DatiPercorso(i, name, declared, current, reference);
         if (declared.isEmpty() && i > 0)
             continue;  // custom slots nobody has set
-        std::printf("  %-17s %-28s %s\n", qUtf8Printable(name), qUtf8Printable(declared),
-                    qUtf8Printable(current));
+        std::printf("  %-17s %-28s %s\n", qUtf8Printable(name), qUtf8Printable(declared), qUtf8Printable(current));
     }
 }
 
@@ -80,8 +79,7 @@ int main(int argc, char** argv) {
     std::printf("\n  Percorso(\"dxf\")         %s\n", qUtf8Printable(par.Percorso("dxf")));
     std::printf("  Percorso(\"PercorsoDxf\") %s\n", qUtf8Printable(par.Percorso("PercorsoDxf")));
     par.ScriviPercorso("DXF", "/srv/lavori\\dxf");
-    std::printf("  after ScriviPercorso(\"DXF\", \"/srv/lavori\\\\dxf\"): %s\n\n",
-                qUtf8Printable(par.PercorsoDxf()));
+    std::printf("  after ScriviPercorso(\"DXF\", \"/srv/lavori\\\\dxf\"): %s\n\n", qUtf8Printable(par.PercorsoDxf()));
 
     par.CurrentUser();
     par.Programma("Taglio");

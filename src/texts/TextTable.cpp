@@ -1,0 +1,97 @@
+#include "texts/TextTable.h"
+
+#include <QDate>
+#include <QFile>
+#include <QFileInfo>
+
+namespace paramcor::texts {
+
+const QStringList& columnNames() {
+    static const QStringList names = [] {
+        QStringList list{"Programma", "Progressivo"};
+        for (int n = 1; n <= kLanguages; ++n)
+            list << languageColumn(n);
+        list << "DataCreazione"
+             << "DataModifica"
+             << "Tradotti"
+             << "ModificatoDalCliente"
+             << "Commento"
+             << "ChiaviRicerca";
+        return list;
+    }();
+    return names;
+}
+
+QString languageColumn(int language) {
+    return (language == 1 ? QStringLiteral("TESTO_") : QStringLiteral("Testo_")) +
+           QStringLiteral("%1").arg(language, 2, 10, QLatin1Char('0'));
+}
+
+void createLayout(SqlDatabase& db) {
+    // Keys and the Italian wording compare without regard to case, as the indexes
+    // of the suite's original database engine did.
+    QString sql = QStringLiteral(
+        "CREATE TABLE Testi(Programma TEXT COLLATE NOCASE, Progressivo TEXT COLLATE NOCASE, "
+        "TESTO_01 TEXT COLLATE NOCASE");
+    for (int n = 2; n <= kLanguages; ++n)
+        sql += QStringLiteral(", %1 TEXT").arg(languageColumn(n));
+    sql += QStringLiteral(
+        ", DataCreazione TEXT, DataModifica TEXT, Tradotti TEXT, "
+        "ModificatoDalCliente INTEGER NOT NULL DEFAULT 0, Commento TEXT, ChiaviRicerca TEXT);"
+        "CREATE UNIQUE INDEX TestiK1 ON Testi(Programma, Progressivo);"
+        "CREATE INDEX TestiK2 ON Testi(TESTO_01);"
+        "CREATE TABLE Versione(Versione TEXT);");
+    sql += QStringLiteral("INSERT INTO Versione VALUES('%1');").arg(kFormatVersion);
+    db.exec(sql.toUtf8().constData());
+}
+
+QString unusableReason(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return QStringLiteral("the file cannot be read (%1)").arg(file.errorString());
+    const QByteArray header = file.read(100);
+    if (header.isEmpty())
+        return QStringLiteral("the file is empty");
+    if (header.mid(4, 15) == "Standard Jet DB" || header.mid(4, 15) == "Standard ACE DB")
+        return QStringLiteral(
+            "it is an Access database made on Windows; convert it to the new text database format first");
+    if (!header.startsWith(QByteArrayLiteral("SQLite format 3\0")))
+        return QStringLiteral("it is not a text database");
+    try {
+        SqlDatabase db(path, SqlDatabase::Mode::ReadOnly);
+        auto statement = db.prepare("SELECT count(*) FROM sqlite_master WHERE type = 'table' AND name = 'Testi'");
+        if (!statement.step() || statement.integer(0) == 0)
+            return QStringLiteral("it is a database of another program: it has no table Testi");
+    } catch (const TextDatabaseError& error) {
+        return QStringLiteral("it cannot be read as a database (%1)").arg(error.message());
+    }
+    return QString();
+}
+
+bool hasTheLayoutColumns(SqlDatabase& db) {
+    auto statement = db.prepare("SELECT name FROM pragma_table_info('Testi')");
+    QStringList names;
+    while (statement.step())
+        names << statement.text(0).toUpper();
+    if (names.size() != kColumns)
+        return false;
+    for (const QString& name : columnNames())
+        if (!names.contains(name.toUpper()))
+            return false;
+    return true;
+}
+
+QString formatVersion(SqlDatabase& db) {
+    try {
+        auto statement = db.prepare("SELECT Versione FROM Versione LIMIT 1");
+        return statement.step() ? statement.text(0) : QString();
+    } catch (const TextDatabaseError&) {
+        return QString();  // no table Versione: no version
+    }
+}
+
+QString today() {
+    return QDate::currentDate().toString(QStringLiteral("yyyyMMdd"));
+}
+
+}  // namespace paramcor::texts

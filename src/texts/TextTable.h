@@ -1,0 +1,42 @@
+// The layout of the text database: table Testi, one row per text and one column
+// per language, its two indexes, and table Versione with the format version.
+#pragma once
+
+#include "texts/SqlDatabase.h"
+
+#include <QString>
+#include <QStringList>
+
+namespace paramcor::texts {
+
+constexpr int kLanguages = 15;
+constexpr int kColumns = 23;
+constexpr int kFirstLanguageColumn = 2;  // TESTO_01; language n is at n + 1
+constexpr int kTradottiColumn = 19;
+constexpr int kDataModificaColumn = 18;
+constexpr int kModificatoColumn = 20;
+inline const QString kFormatVersion = QStringLiteral("6.0.0");
+
+// The 23 column names in their order.
+const QStringList& columnNames();
+
+// The column of language n (1 to 15): "TESTO_01", "Testo_02" ...
+QString languageColumn(int language);
+
+// Creates the tables, indexes and version row in an empty database.
+void createLayout(SqlDatabase& db);
+
+// Why a file cannot be used as a text database; empty when it can. Looks at the
+// file's first bytes before any engine touches it, so that nothing is changed.
+QString unusableReason(const QString& path);
+
+// Whether Testi has exactly the 23 columns of the layout, by name.
+bool hasTheLayoutColumns(SqlDatabase& db);
+
+// The format version in the first row of Versione; empty when there is none.
+QString formatVersion(SqlDatabase& db);
+
+// Today as the text database writes dates.
+QString today();
+
+}  // namespace paramcor::texts
