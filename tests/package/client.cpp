@@ -12,6 +12,7 @@ int main(int argc, char** argv) {
     platform.registry = std::make_shared<paramcor::SqliteRegistryStore>(argv[1]);
     paramcor::installPlatform(platform);
     paramcor::Parametri par;
+    par.CurrentUser();
     par.Programma("Client");
     par.ScriviParametro("Valore", paramcor::Long(42));
     std::printf("%d\n", par.LeggiParametro("Valore", paramcor::Long(0)).toInt());
