@@ -1,14 +1,24 @@
-// A short tour of the library on the sample installation: the suite's folders,
-// then a program of the suite writing and reading its typed parameters.
-// paramcor-demo [STORE_FOLDER] (a temporary folder when omitted).
+// A short tour of the library on the sample installation: the delivery of its
+// texts, the suite's folders, then a program of the suite writing and reading its
+// typed parameters.
+//
+//     paramcor-demo [FOLDER]
+//
+// FOLDER receives the installation and the registry store (a temporary folder
+// when omitted); run twice on the same folder, the second run finds the texts
+// already delivered and the values already stored.
 #include <CVLParamcor/Parametri.h>
 #include <CVLParamcor/Platform.h>
 #include <CVLParamcor/SqliteRegistryStore.h>
 
+#include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 
+#include <sqlite3.h>
+
 #include <cstdio>
+#include <cstdlib>
 
 using namespace paramcor;
 
@@ -41,12 +51,33 @@ void show(const char* what, const QVariant& value) {
 }  // namespace
 
 // The installation: a copy of the sample's files in a folder of its own, where the
-// library behaves as if it had been installed there.
-QString installSample(const QTemporaryDir& folder) {
-    const QString installation = folder.path() + "/CVL";
-    QDir().mkpath(installation);
+// library behaves as if it had been installed there, with its texts delivered.
+QString installSample(const QString& folder) {
+    const QString installation = folder + "/CVL";
+    if (QFile::exists(installation + "/ParamCor.txt"))
+        return installation;
+    QDir().mkpath(installation + "/Testi");
     QFile::copy(QStringLiteral(CVLPARAMCOR_SAMPLES) + "/ParamCor.txt", installation + "/ParamCor.txt");
+    QFile::copy(QStringLiteral(CVLPARAMCOR_SAMPLES) + "/Testi/CvlTrad.mdb", installation + "/Testi/CvlTrad.mdb");
     return installation;
+}
+
+// The number of texts in a text database, or -1 when there is no such file.
+int countTexts(const QString& path) {
+    if (!QFile::exists(path))
+        return -1;
+    sqlite3* db = nullptr;
+    int count = -1;
+    if (sqlite3_open_v2(path.toUtf8().constData(), &db, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK)
+        sqlite3_exec(
+            db, "SELECT count(*) FROM Testi",
+            [](void* out, int, char** values, char**) {
+                *static_cast<int*>(out) = std::atoi(values[0]);
+                return 0;
+            },
+            &count, nullptr);
+    sqlite3_close(db);
+    return count;
 }
 
 void showFolders(Parametri& par) {
@@ -62,17 +93,29 @@ void showFolders(Parametri& par) {
 
 int main(int argc, char** argv) {
     QTemporaryDir temporary;
-    const QString folder = argc > 1 ? QString::fromLocal8Bit(argv[1]) : temporary.path() + "/registry";
+    const QString folder = argc > 1 ? QDir(QString::fromLocal8Bit(argv[1])).absolutePath() : temporary.path();
 
     Platform p;
-    auto store = std::make_shared<SqliteRegistryStore>(folder.toStdString());
+    auto store = std::make_shared<SqliteRegistryStore>((folder + "/registry").toStdString());
     p.registry = store;
-    p.libraryFolder = installSample(temporary);
+    p.libraryFolder = installSample(folder);
     installPlatform(p);
     std::printf("Installation:   %s\n", qUtf8Printable(p.libraryFolder + "/ParamCor.txt"));
     std::printf("Registry store: %s\n\n", store->hiveFile(Hive::CurrentUser).c_str());
 
+    const QString delivered = p.libraryFolder + "/Testi/CvlTrad.mdb";
+    const QString user = p.libraryFolder + "/Testi/CvlTradU.mdb";
+    const int deliveredTexts = countTexts(delivered);
+    const int userTextsBefore = countTexts(user);
     Parametri par;
+    if (deliveredTexts < 0) {
+        std::printf("Texts: nothing delivered; the user file opens as it is (%d texts).\n", countTexts(user));
+    } else {
+        std::printf("Texts: delivered CvlTrad.mdb with %d texts, consumed at creation (now %s).\n", deliveredTexts,
+                    QFile::exists(delivered) ? "still there" : "CvlTrad.mdb.old");
+        std::printf("       user file CvlTradU.mdb: %s, %d texts with the five unit rows.\n",
+                    userTextsBefore < 0 ? "copied from the delivery" : "merged", countTexts(user));
+    }
     std::printf("Registry root:  %s\n", qUtf8Printable(par.RadReg()));
     std::printf("Upgrade record: %s\n\n", qUtf8Printable(par.VersioneUpgrade()));
     showFolders(par);
