@@ -115,10 +115,10 @@ int main(int argc, char** argv) {
         QStringList marks;
         for (int i = 1; i <= texts::kColumns; ++i)
             marks << QStringLiteral("?%1").arg(i);
-        SqlStatement insert = db.prepare(
-            ("INSERT INTO Testi(" + texts::columnNames().join(", ") + ") VALUES(" + marks.join(", ") + ")")
-                .toUtf8()
-                .constData());
+        SqlStatement insert =
+            db.prepare(("INSERT INTO Testi(" + texts::columnNames().join(", ") + ") VALUES(" + marks.join(", ") + ")")
+                           .toUtf8()
+                           .constData());
         int rows = 0;
         while (at < text.size()) {
             const int recordLine = line;

@@ -1,0 +1,105 @@
+// The delivery of texts against real processes: one killed in the middle of a
+// merge, two starting at the same moment.
+#include "support/TestPlatform.h"
+#include "support/TextFiles.h"
+#include "texts/SqlDatabase.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+namespace paramcor {
+namespace {
+
+using test::TextRow;
+
+// A user file of `count` rows, and a delivery of as many: half of them new, half
+// changing the existing ones; a few hundred rows corrected by the user.
+void writeLargeFiles(const QString& user, const QString& delivered, int count) {
+    std::vector<TextRow> userRows, deliveredRows;
+    for (int i = 0; i < count; ++i)
+        userRows.push_back({"TAGLIO", QString::number(i).rightJustified(6, '0'), QString("Testo %1").arg(i),
+                            QString("Text %1").arg(i), "20250101", i % 100 == 0});
+    for (int i = count / 2; i < count + count / 2; ++i)
+        deliveredRows.push_back({"TAGLIO", QString::number(i).rightJustified(6, '0'), QString("Testo %1").arg(i),
+                                 QString("New text %1").arg(i), "20260301"});
+    test::writeTextFile(user, userRows);
+    test::writeTextFile(delivered, deliveredRows);
+}
+
+std::unique_ptr<QProcess> startProgram(const test::TestPlatform& platform) {
+    auto process = std::make_unique<QProcess>();
+    process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    process->start(QStringLiteral(TEXTS_OPENER), {platform.folder(), QString::fromStdString(platform.storeFolder())});
+    EXPECT_TRUE(process->waitForStarted());
+    return process;
+}
+
+TEST(TextDelivery, AMergeKilledHalfwayLeavesTheUserFileAsItWas) {
+    test::TestPlatform platform;
+    const QString user = platform.folder() + "/CvlTradU.mdb";
+    const QString delivered = platform.folder() + "/CvlTrad.mdb";
+    writeLargeFiles(user, delivered, 50000);
+    const auto before = test::readTextFile(user);
+
+    auto program = startProgram(platform);
+    // The rollback journal exists while the merge's transaction is open.
+    QElapsedTimer waited;
+    waited.start();
+    while (!QFile::exists(user + "-journal") && program->state() == QProcess::Running && waited.elapsed() < 60000)
+        QThread::usleep(200);
+    ASSERT_TRUE(QFile::exists(user + "-journal")) << "the merge ended before it could be interrupted";
+    QThread::msleep(50);
+    program->kill();
+    program->waitForFinished();
+
+    {
+        SqlDatabase recover(user, SqlDatabase::Mode::ReadWrite);  // rolls the journal back
+        recover.exec("SELECT count(*) FROM Testi");
+    }
+    EXPECT_EQ(test::readTextFile(user), before);
+    EXPECT_TRUE(QFile::exists(delivered));
+
+    // The next program to start makes the delivery whole.
+    program = startProgram(platform);
+    ASSERT_TRUE(program->waitForFinished(120000));
+    EXPECT_EQ(program->exitCode(), 0);
+    EXPECT_FALSE(QFile::exists(delivered));
+    EXPECT_EQ(test::readTextFile(user).size(), 75000u);
+}
+
+TEST(TextDelivery, TwoProgramsStartingTogetherMergeOnce) {
+    test::TestPlatform platform;
+    const QString user = platform.folder() + "/CvlTradU.mdb";
+    const QString delivered = platform.folder() + "/CvlTrad.mdb";
+    writeLargeFiles(user, delivered, 20000);
+
+    auto first = startProgram(platform);
+    auto second = startProgram(platform);
+    for (auto* program : {first.get(), second.get()}) {
+        ASSERT_TRUE(program->waitForFinished(120000));
+        EXPECT_EQ(program->exitStatus(), QProcess::NormalExit);
+        EXPECT_EQ(program->exitCode(), 0);
+    }
+    EXPECT_FALSE(QFile::exists(delivered));
+    EXPECT_TRUE(QFile::exists(delivered + ".old"));
+    EXPECT_FALSE(QFile::exists(user + ".old"));  // merged, not replaced
+
+    const auto rows = test::readTextFile(user);
+    ASSERT_EQ(rows.size(), 30000u);
+    for (int i = 0; i < 30000; ++i) {
+        const bool corrected = i < 20000 && i % 100 == 0;
+        const bool delivered = i >= 10000;
+        EXPECT_EQ(rows[i].inglese, QString(delivered && !corrected ? "New text %1" : "Text %1").arg(i)) << i;
+    }
+    SqlDatabase db(user, SqlDatabase::Mode::ReadOnly);
+    auto check = db.prepare("PRAGMA integrity_check");
+    ASSERT_TRUE(check.step());
+    EXPECT_EQ(check.text(0), "ok");
+}
+
+}  // namespace
+}  // namespace paramcor
