@@ -101,6 +101,9 @@ private:
 
 MergeCounts mergeTexts(SqlDatabase& user, SqlDatabase& delivered) {
     MergeCounts counts;
+    // The whole merge is one transaction: its changed pages stay in memory until
+    // the commit instead of spilling to the file halfway.
+    user.exec("PRAGMA cache_size = -65536");
     SqlTransaction transaction(user);
     Merge merge(user);
     SqlStatement rows = delivered.prepare(selectAllColumns().constData());
