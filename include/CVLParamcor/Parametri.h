@@ -231,6 +231,40 @@ public:
     QString PercorsoCor();
     void PercorsoCor(const QString& value);
 
+    // --- Texts and language -----------------------------------------------------------
+    //
+    // The suite's texts are rows of the text database with one column per language;
+    // programs pass the Italian wording, or the text's key, and show what comes back.
+    // A lookup never fails: an unknown wording comes back as it was given.
+
+    // The text with key (Programma, Progressivo) in the current language, without
+    // the characters of Caratteri (a string). An unknown key gives "???" ("" keys
+    // and the key itself in debug mode); an empty text "" ("!!!" in debug mode).
+    QString TraduciChiave(const QString& Programma, const QString& Progressivo, const QVariant& Caratteri = {});
+
+    // The translation of the Italian wording Testo in the current language, without
+    // the characters of Caratteri. Looked up as given, then with the punctuation
+    // around it set aside ("Spessore:" is found as "Spessore").
+    QString Traduci(const QString& Testo, const QVariant& Caratteri = {});
+
+    // Marks unknown ({...}) and untranslated ([...]) wordings and logs them in
+    // "testi.txt" of the temporary folder.
+    bool DebugTraduzioni() const;
+    void DebugTraduzioni(bool value);
+
+    // "Imposta il numero della lingua."
+    // 1 Italiano, 2 English, 3 Deutsch, 4 Français, 5 Español, 6 Português, 7 to 12
+    // further languages. Shared by every program of the workstation's user.
+    short Lingua();
+    void Lingua(short value);
+
+    // "Visualizza il form per cambiare la lingua corrente e restituisce TRUE se viene
+    // cambiata."
+    bool CambiaLingua();
+
+    // Opens the window in which the user corrects translations; nothing in Italian.
+    void CambiaTesto();
+
     // --- Units of measure -------------------------------------------------------------
 
     // Adds the five unit settings rows (Programma "PARAM") with their metric defaults

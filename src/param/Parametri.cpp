@@ -6,6 +6,7 @@
 #include "param/registry/MainParametri.h"
 #include "param/registry/ValueEncoding.h"
 #include "texts/TextDatabase.h"
+#include "texts/Translation.h"
 #include "units/UnitRows.h"
 
 #include <CVLParamcor/Platform.h>
@@ -17,6 +18,8 @@ struct Parametri::Impl {
     QString tempFolder;
     Folders folders;
     TextDatabase texts;
+    // The time of the previous lookup starts at 0, so the first one reads the language.
+    Translation translation{texts, tempFolder};
 };
 
 namespace {

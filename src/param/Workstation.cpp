@@ -5,6 +5,7 @@
 #include <CVLParamcor/Platform.h>
 
 #include <QDir>
+#include <QHash>
 #include <QFile>
 #include <QRandomGenerator>
 
@@ -122,6 +123,17 @@ void registerDocument(const QString& extension, const QString& group, const QStr
     s.setSection(group + QStringLiteral("\\DefaultIcon"));
     s.WriteValue(QString(), iconIndex >= 0 ? shell + u',' + QString::number(iconIndex) : shell);
     s.Pop();
+}
+
+void writeLegacyLanguageFile(short language) {
+#ifdef Q_OS_WIN
+    static const QHash<short, char> letters{{1, 'I'}, {3, 'D'}, {4, 'F'}, {5, 'S'}, {6, 'P'}, {7, 'K'}};
+    QFile file(QStringLiteral("C:\\CORVEL50\\CVLLING"));
+    if (file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        file.write(QByteArray(1, letters.value(language, 'G')) + "\r\n");
+#else
+    Q_UNUSED(language);
+#endif
 }
 
 void checkRegionalSettings() {

@@ -32,6 +32,10 @@ void writeVersion(VersionRecord record, const QString& value);
 // set, as client programs of the suite expect.
 void registerDocument(const QString& extension, const QString& group, const QString& shell, short iconIndex);
 
+// The one-letter language file older programs of the suite read; written on
+// Windows only, best effort.
+void writeLegacyLanguageFile(short language);
+
 // Warns when the regional number settings would break numbers the suite writes.
 void checkRegionalSettings();
 

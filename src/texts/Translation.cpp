@@ -1,0 +1,301 @@
+#include "texts/Translation.h"
+
+#include "param/Numbers.h"
+#include "param/registry/MainParametri.h"
+#include "texts/TextDatabase.h"
+#include "texts/TextTable.h"
+
+#include <CVLParamcor/Platform.h>
+
+#include <QFile>
+#include <QTextStream>
+
+namespace paramcor {
+namespace {
+
+// Letters that bound the core of a wording: plain Latin by code, and the Italian
+// accented vowels.
+bool isWordLetter(QChar c) {
+    const char16_t u = c.unicode();
+    return (u >= u'a' && u <= u'z') || (u >= u'A' && u <= u'Z') || u == u'à' || u == u'è' || u == u'ì' ||
+           u == u'ò' || u == u'ù';
+}
+
+QString twoPartPrefix(const QString& Testo, int& skip) {
+    if (Testo.size() > 10 && Testo.left(10).toUpper() == QLatin1String("ATTENZIONE")) {
+        skip = 11;
+        return QStringLiteral("Attenzione");
+    }
+    if (Testo.size() > 6 && Testo.left(6).toUpper() == QLatin1String("ERRORE")) {
+        skip = 7;
+        return QStringLiteral("Errore");
+    }
+    return QString();
+}
+
+QString keyOf(const QString& program, const QString& key) { return program + QChar(0x1F) + key; }
+
+}  // namespace
+
+struct Translation::Statements {
+    SqlStatement byWording;
+    SqlStatement byKey;
+    SqlStatement scan;
+};
+
+Translation::Translation(TextDatabase& texts, const QString& tempFolder) : texts_(texts), tempFolder_(tempFolder) {}
+
+Translation::~Translation() = default;
+
+void Translation::setLanguage(short language) {
+    if (language != texts_.language()) {
+        byWording_.clear();
+        byKey_.clear();
+    }
+    texts_.setLanguage(language);
+}
+
+short Translation::readLanguage() {
+    MainParametri& selection = MainParametri::instance();
+    selection.Push();
+    selection.selectHive(Hive::CurrentUser, false);
+    const QVariant stored = selection.ReadValue(QStringLiteral("Lingua"), QStringLiteral("1"));
+    selection.Pop();
+    const double number = roundHalfEven(leadingNumber(stored.toString()));
+    const short language = number < 1 || number > 32767 ? 3 : static_cast<short>(number);
+    setLanguage(language);
+    return language;
+}
+
+void Translation::writeLanguage(short language) {
+    setLanguage(language);
+    MainParametri& selection = MainParametri::instance();
+    selection.Push();
+    selection.selectHive(Hive::CurrentUser, false);
+    selection.WriteValue(QStringLiteral("Lingua"), QString::number(language));
+    selection.Pop();
+}
+
+void Translation::refreshAfterQuiet() {
+    const double now = platform().timer();
+    // Outside [now - 2, now + 1]: a new burst, or the timer went back to zero at midnight.
+    if (!(previousLookup_ >= now - 2 && previousLookup_ <= now + 1)) {
+        writeLanguage(readLanguage());
+        if (texts_.isOpen()) {
+            const qint64 version = texts_.database().dataVersion();
+            if (version != dataVersion_) {
+                byWording_.clear();
+                byKey_.clear();
+                dataVersion_ = version;
+            }
+        }
+    }
+    previousLookup_ = now;
+}
+
+QString Translation::TogliCaratteri(const QString& Testo, const QString& Caratteri) {
+    if (Caratteri.isEmpty())
+        return Testo;
+    QString kept;
+    kept.reserve(Testo.size());
+    for (const QChar c : Testo)
+        if (!Caratteri.contains(c))
+            kept += c;
+    return kept;
+}
+
+QString Translation::TraduciChiave(const QString& Programma, const QString& Progressivo, const QString& Caratteri) {
+    if (!texts_.isOpen())
+        return debug_ ? Progressivo : QStringLiteral("???");
+    const QString cacheKey = keyOf(Programma, Progressivo);
+    const bool cached = !debug_ && Caratteri.isEmpty();
+    if (cached) {
+        const auto hit = byKey_.constFind(cacheKey);
+        if (hit != byKey_.constEnd())
+            return *hit;
+    }
+    const Found row = seekKey(Programma.toUpper(), Progressivo.toUpper());
+    QString result;
+    if (!row.found)
+        result = debug_ ? Progressivo : QStringLiteral("???");
+    else if (row.value.isEmpty())
+        result = debug_ ? QStringLiteral("!!!") : QStringLiteral("");
+    else
+        result = TogliCaratteri(row.value, Caratteri);
+    if (cached)
+        byKey_.insert(cacheKey, result);
+    return result;
+}
+
+QString Translation::Traduci(const QString& Testo, const QString& Caratteri) {
+    refreshAfterQuiet();
+    const bool cached = !debug_ && Caratteri.isEmpty();
+    if (cached) {
+        const auto hit = byWording_.constFind(Testo);
+        if (hit != byWording_.constEnd())
+            return *hit;
+    }
+    QString result = CercaTesto(Testo, Caratteri, false);
+    if (result == Testo)
+        result = CercaTesto(Testo, Caratteri, true);
+    if (cached)
+        byWording_.insert(Testo, result);
+    return result;
+}
+
+QString Translation::CercaTesto(const QString& Testo, const QString& Caratteri, bool Completa) {
+    refreshAfterQuiet();
+
+    int skip = 0;
+    const QString first = twoPartPrefix(Testo, skip);
+    if (!first.isEmpty())
+        return CercaTesto(first, QString(), false) + QStringLiteral(": ") +
+               CercaTesto(Testo.mid(skip).trimmed(), Caratteri, Completa);
+
+    QString prefix, core = Testo, suffix;
+    if (Completa && !Testo.contains(u'?')) {
+        QString text = Testo;
+        if (text.startsWith(u'(') && text.endsWith(u')') && text.size() >= 2)
+            text = text.mid(1, text.size() - 2);
+        qsizetype firstLetter = 0;
+        while (firstLetter < text.size() && !isWordLetter(text.at(firstLetter)))
+            ++firstLetter;
+        if (firstLetter == text.size()) {
+            prefix = text;
+            core.clear();
+        } else {
+            qsizetype lastLetter = text.size() - 1;
+            while (!isWordLetter(text.at(lastLetter)))
+                --lastLetter;
+            prefix = text.left(firstLetter);
+            core = text.mid(firstLetter, lastLetter - firstLetter + 1);
+            suffix = text.mid(lastLetter + 1);
+        }
+    }
+
+    if (!texts_.isOpen())
+        return prefix + core + suffix;
+
+    QString translation = core;
+    bool unknown = false;
+    bool untranslated = false;
+    const Found row = seekWording(core);
+    if (row.found) {
+        if (!row.value.trimmed().isEmpty())
+            translation = TogliCaratteri(row.value, Caratteri);
+        else
+            untranslated = true;
+    } else {
+        if (!Caratteri.isEmpty() && debug_) {
+            if (const auto scanned = scanWithout(core, Caratteri))
+                return prefix + *scanned + suffix;
+        }
+        unknown = true;
+    }
+
+    QString result = prefix + translation + suffix;
+    if (debug_ && Completa) {
+        if (unknown) {
+            RegistraTestoMancante(QStringLiteral("   MANCANTE:") + core);
+            result = u'{' + result + u'}';
+        } else if (untranslated) {
+            RegistraTestoMancante(QStringLiteral("DA TRADURRE:") + core);
+            result = u'[' + result + u']';
+        }
+    }
+    return result;
+}
+
+void Translation::RegistraTestoMancante(const QString& Riga) const {
+    QFile log(tempFolder_ + QStringLiteral("testi.txt"));
+    if (log.open(QIODevice::ReadOnly)) {
+        QTextStream in(&log);
+        while (!in.atEnd())
+            if (in.readLine() == Riga)
+                return;
+        log.close();
+    }
+    // Best effort: a log that cannot be written is not reported.
+    if (log.open(QIODevice::WriteOnly | QIODevice::Append))
+        log.write((Riga + QStringLiteral("\r\n")).toUtf8());
+}
+
+void Translation::DebugTraduzioni(bool on) {
+    if (on == debug_)
+        return;
+    if (on)
+        platform().messages->show(QStringLiteral("ATTENZIONE! Debug testi abilitato.") + u'\n' + u'\n' +
+                                      QStringLiteral("I testi mancanti verranno aggiunti al file:") + u'\n' +
+                                      tempFolder_ + QStringLiteral("testi.txt"),
+                                  mb::Exclamation, QString());
+    debug_ = on;
+}
+
+// The column of the language is part of the statements: they are prepared again
+// when the language changes.
+Translation::Statements& Translation::statements() {
+    const short language = texts_.language();
+    if (!statements_ || statementsLanguage_ != language) {
+        SqlDatabase& db = texts_.database();
+        const QString column = language >= 1 && language <= texts::kLanguages ? texts::languageColumn(language)
+                                                                              : QStringLiteral("NULL");
+        auto s = std::make_unique<Statements>();
+        s->byWording = db.prepare(
+            ("SELECT " + column + " FROM Testi WHERE TESTO_01 = ?1 ORDER BY TESTO_01, rowid LIMIT 1").toUtf8());
+        s->byKey = db.prepare(
+            ("SELECT " + column + " FROM Testi WHERE Programma = ?1 AND Progressivo = ?2 LIMIT 1").toUtf8());
+        s->scan = db.prepare(("SELECT TESTO_01, " + column + " FROM Testi ORDER BY rowid").toUtf8());
+        statements_ = std::move(s);
+        statementsLanguage_ = language;
+    }
+    return *statements_;
+}
+
+Translation::Found Translation::seekWording(const QString& wording) {
+    Found found;
+    SqlStatement& s = statements().byWording;
+    s.bind(1, wording);
+    try {
+        found.found = s.step();
+        if (found.found)
+            found.value = s.text(0);
+    } catch (const TextDatabaseError&) {
+        found.found = false;  // a lookup never fails: the wording stays as it is
+    }
+    s.reset();
+    return found;
+}
+
+Translation::Found Translation::seekKey(const QString& program, const QString& key) {
+    Found found;
+    SqlStatement& s = statements().byKey;
+    s.bind(1, program).bind(2, key);
+    try {
+        found.found = s.step();
+        if (found.found)
+            found.value = s.text(0);
+    } catch (const TextDatabaseError&) {
+        found.found = false;
+    }
+    s.reset();
+    return found;
+}
+
+std::optional<QString> Translation::scanWithout(const QString& core, const QString& Caratteri) {
+    SqlStatement& s = statements().scan;
+    const QString wanted = core.toUpper();
+    std::optional<QString> result;
+    try {
+        while (s.step()) {
+            if (TogliCaratteri(s.text(0), Caratteri).toUpper() == wanted) {
+                result = s.text(1);
+                break;
+            }
+        }
+    } catch (const TextDatabaseError&) {
+    }
+    s.reset();
+    return result;
+}
+
+}  // namespace paramcor

@@ -1,0 +1,67 @@
+// Looking texts up in the current language, by Italian wording or by key.
+//
+// Lookups are the hot path of every program: each caption and message goes
+// through them. What was found is kept in memory, per language, and forgotten when
+// the language changes or when another connection has committed a change to the
+// text database, which is checked once at the start of each burst of lookups, when
+// the language is read again too.
+#pragma once
+
+#include <QHash>
+#include <QString>
+
+#include <memory>
+#include <optional>
+
+namespace paramcor {
+
+class TextDatabase;
+class SqlStatement;
+
+class Translation {
+public:
+    // `tempFolder` ends with a separator: the missing-text log lives there.
+    Translation(TextDatabase& texts, const QString& tempFolder);
+    ~Translation();
+
+    QString TraduciChiave(const QString& Programma, const QString& Progressivo, const QString& Caratteri);
+    QString Traduci(const QString& Testo, const QString& Caratteri);
+
+    bool debug() const { return debug_; }
+    void DebugTraduzioni(bool on);
+
+    // The language: read from the store (fallback 3) or written to it.
+    short readLanguage();
+    void writeLanguage(short language);
+
+    static QString TogliCaratteri(const QString& Testo, const QString& Caratteri);
+
+private:
+    QString CercaTesto(const QString& Testo, const QString& Caratteri, bool Completa);
+    void RegistraTestoMancante(const QString& Riga) const;
+    // Once per burst: the language again, and whether the texts changed.
+    void refreshAfterQuiet();
+    void setLanguage(short language);
+
+    struct Found {
+        bool found = false;
+        QString value;  // a NULL cell reads as empty
+    };
+    struct Statements;
+    Statements& statements();
+    Found seekWording(const QString& wording);
+    Found seekKey(const QString& program, const QString& key);
+    std::optional<QString> scanWithout(const QString& core, const QString& Caratteri);
+
+    TextDatabase& texts_;
+    const QString& tempFolder_;
+    bool debug_ = false;
+    double previousLookup_ = 0;
+    qint64 dataVersion_ = -1;
+    short statementsLanguage_ = 0;
+    std::unique_ptr<Statements> statements_;
+    QHash<QString, QString> byWording_;  // Traduci without characters to remove, debug off
+    QHash<QString, QString> byKey_;
+};
+
+}  // namespace paramcor
