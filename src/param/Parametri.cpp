@@ -180,8 +180,36 @@ void Parametri::VersioneProdottoVetroCam(const QString& value) {
     workstation::writeVersion(VersionRecord::GlassCam, value);
 }
 
-void Parametri::ControllaValori(const QString& DB) {
-    units::ControllaValori(DB);
+void Parametri::ControllaValori(const QString& DB) { units::ControllaValori(DB); }
+
+namespace {
+QString characters(const QVariant& Caratteri) { return Caratteri.isValid() ? Caratteri.toString() : QString(); }
+}  // namespace
+
+QString Parametri::TraduciChiave(const QString& Programma, const QString& Progressivo, const QVariant& Caratteri) {
+    return d->translation.TraduciChiave(Programma, Progressivo, characters(Caratteri));
+}
+QString Parametri::Traduci(const QString& Testo, const QVariant& Caratteri) {
+    return d->translation.Traduci(Testo, characters(Caratteri));
+}
+bool Parametri::DebugTraduzioni() const { return d->translation.debug(); }
+void Parametri::DebugTraduzioni(bool value) { d->translation.DebugTraduzioni(value); }
+short Parametri::Lingua() { return d->translation.readLanguage(); }
+void Parametri::Lingua(short value) { d->translation.writeLanguage(value); }
+
+bool Parametri::CambiaLingua() {
+    short chosen = Lingua();
+    const bool changed = platform().dialogs->chooseLanguage(*this, chosen);
+    if (changed) {
+        Lingua(chosen);
+        workstation::writeLegacyLanguageFile(chosen);
+    }
+    return changed;
+}
+
+void Parametri::CambiaTesto() {
+    if (d->texts.language() != 1)
+        platform().dialogs->correctTexts(*this);
 }
 
 QString Parametri::PercorsoWincor() {

@@ -5,7 +5,9 @@
 
 #include <QLocale>
 #include <QStandardPaths>
-#include <QTime>
+#include <QDateTime>
+
+#include <chrono>
 
 #include <cstdio>
 
@@ -77,8 +79,20 @@ std::shared_ptr<MessageBoxes> headlessMessageBoxes() {
     return std::make_shared<HeadlessMessageBoxes>();
 }
 
+// Asked on every lookup of a text, so the time zone is looked up once a minute
+// only: its offset can change (daylight saving time) only on a minute boundary.
 double secondsSinceMidnight() {
-    return QTime::currentTime().msecsSinceStartOfDay() / 1000.0;
+    using namespace std::chrono;
+    const auto since = system_clock::now().time_since_epoch();
+    const qint64 seconds = duration_cast<std::chrono::seconds>(since).count();
+    thread_local qint64 offsetValidUntil = 0;
+    thread_local qint64 offset = 0;
+    if (seconds >= offsetValidUntil) {
+        offset = QDateTime::fromSecsSinceEpoch(seconds).offsetFromUtc();
+        offsetValidUntil = (seconds / 60 + 1) * 60;
+    }
+    const double local = static_cast<double>(((seconds + offset) % 86400 + 86400) % 86400);
+    return local + static_cast<double>(duration_cast<microseconds>(since).count() % 1000000) / 1e6;
 }
 
 Separators systemSeparators() {
