@@ -180,10 +180,14 @@ void Parametri::VersioneProdottoVetroCam(const QString& value) {
     workstation::writeVersion(VersionRecord::GlassCam, value);
 }
 
-void Parametri::ControllaValori(const QString& DB) { units::ControllaValori(DB); }
+void Parametri::ControllaValori(const QString& DB) {
+    units::ControllaValori(DB);
+}
 
 namespace {
-QString characters(const QVariant& Caratteri) { return Caratteri.isValid() ? Caratteri.toString() : QString(); }
+QString characters(const QVariant& Caratteri) {
+    return Caratteri.isValid() ? Caratteri.toString() : QString();
+}
 }  // namespace
 
 QString Parametri::TraduciChiave(const QString& Programma, const QString& Progressivo, const QVariant& Caratteri) {
@@ -192,10 +196,18 @@ QString Parametri::TraduciChiave(const QString& Programma, const QString& Progre
 QString Parametri::Traduci(const QString& Testo, const QVariant& Caratteri) {
     return d->translation.Traduci(Testo, characters(Caratteri));
 }
-bool Parametri::DebugTraduzioni() const { return d->translation.debug(); }
-void Parametri::DebugTraduzioni(bool value) { d->translation.DebugTraduzioni(value); }
-short Parametri::Lingua() { return d->translation.readLanguage(); }
-void Parametri::Lingua(short value) { d->translation.writeLanguage(value); }
+bool Parametri::DebugTraduzioni() const {
+    return d->translation.debug();
+}
+void Parametri::DebugTraduzioni(bool value) {
+    d->translation.DebugTraduzioni(value);
+}
+short Parametri::Lingua() {
+    return d->translation.readLanguage();
+}
+void Parametri::Lingua(short value) {
+    d->translation.writeLanguage(value);
+}
 
 bool Parametri::CambiaLingua() {
     short chosen = Lingua();

@@ -34,9 +34,9 @@ void SqlDatabase::exec(const char* sql) {
 }
 
 qint64 SqlDatabase::dataVersion() const {
-    int version = 0;
-    sqlite3_file_control(db_.get(), "main", SQLITE_FCNTL_DATA_VERSION, &version);
-    return version;
+    // Asked once per burst of lookups, so preparing it each time costs nothing.
+    SqlStatement version = prepare("PRAGMA data_version");
+    return version.step() ? version.integer(0) : -1;
 }
 
 void SqlStatement::Finalizer::operator()(sqlite3_stmt* statement) const {

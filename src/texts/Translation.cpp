@@ -17,8 +17,8 @@ namespace {
 // accented vowels.
 bool isWordLetter(QChar c) {
     const char16_t u = c.unicode();
-    return (u >= u'a' && u <= u'z') || (u >= u'A' && u <= u'Z') || u == u'à' || u == u'è' || u == u'ì' ||
-           u == u'ò' || u == u'ù';
+    return (u >= u'a' && u <= u'z') || (u >= u'A' && u <= u'Z') || u == u'à' || u == u'è' || u == u'ì' || u == u'ò' ||
+           u == u'ù';
 }
 
 QString twoPartPrefix(const QString& Testo, int& skip) {
@@ -33,7 +33,9 @@ QString twoPartPrefix(const QString& Testo, int& skip) {
     return QString();
 }
 
-QString keyOf(const QString& program, const QString& key) { return program + QChar(0x1F) + key; }
+QString keyOf(const QString& program, const QString& key) {
+    return program + QChar(0x1F) + key;
+}
 
 }  // namespace
 
@@ -78,19 +80,22 @@ void Translation::writeLanguage(short language) {
 
 void Translation::refreshAfterQuiet() {
     const double now = platform().timer();
-    // Outside [now - 2, now + 1]: a new burst, or the timer went back to zero at midnight.
-    if (!(previousLookup_ >= now - 2 && previousLookup_ <= now + 1)) {
+    if (quietSince(previousLookup_, now)) {
         writeLanguage(readLanguage());
-        if (texts_.isOpen()) {
-            const qint64 version = texts_.database().dataVersion();
-            if (version != dataVersion_) {
-                byWording_.clear();
-                byKey_.clear();
-                dataVersion_ = version;
-            }
-        }
+        checkForChanges();
     }
     previousLookup_ = now;
+}
+
+void Translation::checkForChanges() {
+    if (!texts_.isOpen())
+        return;
+    const qint64 version = texts_.database().dataVersion();
+    if (version != dataVersion_) {
+        byWording_.clear();
+        byKey_.clear();
+        dataVersion_ = version;
+    }
 }
 
 QString Translation::TogliCaratteri(const QString& Testo, const QString& Caratteri) {
@@ -107,6 +112,12 @@ QString Translation::TogliCaratteri(const QString& Testo, const QString& Caratte
 QString Translation::TraduciChiave(const QString& Programma, const QString& Progressivo, const QString& Caratteri) {
     if (!texts_.isOpen())
         return debug_ ? Progressivo : QStringLiteral("???");
+    // Lookups by key read the language only when told, but see changed texts
+    // after a quiet moment as lookups by wording do.
+    const double now = platform().timer();
+    if (quietSince(previousKeyLookup_, now))
+        checkForChanges();
+    previousKeyLookup_ = now;
     const QString cacheKey = keyOf(Programma, Progressivo);
     const bool cached = !debug_ && Caratteri.isEmpty();
     if (cached) {
@@ -237,13 +248,13 @@ Translation::Statements& Translation::statements() {
     const short language = texts_.language();
     if (!statements_ || statementsLanguage_ != language) {
         SqlDatabase& db = texts_.database();
-        const QString column = language >= 1 && language <= texts::kLanguages ? texts::languageColumn(language)
-                                                                              : QStringLiteral("NULL");
+        const QString column =
+            language >= 1 && language <= texts::kLanguages ? texts::languageColumn(language) : QStringLiteral("NULL");
         auto s = std::make_unique<Statements>();
         s->byWording = db.prepare(
             ("SELECT " + column + " FROM Testi WHERE TESTO_01 = ?1 ORDER BY TESTO_01, rowid LIMIT 1").toUtf8());
-        s->byKey = db.prepare(
-            ("SELECT " + column + " FROM Testi WHERE Programma = ?1 AND Progressivo = ?2 LIMIT 1").toUtf8());
+        s->byKey =
+            db.prepare(("SELECT " + column + " FROM Testi WHERE Programma = ?1 AND Progressivo = ?2 LIMIT 1").toUtf8());
         s->scan = db.prepare(("SELECT TESTO_01, " + column + " FROM Testi ORDER BY rowid").toUtf8());
         statements_ = std::move(s);
         statementsLanguage_ = language;

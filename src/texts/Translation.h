@@ -41,6 +41,11 @@ private:
     void RegistraTestoMancante(const QString& Riga) const;
     // Once per burst: the language again, and whether the texts changed.
     void refreshAfterQuiet();
+    // Drops what was found when another connection has changed the texts.
+    void checkForChanges();
+    // Whether `previous` lies outside [now - 2, now + 1]: a new burst, or the
+    // timer went back to zero at midnight.
+    static bool quietSince(double previous, double now) { return !(previous >= now - 2 && previous <= now + 1); }
     void setLanguage(short language);
 
     struct Found {
@@ -57,6 +62,7 @@ private:
     const QString& tempFolder_;
     bool debug_ = false;
     double previousLookup_ = 0;
+    double previousKeyLookup_ = 0;
     qint64 dataVersion_ = -1;
     short statementsLanguage_ = 0;
     std::unique_ptr<Statements> statements_;

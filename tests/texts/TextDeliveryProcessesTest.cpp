@@ -103,3 +103,38 @@ TEST(TextDelivery, TwoProgramsStartingTogetherMergeOnce) {
 
 }  // namespace
 }  // namespace paramcor
+
+namespace paramcor {
+namespace {
+
+// Another program chooses a language and corrects a text; this one, on the real
+// clock, follows after two quiet seconds.
+TEST(TextsAcrossPrograms, LanguageAndCorrectionsReachTheOtherPrograms) {
+    test::TestPlatform platform;
+    paramcor::platform().timer = secondsSinceMidnight;
+    test::writeTextFile(platform.folder() + "/CvlTradU.mdb",
+                        {{"TAGLIO", "0001", "Lastra", "Slab", "20260101", false, "Platte"}});
+    Parametri par;
+    par.Lingua(2);
+    EXPECT_EQ(par.Traduci("Lastra"), "Slab");
+
+    auto run = [&](const QStringList& action) {
+        QProcess other;
+        other.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        other.start(QStringLiteral(TEXTS_OPENER),
+                    QStringList{platform.folder(), QString::fromStdString(platform.storeFolder())} + action);
+        ASSERT_TRUE(other.waitForFinished(60000));
+        EXPECT_EQ(other.exitCode(), 0);
+    };
+    run({"lingua", "3"});
+    QThread::msleep(2200);
+    EXPECT_EQ(par.Traduci("Lastra"), "Platte");
+
+    run({"correggi", "0001", "3", "Steinplatte"});
+    QThread::msleep(2200);
+    EXPECT_EQ(par.Traduci("Lastra"), "Steinplatte");
+    EXPECT_EQ(par.TraduciChiave("TAGLIO", "0001"), "Steinplatte");
+}
+
+}  // namespace
+}  // namespace paramcor
