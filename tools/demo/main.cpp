@@ -80,6 +80,22 @@ int countTexts(const QString& path) {
     return count;
 }
 
+void showTranslations(Parametri& par) {
+    const QString wordings[] = {"Unità di misura", "Spessore lastra:", "(Nesting automatico)",
+                                "ATTENZIONE: lastra troppo corta", "Parola sconosciuta"};
+    const short saved = par.Lingua();
+    for (const short language : {2, 3, 4}) {
+        par.Lingua(language);
+        std::printf("\nTranslations, language %d:\n", language);
+        for (const QString& wording : wordings)
+            std::printf("  %s -> %s\n", qUtf8Printable(wording.leftJustified(34)), qUtf8Printable(par.Traduci(wording)));
+        std::printf("  %-34s -> %s\n", "TraduciChiave(\"TAGLIO\", \"0004\")",
+                    qUtf8Printable(par.TraduciChiave("TAGLIO", "0004")));
+    }
+    par.Lingua(saved);
+    std::printf("\n");
+}
+
 void showFolders(Parametri& par) {
     std::printf("Folders of the installation (name, default as declared, current location):\n");
     for (short i = 0; i <= par.TotalePercorsi(); ++i) {
@@ -116,6 +132,7 @@ int main(int argc, char** argv) {
         std::printf("       user file CvlTradU.mdb: %s, %d texts with the five unit rows.\n",
                     userTextsBefore < 0 ? "copied from the delivery" : "merged", countTexts(user));
     }
+    showTranslations(par);
     std::printf("Registry root:  %s\n", qUtf8Printable(par.RadReg()));
     std::printf("Upgrade record: %s\n\n", qUtf8Printable(par.VersioneUpgrade()));
     showFolders(par);
