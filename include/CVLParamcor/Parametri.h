@@ -51,6 +51,10 @@ QVariant Boolean(bool value);
 QVariant Empty();
 QVariant Null();
 
+// The description of a member of Parametri ("Programma", "Push" ...), as tools
+// show it; the library's own with an empty name; empty for members without one.
+QString helpString(const QString& member);
+
 class Parametri {
 public:
     Parametri();

@@ -80,6 +80,12 @@ Platform& platform();
 // library-wide registry selection.
 void installPlatform(Platform replacement);
 
+// Windows of a library linked into the program: CVLParamcorUi registers its
+// message boxes and dialogs when it is loaded (null withdraws them). The default
+// message boxes and dialogs use them while a QApplication exists and the call
+// comes from its thread, and behave headless otherwise.
+void registerWindows(std::shared_ptr<MessageBoxes> messages, std::shared_ptr<Dialogs> dialogs);
+
 // The defaults, for hosts that replace only some pieces.
 std::shared_ptr<RegistryStore> defaultRegistryStore();
 std::shared_ptr<MessageBoxes> headlessMessageBoxes();

@@ -1,6 +1,7 @@
-// The five registry operations the library needs, with the Windows semantics and
-// result codes, so that the same logic runs on the real registry and on the POSIX
-// store. Standard C++ only: this header is also compiled for Windows without Qt.
+// The registry operations the library and its tools need, with the Windows
+// semantics and result codes, so that the same logic runs on the real registry and
+// on the POSIX store. Standard C++ only: this header is also compiled for Windows
+// without Qt.
 #pragma once
 
 #include <cstdint>
@@ -21,6 +22,7 @@ using KeyHandle = std::uintptr_t;
 // Windows system error codes, as the registry functions return them.
 namespace regerr {
 constexpr long Success = 0;
+constexpr long InvalidFunction = 1;    // ERROR_INVALID_FUNCTION: the store cannot do this
 constexpr long FileNotFound = 2;       // ERROR_FILE_NOT_FOUND: no such key or value
 constexpr long AccessDenied = 5;       // ERROR_ACCESS_DENIED
 constexpr long InvalidHandle = 6;      // ERROR_INVALID_HANDLE
@@ -28,6 +30,7 @@ constexpr long SharingViolation = 32;  // ERROR_SHARING_VIOLATION: held by anoth
 constexpr long InvalidParameter = 87;  // ERROR_INVALID_PARAMETER
 constexpr long BadPathname = 161;      // ERROR_BAD_PATHNAME
 constexpr long MoreData = 234;         // ERROR_MORE_DATA
+constexpr long NoMoreItems = 259;      // ERROR_NO_MORE_ITEMS: an enumeration is past its end
 constexpr long BadDatabase = 1009;     // ERROR_BADDB: the hive file is not a hive
 constexpr long IoFailed = 1016;        // ERROR_REGISTRY_IO_FAILED
 }  // namespace regerr
@@ -64,6 +67,32 @@ public:
                           const std::vector<std::uint8_t>& data) = 0;
 
     virtual long closeKey(KeyHandle key) = 0;
+
+    // Enumeration, for tools that copy or export a whole key: call with index 0, 1,
+    // 2... until NoMoreItems. A key added or set meanwhile may shift the indexes, as
+    // on Windows. A store that cannot enumerate answers InvalidFunction.
+
+    // The name of a subkey (its last path component, in the case it was created
+    // with). Subkeys come in the order of their upper-cased names, as Windows and
+    // the POSIX store give them; Wine compares the lower-cased names, which differs
+    // where "[", "]", "^", "_" or "`" meets a letter.
+    virtual long enumKey(KeyHandle key, std::uint32_t index, std::string* name);
+
+    // A value's name (empty for the unnamed value), type and whole data, text as
+    // queryValue gives it; `name`, `type` and `data` may each be null. The order is
+    // the store's own: Windows keeps the order of creation, the POSIX store that of
+    // the upper-cased names, Wine that of the lower-cased names.
+    virtual long enumValue(KeyHandle key, std::uint32_t index, std::string* name, std::uint32_t* type,
+                           std::vector<std::uint8_t>* data);
 };
+
+inline long RegistryStore::enumKey(KeyHandle, std::uint32_t, std::string*) {
+    return regerr::InvalidFunction;
+}
+
+inline long RegistryStore::enumValue(KeyHandle, std::uint32_t, std::string*, std::uint32_t*,
+                                     std::vector<std::uint8_t>*) {
+    return regerr::InvalidFunction;
+}
 
 }  // namespace paramcor

@@ -44,6 +44,9 @@ public:
     long setValue(KeyHandle key, const std::string& name, std::uint32_t type,
                   const std::vector<std::uint8_t>& data) override;
     long closeKey(KeyHandle key) override;
+    long enumKey(KeyHandle key, std::uint32_t index, std::string* name) override;
+    long enumValue(KeyHandle key, std::uint32_t index, std::string* name, std::uint32_t* type,
+                   std::vector<std::uint8_t>* data) override;
 
     // The file that holds a hive.
     std::string hiveFile(Hive hive) const;

@@ -1,5 +1,7 @@
 #include <CVLParamcor/Platform.h>
 
+#include "platform/RegisteredWindows.h"
+
 namespace paramcor {
 
 bool Dialogs::chooseLanguage(Parametri&, short&) {
@@ -21,6 +23,35 @@ void Dialogs::reportNoWindow(const QString& what) {
                                              "by a program without windows.")
                                   .arg(what),
                               mb::Information, QString());
+}
+
+namespace {
+
+// The registered windows when the program can show them, the headless answers
+// otherwise; chosen at each call like the message boxes.
+class FollowingDialogs final : public Dialogs {
+public:
+    bool chooseLanguage(Parametri& owner, short& language) override {
+        if (const auto windows = usableWindows().dialogs)
+            return windows->chooseLanguage(owner, language);
+        return Dialogs::chooseLanguage(owner, language);
+    }
+    void correctTexts(Parametri& owner) override {
+        if (const auto windows = usableWindows().dialogs)
+            return windows->correctTexts(owner);
+        Dialogs::correctTexts(owner);
+    }
+    bool editFolders(Parametri& owner, const QString& filter) override {
+        if (const auto windows = usableWindows().dialogs)
+            return windows->editFolders(owner, filter);
+        return Dialogs::editFolders(owner, filter);
+    }
+};
+
+}  // namespace
+
+std::shared_ptr<Dialogs> followingDialogs() {
+    return std::make_shared<FollowingDialogs>();
 }
 
 std::shared_ptr<Dialogs> headlessDialogs() {

@@ -2,10 +2,13 @@
 #include <CVLParamcor/SqliteRegistryStore.h>
 
 #include "param/registry/MainParametri.h"
+#include "platform/RegisteredWindows.h"
 
+#include <QCoreApplication>
 #include <QLocale>
 #include <QStandardPaths>
 #include <QDateTime>
+#include <QThread>
 
 #include <chrono>
 
@@ -35,13 +38,36 @@ public:
     }
 };
 
+RegisteredWindows& registered() {
+    static RegisteredWindows windows;
+    return windows;
+}
+
+// Chosen at each message, so that a program gets message boxes from the moment
+// its QApplication exists, and text on standard error before and after.
+class FollowingMessageBoxes final : public MessageBoxes {
+public:
+    int show(const QString& text, int flags, const QString& title) override {
+        if (const auto windows = usableWindows().messages)
+            return windows->show(text, flags, title);
+        return headless_.show(text, flags, title);
+    }
+    void beep() override {
+        if (const auto windows = usableWindows().messages)
+            windows->beep();
+    }
+
+private:
+    HeadlessMessageBoxes headless_;
+};
+
 void fillDefaults(Platform& p) {
     if (!p.registry)
         p.registry = defaultRegistryStore();
     if (!p.messages)
-        p.messages = headlessMessageBoxes();
+        p.messages = followingMessageBoxes();
     if (!p.dialogs)
-        p.dialogs = headlessDialogs();
+        p.dialogs = followingDialogs();
     if (!p.timer)
         p.timer = secondsSinceMidnight;
     if (!p.separators)
@@ -73,6 +99,22 @@ std::shared_ptr<RegistryStore> defaultRegistryStore() {
     const QString userFolder =
         QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + QStringLiteral("/CVLParamcor");
     return std::make_shared<SqliteRegistryStore>(userFolder.toStdString(), std::string("/var/lib/CVLParamcor"));
+}
+
+void registerWindows(std::shared_ptr<MessageBoxes> messages, std::shared_ptr<Dialogs> dialogs) {
+    registered() = {std::move(messages), std::move(dialogs)};
+}
+
+RegisteredWindows usableWindows() {
+    const QCoreApplication* application = QCoreApplication::instance();
+    if (application == nullptr || !application->inherits("QApplication") ||
+        application->thread() != QThread::currentThread())
+        return {};
+    return registered();
+}
+
+std::shared_ptr<MessageBoxes> followingMessageBoxes() {
+    return std::make_shared<FollowingMessageBoxes>();
 }
 
 std::shared_ptr<MessageBoxes> headlessMessageBoxes() {

@@ -327,6 +327,9 @@ struct Connection {
     bool writable = false;
     Statement selectKey;
     Statement selectValue;
+    Statement selectFolded;
+    Statement enumKeys;
+    Statement enumValues;
     Statement insertKey;
     Statement upsertValue;
     Statement begin;
@@ -403,6 +406,13 @@ struct OpenKey {
     bool writable;
 };
 
+// Where the last enumeration of a key's subkeys stopped, so that asking for the
+// next index goes on from there instead of counting again from the first subkey.
+struct KeyCursor {
+    std::uint32_t next = 0;
+    std::string after;  // the folded path of the subkey at next - 1
+};
+
 long deliver(const CachedValue& value, std::uint32_t* type, std::vector<std::uint8_t>* data, std::uint32_t capacity,
              std::uint32_t* size) {
     const auto needed = static_cast<std::uint32_t>(value.data.size());
@@ -425,6 +435,7 @@ struct SqliteRegistryStore::Impl {
     std::mutex mutex;
     std::array<HiveState, HiveCount> hives;
     std::unordered_map<KeyHandle, OpenKey> handles;
+    std::unordered_map<KeyHandle, KeyCursor> cursors;
     KeyHandle nextHandle = 1;
 
     Impl(const std::string& userFolder, const std::string& machineFolder, Options opts) : options(opts) {
@@ -547,6 +558,24 @@ struct SqliteRegistryStore::Impl {
         int rc = prepare(db, "SELECT id, path FROM keys WHERE folded = ?1", c.selectKey);
         if (rc == SQLITE_OK)
             rc = prepare(db, "SELECT type, data FROM vals WHERE key = ?1 AND folded = ?2", c.selectValue);
+        // The file keeps no parent column, so that hives written before enumeration
+        // existed need no change: the subkeys of a key are the paths that continue
+        // its own ("PATH\", ?3) with one more name. They lie between "PATH\" and
+        // "PATH]" ("]" follows the backslash), a range of the index on folded paths;
+        // ?2 is null for the root key. ?1 is where to start: "PATH\", or the subkey
+        // found last.
+        if (rc == SQLITE_OK)
+            rc = prepare(db, "SELECT folded FROM keys WHERE id = ?1", c.selectFolded);
+        if (rc == SQLITE_OK)
+            rc = prepare(db,
+                         "SELECT path, folded FROM keys"
+                         " WHERE folded > ?1 AND (?2 IS NULL OR folded < ?2)"
+                         " AND instr(substr(folded, length(?3) + 1), '\\') = 0"
+                         " ORDER BY folded LIMIT 1 OFFSET ?4",
+                         c.enumKeys);
+        if (rc == SQLITE_OK)
+            rc = prepare(db, "SELECT name, type, data FROM vals WHERE key = ?1 ORDER BY folded LIMIT 1 OFFSET ?2",
+                         c.enumValues);
         if (rc != SQLITE_OK || !c.writable)
             return rc;
         rc = prepare(db, "INSERT INTO keys(path, folded) VALUES(?1, ?2)", c.insertKey);
@@ -795,7 +824,119 @@ struct SqliteRegistryStore::Impl {
 
     long closeKey(KeyHandle key) {
         const std::lock_guard lock(mutex);
+        cursors.erase(key);
         return handles.erase(key) != 0 ? regerr::Success : regerr::InvalidHandle;
+    }
+
+    // The hive of an open key, ready to be read; null, with NoMoreItems, while the
+    // hive has no file: then the root key is all there is, without values.
+    long enumerable(KeyHandle key, OpenKey& open, HiveState*& hive) {
+        hive = nullptr;
+        const auto it = handles.find(key);
+        if (it == handles.end())
+            return regerr::InvalidHandle;
+        open = it->second;
+        HiveState& h = hives[open.hive];
+        if (const long rc = openHive(h, false))
+            return rc;
+        if (!h.conn)
+            return regerr::NoMoreItems;
+        hive = &h;
+        return regerr::Success;
+    }
+
+    long enumKey(KeyHandle key, std::uint32_t index, std::string* name) {
+        const std::lock_guard lock(mutex);
+        OpenKey open{};
+        HiveState* hive = nullptr;
+        if (const long rc = enumerable(key, open, hive))
+            return rc;
+        HiveState& h = *hive;
+        Connection& c = *h.conn;
+
+        std::string folded;
+        bool known = false;
+        sqlite3_bind_int64(c.selectFolded.get(), 1, open.id);
+        int rc = stepOnce(c.selectFolded.get(), [&](sqlite3_stmt* row) {
+            known = true;
+            const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(row, 0));
+            folded.assign(text ? text : "", static_cast<std::size_t>(sqlite3_column_bytes(row, 0)));
+        });
+        if (!succeeded(rc))
+            return failure(h, rc);
+        if (!known)
+            return regerr::NoMoreItems;  // the file was replaced under the open key
+
+        const std::string own = folded.empty() ? std::string() : folded + '\\';
+        const std::string end = folded.empty() ? std::string() : folded + ']';
+        KeyCursor& cursor = cursors[key];
+        const bool goOn = index != 0 && index == cursor.next;
+        const std::string start = goOn ? cursor.after : own;
+        sqlite3_stmt* select = c.enumKeys.get();
+        bindText(select, 1, start);
+        if (folded.empty())
+            sqlite3_bind_null(select, 2);
+        else
+            bindText(select, 2, end);
+        bindText(select, 3, own);
+        sqlite3_bind_int64(select, 4, goOn ? 0 : index);
+        bool found = false;
+        std::string path;
+        std::string childFolded;
+        rc = stepOnce(select, [&](sqlite3_stmt* row) {
+            found = true;
+            const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(row, 0));
+            path.assign(text ? text : "", static_cast<std::size_t>(sqlite3_column_bytes(row, 0)));
+            text = reinterpret_cast<const char*>(sqlite3_column_text(row, 1));
+            childFolded.assign(text ? text : "", static_cast<std::size_t>(sqlite3_column_bytes(row, 1)));
+        });
+        if (!succeeded(rc))
+            return failure(h, rc);
+        if (!found) {
+            cursors.erase(key);
+            return regerr::NoMoreItems;
+        }
+        if (name) {
+            const std::size_t slash = path.rfind('\\');
+            name->assign(slash == std::string::npos ? path : path.substr(slash + 1));
+        }
+        cursor.next = index + 1;
+        cursor.after = std::move(childFolded);
+        return regerr::Success;
+    }
+
+    long enumValue(KeyHandle key, std::uint32_t index, std::string* name, std::uint32_t* type,
+                   std::vector<std::uint8_t>* data) {
+        const std::lock_guard lock(mutex);
+        OpenKey open{};
+        HiveState* hive = nullptr;
+        if (const long rc = enumerable(key, open, hive))
+            return rc;
+        HiveState& h = *hive;
+        sqlite3_stmt* select = h.conn->enumValues.get();
+        sqlite3_bind_int64(select, 1, open.id);
+        sqlite3_bind_int64(select, 2, index);
+        bool found = false;
+        const int rc = stepOnce(select, [&](sqlite3_stmt* row) {
+            found = true;
+            if (name) {
+                const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(row, 0));
+                name->assign(text ? text : "", static_cast<std::size_t>(sqlite3_column_bytes(row, 0)));
+            }
+            if (type)
+                *type = static_cast<std::uint32_t>(sqlite3_column_int64(row, 1));
+            if (data) {
+                const auto* bytes = static_cast<const std::uint8_t*>(sqlite3_column_blob(row, 2));
+                const int count = sqlite3_column_bytes(row, 2);
+                if (bytes && count > 0)
+                    data->assign(bytes, bytes + count);
+                else
+                    data->clear();
+            }
+        });
+        if (!succeeded(rc))
+            return failure(h, rc);
+        return found ? regerr::Success : regerr::NoMoreItems;
     }
 };
 
@@ -833,6 +974,15 @@ long SqliteRegistryStore::setValue(KeyHandle key, const std::string& name, std::
 
 long SqliteRegistryStore::closeKey(KeyHandle key) {
     return d->closeKey(key);
+}
+
+long SqliteRegistryStore::enumKey(KeyHandle key, std::uint32_t index, std::string* name) {
+    return d->enumKey(key, index, name);
+}
+
+long SqliteRegistryStore::enumValue(KeyHandle key, std::uint32_t index, std::string* name, std::uint32_t* type,
+                                    std::vector<std::uint8_t>* data) {
+    return d->enumValue(key, index, name, type, data);
 }
 
 std::string SqliteRegistryStore::hiveFile(Hive hive) const {

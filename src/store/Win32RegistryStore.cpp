@@ -11,6 +11,7 @@
 #include <climits>
 #include <mutex>
 #include <string_view>
+#include <vector>
 
 namespace paramcor {
 
@@ -193,6 +194,68 @@ long Win32RegistryStore::setValue(KeyHandle key, const std::string& name, std::u
     static const BYTE none = 0;  // a null pointer with no data is refused
     return RegSetValueExW(toHkey(key), wide.c_str(), 0, type, data.empty() ? &none : data.data(),
                           static_cast<DWORD>(data.size()));
+}
+
+long Win32RegistryStore::enumKey(KeyHandle key, std::uint32_t index, std::string* name) {
+    const std::shared_lock lock(mutex_);
+    if (!isOpen(key))
+        return regerr::InvalidHandle;
+    // Key names have at most 256 characters here (one more than documented), but a
+    // key made by other means may have more: grow until it fits.
+    std::vector<wchar_t> buffer(512);
+    for (;;) {
+        DWORD length = static_cast<DWORD>(buffer.size());
+        const LONG rc = RegEnumKeyExW(toHkey(key), index, buffer.data(), &length, nullptr, nullptr, nullptr, nullptr);
+        if (rc == ERROR_MORE_DATA && buffer.size() < 65536) {
+            buffer.resize(buffer.size() * 2);
+            continue;
+        }
+        if (rc == ERROR_SUCCESS && name)
+            *name = narrow(buffer.data(), length);
+        return rc;
+    }
+}
+
+long Win32RegistryStore::enumValue(KeyHandle key, std::uint32_t index, std::string* name, std::uint32_t* type,
+                                   std::vector<std::uint8_t>* data) {
+    const std::shared_lock lock(mutex_);
+    if (!isOpen(key))
+        return regerr::InvalidHandle;
+    const HKEY hkey = toHkey(key);
+    std::vector<wchar_t> wideName(16384);  // value names have at most 16383 characters
+    DWORD valueType = 0;
+    std::vector<BYTE> raw;
+    DWORD nameLength = 0;
+    DWORD length = 0;
+    LONG rc = ERROR_MORE_DATA;
+    // The data may grow between the call that tells its size and the one that reads it.
+    for (int attempt = 0; rc == ERROR_MORE_DATA && attempt < 8; ++attempt) {
+        nameLength = static_cast<DWORD>(wideName.size());
+        rc = RegEnumValueW(hkey, index, wideName.data(), &nameLength, nullptr, &valueType, nullptr, &length);
+        if (rc != ERROR_SUCCESS)
+            return rc;
+        raw.resize(length);
+        nameLength = static_cast<DWORD>(wideName.size());
+        rc = RegEnumValueW(hkey, index, wideName.data(), &nameLength, nullptr, &valueType,
+                           raw.empty() ? nullptr : raw.data(), &length);
+    }
+    if (rc != ERROR_SUCCESS)
+        return rc;
+    raw.resize(length);
+    if (name)
+        *name = narrow(wideName.data(), nameLength);
+    if (type)
+        *type = valueType;
+    if (data) {
+        if (isText(valueType)) {
+            // As queryValue: UTF-8 at this interface, an odd last byte left out.
+            const std::string text = narrow(reinterpret_cast<const wchar_t*>(raw.data()), raw.size() / sizeof(wchar_t));
+            data->assign(text.begin(), text.end());
+        } else {
+            data->assign(raw.begin(), raw.end());
+        }
+    }
+    return regerr::Success;
 }
 
 long Win32RegistryStore::closeKey(KeyHandle key) {

@@ -45,6 +45,9 @@ public:
     long setValue(KeyHandle key, const std::string& name, std::uint32_t type,
                   const std::vector<std::uint8_t>& data) override;
     long closeKey(KeyHandle key) override;
+    long enumKey(KeyHandle key, std::uint32_t index, std::string* name) override;
+    long enumValue(KeyHandle key, std::uint32_t index, std::string* name, std::uint32_t* type,
+                   std::vector<std::uint8_t>* data) override;
 
 private:
     // Opens with all access and creating what is missing, or read-only.

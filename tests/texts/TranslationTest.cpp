@@ -179,6 +179,9 @@ TEST_F(TranslationTest, WithoutADatabaseWordingsComeBackAsGiven) {
     bare.DebugTraduzioni(true);
     EXPECT_EQ(bare.Traduci("Sconosciuto"), "Sconosciuto");
     EXPECT_EQ(bare.TraduciChiave("TAGLIO", "0001"), "0001");
+    EXPECT_EQ(helpString("Lingua"), "Imposta il numero della lingua.");
+    EXPECT_EQ(helpString(""), "CORVEL - CVLparamcor");
+    EXPECT_EQ(helpString("Traduci"), "");
 }
 
 TEST_F(TranslationTest, CorrectingTextsIsOnlyForTranslations) {

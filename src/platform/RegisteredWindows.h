@@ -1,0 +1,23 @@
+// The windows a linked library registers (registerWindows), and the default
+// pieces that use them while the program can show windows.
+#pragma once
+
+#include <CVLParamcor/Platform.h>
+
+#include <memory>
+
+namespace paramcor {
+
+struct RegisteredWindows {
+    std::shared_ptr<MessageBoxes> messages;
+    std::shared_ptr<Dialogs> dialogs;
+};
+
+// What is registered now; empty pieces when windows cannot be shown from here
+// (no QApplication, or another thread than its own).
+RegisteredWindows usableWindows();
+
+std::shared_ptr<MessageBoxes> followingMessageBoxes();
+std::shared_ptr<Dialogs> followingDialogs();
+
+}  // namespace paramcor
