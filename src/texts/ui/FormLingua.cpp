@@ -19,8 +19,8 @@
 namespace paramcor::ui {
 
 const std::array<const char16_t*, kLanguageOptions> kLanguageNames{
-    u"Italiano", u"English", u"Deutsch",  u"Français", u"Español", u"Português",
-    u"Nederlands", u"Polski", u"Čeština", u"Svenska",  u"Română",  u"Русский",
+    u"Italiano",   u"English", u"Deutsch", u"Français", u"Español", u"Português",
+    u"Nederlands", u"Polski",  u"Čeština", u"Svenska",  u"Română",  u"Русский",
 };
 
 namespace {

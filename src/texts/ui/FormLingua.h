@@ -38,6 +38,8 @@ public:
 
 protected:
     void paintEvent(QPaintEvent* event) override;
+    // The whole tile answers a click, not only the circle and the name.
+    bool hitButton(const QPoint& pos) const override { return rect().contains(pos); }
 
 private:
     bool raised_ = false;

@@ -24,20 +24,82 @@ constexpr double kTilt = 20 * kDegree;  // the north pole leans towards the view
 const std::vector<QPolygonF>& landMasses() {
     static const std::vector<QPolygonF> lands = {
         // Africa
-        {{-17, 21}, {-10, 35}, {10, 37}, {32, 31}, {43, 12}, {51, 12}, {40, -15}, {35, -25}, {20, -35}, {12, -17},
-         {9, 4}, {-8, 5}, {-17, 14}},
+        {{-17, 21},
+         {-10, 35},
+         {10, 37},
+         {32, 31},
+         {43, 12},
+         {51, 12},
+         {40, -15},
+         {35, -25},
+         {20, -35},
+         {12, -17},
+         {9, 4},
+         {-8, 5},
+         {-17, 14}},
         // Europe
-        {{-10, 36}, {-9, 43}, {-2, 48}, {5, 52}, {10, 58}, {20, 70}, {30, 70}, {40, 65}, {40, 45}, {28, 41},
-         {20, 40}, {12, 44}, {3, 42}},
+        {{-10, 36},
+         {-9, 43},
+         {-2, 48},
+         {5, 52},
+         {10, 58},
+         {20, 70},
+         {30, 70},
+         {40, 65},
+         {40, 45},
+         {28, 41},
+         {20, 40},
+         {12, 44},
+         {3, 42}},
         // Asia
-        {{40, 45}, {40, 65}, {70, 73}, {110, 77}, {140, 72}, {180, 68}, {160, 60}, {140, 50}, {130, 35}, {120, 22},
-         {105, 10}, {100, 2}, {95, 15}, {80, 8}, {73, 20}, {60, 25}, {50, 30}, {35, 35}},
+        {{40, 45},
+         {40, 65},
+         {70, 73},
+         {110, 77},
+         {140, 72},
+         {180, 68},
+         {160, 60},
+         {140, 50},
+         {130, 35},
+         {120, 22},
+         {105, 10},
+         {100, 2},
+         {95, 15},
+         {80, 8},
+         {73, 20},
+         {60, 25},
+         {50, 30},
+         {35, 35}},
         // North America
-        {{-168, 66}, {-140, 70}, {-95, 75}, {-80, 68}, {-60, 55}, {-52, 47}, {-70, 42}, {-80, 30}, {-82, 25},
-         {-97, 20}, {-88, 15}, {-78, 8}, {-90, 14}, {-105, 22}, {-117, 32}, {-125, 42}, {-125, 50}, {-140, 60},
+        {{-168, 66},
+         {-140, 70},
+         {-95, 75},
+         {-80, 68},
+         {-60, 55},
+         {-52, 47},
+         {-70, 42},
+         {-80, 30},
+         {-82, 25},
+         {-97, 20},
+         {-88, 15},
+         {-78, 8},
+         {-90, 14},
+         {-105, 22},
+         {-117, 32},
+         {-125, 42},
+         {-125, 50},
+         {-140, 60},
          {-160, 58}},
         // South America
-        {{-78, 8}, {-60, 10}, {-50, 0}, {-35, -7}, {-40, -22}, {-58, -38}, {-65, -55}, {-75, -50}, {-72, -18},
+        {{-78, 8},
+         {-60, 10},
+         {-50, 0},
+         {-35, -7},
+         {-40, -22},
+         {-58, -38},
+         {-65, -55},
+         {-75, -50},
+         {-72, -18},
          {-81, -5}},
         // Australia
         {{114, -22}, {130, -12}, {142, -11}, {153, -27}, {146, -39}, {135, -35}, {115, -34}},
@@ -69,8 +131,7 @@ std::pair<QPointF, bool> project(double longitude, double latitude, double centr
     const double dl = longitude - centre;
     const double x = std::cos(latitude) * std::sin(dl);
     const double y = std::cos(kTilt) * std::sin(latitude) - std::sin(kTilt) * std::cos(latitude) * std::cos(dl);
-    const double facing =
-        std::sin(kTilt) * std::sin(latitude) + std::cos(kTilt) * std::cos(latitude) * std::cos(dl);
+    const double facing = std::sin(kTilt) * std::sin(latitude) + std::cos(kTilt) * std::cos(latitude) * std::cos(dl);
     return {QPointF(x, -y), facing > 0};
 }
 
@@ -100,10 +161,10 @@ QImage surface(int size, double centre) {
             const double degrees = std::remainder(longitude / kDegree, 360.0);
             const bool land = isLand(degrees, latitude / kDegree);
             const QColor base = land ? QColor(0x4c, 0x9a, 0x3c) : QColor(0x2a, 0x6f, 0xc9);
-            image.setPixelColor(column, row,
-                                QColor::fromRgbF(static_cast<float>(base.redF() * light),
-                                                 static_cast<float>(base.greenF() * light),
-                                                 static_cast<float>(base.blueF() * light)));
+            image.setPixelColor(
+                column, row,
+                QColor::fromRgbF(static_cast<float>(base.redF() * light), static_cast<float>(base.greenF() * light),
+                                 static_cast<float>(base.blueF() * light)));
         }
     }
     return image;

@@ -25,6 +25,7 @@
 #include <QToolBar>
 #include <QVBoxLayout>
 
+#include <optional>
 #include <stdexcept>
 
 namespace paramcor::ui {
@@ -58,10 +59,6 @@ std::optional<double> strictNumber(const QString& text, QChar decimal) {
     return number.toDouble();
 }
 
-QString today() {
-    return texts::today();
-}
-
 }  // namespace
 
 FormMisure::FormMisure(QWidget* parent) : ModalForm(parent) {
@@ -85,6 +82,8 @@ FormMisure::FormMisure(QWidget* parent) : ModalForm(parent) {
     buildControls();
     CaricaValuta();
 
+    // The stored system is selected as a click would: its defaults are shown, the
+    // currency entry added when missing, and then the stored values replace them.
     const double stored = roundHalfEven(leadingNumber(Valori[units::System]));
     if (stored < 0 || stored >= static_cast<double>(optSistema_.size()))
         throw std::out_of_range("no such unit system: " + Valori[units::System].toStdString());
@@ -112,6 +111,7 @@ FormMisure::FormMisure(QWidget* parent) : ModalForm(parent) {
         }
     }
 
+    // Filling the boxes counted as changes.
     confirm_->setEnabled(false);
     Ricalcola();
     loaded_ = true;
@@ -155,7 +155,8 @@ void FormMisure::buildControls() {
         cmdDefault_[i] = new QPushButton(translated(u"Default"), this);
         cmdDefault_[i]->setObjectName(QStringLiteral("cmdDefault_%1").arg(i));
         cmdDefault_[i]->setAutoDefault(false);
-        connect(cmdDefault_[i], &QPushButton::clicked, this, [this, i] { guarded([this, i] { cmdDefault_Click(i); }); });
+        connect(cmdDefault_[i], &QPushButton::clicked, this,
+                [this, i] { guarded([this, i] { cmdDefault_Click(i); }); });
         grid->addWidget(optSistema_[i], i, 0, 1, 3);
         grid->addWidget(cmdDefault_[i], i, 3);
     }
@@ -383,9 +384,9 @@ void FormMisure::BottoneConferma() {
         while (select.step())
             rows.push_back(select.integer(0));
     }
-    const int answer = platform().messages->show(
-        translated(u"Applico valori impostati a tutte le lingue") + QStringLiteral(" !!"), mb::Information,
-        windowTitle());
+    const int answer =
+        platform().messages->show(translated(u"Applico valori impostati a tutte le lingue") + QStringLiteral(" !!"),
+                                  mb::Information, windowTitle());
 
     QString columns;
     if (answer == mb::Ok) {
@@ -394,10 +395,10 @@ void FormMisure::BottoneConferma() {
     } else {
         columns = languageColumn() + QStringLiteral(" = ?1, ");
     }
-    SqlStatement update = db_.prepare(("UPDATE Testi SET " + columns +
-                                       "DataModifica = ?2, Commento = ' ', ChiaviRicerca = ' ' WHERE rowid = ?3")
-                                          .toUtf8());
-    const QString changedOn = today();
+    SqlStatement update = db_.prepare(
+        ("UPDATE Testi SET " + columns + "DataModifica = ?2, Commento = ' ', ChiaviRicerca = ' ' WHERE rowid = ?3")
+            .toUtf8());
+    const QString changedOn = texts::today();
     for (std::size_t k = 0; k < rows.size(); ++k) {
         if (k >= Valori.size())
             throw std::out_of_range("more unit settings rows than the units window knows");
@@ -429,8 +430,7 @@ void FormMisure::cmdValuta_Click() {
     }
     if (NuovoSimbolo.isEmpty())
         return;
-    SqlStatement row =
-        db_.prepare("SELECT rowid FROM Testi WHERE Programma = 'PARAM' AND PROGRESSIVO = '02_VAL'");
+    SqlStatement row = db_.prepare("SELECT rowid FROM Testi WHERE Programma = 'PARAM' AND PROGRESSIVO = '02_VAL'");
     if (row.step()) {
         const qint64 rowid = row.integer(0);
         row.reset();
@@ -438,7 +438,7 @@ void FormMisure::cmdValuta_Click() {
                      " = ?1, DataModifica = ?2, Commento = ' ', ChiaviRicerca = ' ' WHERE rowid = ?3")
                         .toUtf8())
             .bind(1, units::unitValue(NuovoSimbolo, NuovaDescrizione))
-            .bind(2, today())
+            .bind(2, texts::today())
             .bind(3, rowid)
             .run();
     }
@@ -448,8 +448,8 @@ void FormMisure::cmdValuta_Click() {
 }
 
 void FormMisure::txtMisure_LostFocus() {
-    if (factorOf(2) != 0 && factorOf(4) != 0 && factorOf(6) != 0 && !symbolOf(1).isEmpty() &&
-        !symbolOf(3).isEmpty() && !symbolOf(5).isEmpty())
+    if (factorOf(2) != 0 && factorOf(4) != 0 && factorOf(6) != 0 && !symbolOf(1).isEmpty() && !symbolOf(3).isEmpty() &&
+        !symbolOf(5).isEmpty())
         Ricalcola();
 }
 
@@ -488,6 +488,9 @@ bool FormMisure::eventFilter(QObject* watched, QEvent* event) {
             case Qt::Key_Escape:
                 reject();
                 return true;
+            case Qt::Key_Tab:
+            case Qt::Key_Backtab:
+                return false;  // moving on, not typing
             default:
                 return refusesKey(index, key->text());
         }

@@ -1,0 +1,15 @@
+// The library's windows, for programs that have a QApplication.
+#pragma once
+
+#include <CVLParamcor/Platform.h>
+
+namespace paramcor::ui {
+
+class WindowDialogs final : public Dialogs {
+public:
+    // The language window. A failure of the units window opened from it reaches
+    // the caller.
+    bool chooseLanguage(Parametri& owner, short& language) override;
+};
+
+}  // namespace paramcor::ui
