@@ -36,14 +36,25 @@ QByteArray insertSql() {
 
 void ControllaValori(const QString& DB) {
     SqlDatabase db(DB, SqlDatabase::Mode::ReadWrite);
-    SqlStatement existing = db.prepare("SELECT * FROM Testi WHERE Programma = 'PARAM'");
-    if (existing.step())
-        return;  // some rows exist: they are not checked one by one
-    existing.reset();
-    const QString today = texts::today();
-    SqlStatement insert = db.prepare(insertSql().constData());
-    for (const DefaultRow& row : kMetricRows)
-        insert.bind(1, QString::fromLatin1(row.key)).bind(2, QString::fromUtf8(row.text)).bind(3, today).run();
+    // Programs starting together on a new database must not both add the rows: the
+    // check and the additions hold the write lock together. Rows added before a
+    // failure are kept all the same.
+    db.exec("BEGIN IMMEDIATE");
+    try {
+        SqlStatement existing = db.prepare("SELECT * FROM Testi WHERE Programma = 'PARAM'");
+        const bool present = existing.step();
+        existing.reset();
+        if (!present) {  // rows that exist are not checked one by one
+            const QString today = texts::today();
+            SqlStatement insert = db.prepare(insertSql().constData());
+            for (const DefaultRow& row : kMetricRows)
+                insert.bind(1, QString::fromLatin1(row.key)).bind(2, QString::fromUtf8(row.text)).bind(3, today).run();
+        }
+    } catch (const TextDatabaseError&) {
+        db.exec("COMMIT");
+        throw;
+    }
+    db.exec("COMMIT");
 }
 
 }  // namespace paramcor::units
