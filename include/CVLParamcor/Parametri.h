@@ -174,8 +174,10 @@ public:
     // Reports unknown names and missing folders.
     bool DebugPercorsi() const;
     void DebugPercorsi(bool value);
-    // Opens the folder editor on the folders whose name or reference matches Filtro;
-    // true when a folder was changed.
+    // Opens the folder editor on the folders whose name or reference equals Filtro
+    // (without regard to case; all folders when it is omitted or empty). Changes are
+    // written with ScriviPercorso when the user confirms; returns true when at least
+    // one folder was written, false when the editor was left or nothing changed.
     bool CambiaPercorsi(const QVariant& Filtro = {});
     // The number of rows of the folder table after the suite root.
     short TotalePercorsi() const;

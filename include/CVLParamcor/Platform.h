@@ -57,7 +57,7 @@ public:
     // The text correction window.
     virtual void correctTexts(Parametri& owner);
     // The folder editor, showing the folders that match `filter` (all when empty);
-    // true when a folder was changed.
+    // true when confirming wrote at least one folder.
     virtual bool editFolders(Parametri& owner, const QString& filter);
 
 protected:

@@ -1,6 +1,8 @@
 #include "ui/WindowDialogs.h"
 
+#include "folders/ui/FormPercorsi.h"
 #include "texts/ui/FormLingua.h"
+#include "texts/ui/FormTesto.h"
 
 namespace paramcor::ui {
 
@@ -11,6 +13,17 @@ bool WindowDialogs::chooseLanguage(Parametri& owner, short& language) {
         return false;
     language = form.chosen();
     return true;
+}
+
+void WindowDialogs::correctTexts(Parametri& owner) {
+    FormTesto form(owner);
+    form.run();
+}
+
+bool WindowDialogs::editFolders(Parametri& owner, const QString& filter) {
+    FormPercorsi form(owner, filter);
+    form.run();
+    return form.changed();
 }
 
 }  // namespace paramcor::ui

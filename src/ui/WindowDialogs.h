@@ -10,6 +10,10 @@ public:
     // The language window. A failure of the units window opened from it reaches
     // the caller.
     bool chooseLanguage(Parametri& owner, short& language) override;
+    // The text correction window. Its database errors reach the caller.
+    void correctTexts(Parametri& owner) override;
+    // The folder editor; true when confirming it wrote at least one folder.
+    bool editFolders(Parametri& owner, const QString& filter) override;
 };
 
 }  // namespace paramcor::ui

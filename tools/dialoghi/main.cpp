@@ -1,8 +1,10 @@
 // The library's windows on the sample installation: the language window, the
-// units window, the currency window and a message box, as a program of the suite
+// units window, the currency window, the text correction window, the folder
+// editor, the dependency dialog and a message box, as a program of the suite
 // that links CVLParamcorUi shows them.
 //
-//     paramcor-dialoghi [--lingua N] [--cartella FOLDER] [lingua|misure|valuta|messaggio]
+//     paramcor-dialoghi [--lingua N] [--cartella FOLDER]
+//                       [lingua|misure|valuta|testo|percorsi|dipendenze|messaggio]
 //     paramcor-dialoghi --screenshots OUTDIR
 //
 // FOLDER receives the installation and the registry store (a temporary folder
@@ -11,6 +13,8 @@
 // --screenshots renders each window in Italian and in English to
 // OUTDIR/<window>-it.png and -en.png, on whatever platform Qt runs on (offscreen
 // for scripts), and fails when a window cannot be rendered.
+#include "folders/ui/FormDipendenze.h"
+#include "texts/ui/FormTesto.h"
 #include "units/ui/FormMisure.h"
 #include "units/ui/FormValuta.h"
 
@@ -22,6 +26,7 @@
 #include <QDir>
 #include <QFile>
 #include <QLibraryInfo>
+#include <QListWidget>
 #include <QPainter>
 #include <QTemporaryDir>
 #include <QTimer>
@@ -75,6 +80,22 @@ void followLanguage(short language) {
     } else {
         delete loaded;
     }
+}
+
+// The dependency dialog as the folder editor fills it when the drawings move.
+int showDependencies(Parametri& par) {
+    ui::FormDipendenze form(par);
+    const QStringList dependents{"DXF", "DWG", "IGES", "EPS", "PLT", "DEF", "DFF", "DFFGruppo", "DFFLocale"};
+    for (const QString& name : dependents) {
+        auto* item = new QListWidgetItem(name + QStringLiteral("  →  /dati/Disegni/") + name + u'/', form.List1());
+        item->setSelected(!name.startsWith(u'D'));
+    }
+    form.run();
+    std::printf("FormDipendenze: %s\n", form.confirmed() ? "confirmed" : "left");
+    for (int i = 0; i < form.List1()->count(); ++i)
+        if (form.List1()->item(i)->isSelected())
+            std::printf("  %s\n", qUtf8Printable(form.List1()->item(i)->text()));
+    return 0;
 }
 
 void printUnitRows(const QString& installation, short language) {
@@ -150,6 +171,10 @@ int takeScreenshots(const QString& out) {
             {"FormLingua", [&] { par.CambiaLingua(); }},
             {"FormMisure", [] { ui::FormMisure(nullptr).run(); }},
             {"FormValuta", [&] { ui::FormValuta(par).run(); }},
+            // Opened directly: CambiaTesto shows nothing in Italian.
+            {"FormTesto", [&] { ui::FormTesto(par).run(); }},
+            {"FormPercorsi", [&] { par.CambiaPercorsi(); }},
+            {"FormDipendenze", [&] { showDependencies(par); }},
             {"Messaggio",
              [&] {
                  platform().messages->show(par.Traduci("Ripristino dati originali") + u'?',
@@ -188,11 +213,12 @@ int main(int argc, char** argv) {
             folderArgument = arguments.takeFirst();
         else if (argument == "--lingua" && !arguments.isEmpty())
             language = static_cast<short>(arguments.takeFirst().toInt());
-        else if (QStringList{"lingua", "misure", "valuta", "messaggio"}.contains(argument))
+        else if (QStringList{"lingua", "misure", "valuta", "testo", "percorsi", "dipendenze", "messaggio"}.contains(argument))
             window = argument;
         else {
             std::fprintf(stderr,
-                         "usage: paramcor-dialoghi [--lingua N] [--cartella FOLDER] [lingua|misure|valuta|messaggio]\n"
+                         "usage: paramcor-dialoghi [--lingua N] [--cartella FOLDER]\n"
+                         "                         [lingua|misure|valuta|testo|percorsi|dipendenze|messaggio]\n"
                          "       paramcor-dialoghi --screenshots OUTDIR\n");
             return 2;
         }
@@ -223,6 +249,13 @@ int main(int argc, char** argv) {
             ui::FormValuta(par).run();
             std::printf("FormValuta: NuovoSimbolo \"%s\", NuovaDescrizione \"%s\"\n", qUtf8Printable(ui::NuovoSimbolo),
                         qUtf8Printable(ui::NuovaDescrizione));
+        } else if (window == "testo") {
+            ui::FormTesto(par).run();
+        } else if (window == "percorsi") {
+            const bool changed = par.CambiaPercorsi();
+            std::printf("CambiaPercorsi: %s\n", changed ? "True" : "False");
+        } else if (window == "dipendenze") {
+            showDependencies(par);
         } else {
             const int answer = platform().messages->show(par.Traduci("Ripristino dati originali") + u'?',
                                                          mb::YesNo | mb::Question | mb::DefaultButton2,

@@ -1,0 +1,78 @@
+// The folder editor: the suite's folders with their current and default
+// locations. Changes are kept in the window until the user confirms; then every
+// folder whose location changed is written with ScriviPercorso. A change can be
+// carried over to the folders whose default is built on the changed one.
+#pragma once
+
+#include "ui/ModalForm.h"
+
+#include <vector>
+
+class QLineEdit;
+class QPushButton;
+class QTreeWidget;
+
+namespace paramcor {
+class Parametri;
+}
+
+namespace paramcor::ui {
+
+class FormPercorsi final : public ModalForm {
+    Q_OBJECT
+
+public:
+    // Lists the folders whose name or reference equals `filter` (upper-cased),
+    // all of them when it is empty.
+    FormPercorsi(Parametri& owner, const QString& filter, QWidget* parent = nullptr);
+
+    // True when confirming wrote at least one folder.
+    bool changed() const { return changed_; }
+
+    // The folder chooser, replaceable so that a host can offer its own.
+    using Browser = QString (*)(const QString& start, const QString& title, QWidget* owner);
+    void setBrowser(Browser browser) { browser_ = browser; }
+
+protected:
+    void keyPressEvent(QKeyEvent* event) override;
+
+private:
+    struct Folder {
+        QString name;
+        QString declared;   // the default as the installation file writes it
+        QString fallback;   // that default expanded
+        QString reference;
+        QString stored;     // the location when the window opened
+        QString location;   // the location the window will write
+        int parent = -1;    // the row whose macro the default uses
+        QString macro;      // that macro, "<NAME>"
+    };
+
+    void loadFolders();
+    // The default of a row with its macro expanded, as the library resolves it.
+    const QString& fallbackOf(int row, int depth);
+    void fillGrid(const QString& filter);
+    void showRow(int row);
+    int selectedRow() const;
+
+    void CambiaPercorso();
+    void restoreDefault();
+    void restoreAllDefaults();
+    void typedLocation();
+    // Sets a row's location and offers the folders built on it.
+    void relocate(int row, const QString& location);
+    void carryOver(int row);
+    void Conferma();
+
+    Parametri& owner_;
+    std::vector<Folder> folders_;
+    QTreeWidget* grid_ = nullptr;
+    QLineEdit* current_ = nullptr;
+    QLineEdit* fallback_ = nullptr;
+    QPushButton* change_ = nullptr;
+    QPushButton* restore_ = nullptr;
+    Browser browser_;
+    bool changed_ = false;
+};
+
+}  // namespace paramcor::ui
