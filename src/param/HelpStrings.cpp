@@ -16,9 +16,9 @@ QString helpString(const QString& member) {
         {"ModoDebug", "Abilita la modalità debug, in cui non crea chiavi o variabili inesistenti."},
         {"Push", "Mette la chiave corrente nello stack senza chiuderla."},
         {"Pop", "Chiude la chiave corrente e restitituisce la chiave precedente al Push."},
-        {"LeggiParametroStringa",
-         "Restituisce il valore della proprietà indicata. Il secondo parametro è l'eventuale valore di default per la "
-         "prima registrazione."},
+        // clang-format off
+        {"LeggiParametroStringa", "Restituisce il valore della proprietà indicata. Il secondo parametro è l'eventuale valore di default per la prima registrazione."},
+        // clang-format on
         {"ScriviParametroStringa", "Scrive il valore stringa nella variabile specificata."},
         {"LeggiParametro", "Legge un parametro di tipo generico."},
         {"ScriviParametro", "Scrive un parametro generico."},
