@@ -568,4 +568,192 @@ TEST_P(RegistryStoreConformance, OneStoreServesSeveralThreads) {
         EXPECT_EQ(read(open(key(numbered("Thread", t))), "round").data, dword(kRounds - 1));
 }
 
+namespace {
+
+std::string upperAscii(std::string text) {
+    for (char& c : text)
+        if (c >= 'a' && c <= 'z')
+            c = static_cast<char>(c - 'a' + 'A');
+    return text;
+}
+
+std::string lowerAscii(std::string text) {
+    for (char& c : text)
+        if (c >= 'A' && c <= 'Z')
+            c = static_cast<char>(c - 'A' + 'a');
+    return text;
+}
+
+// The names in the order of their upper-cased form (Windows' order of subkeys) and
+// in that of their lower-cased form (Wine's). They differ where "[", "]", "^", "_"
+// or "`" meets a letter. The names used here change case only in ASCII.
+std::vector<std::string> sortedBy(std::vector<std::string> names, std::string (*fold)(std::string)) {
+    std::sort(names.begin(), names.end(),
+              [fold](const std::string& a, const std::string& b) { return fold(a) < fold(b); });
+    return names;
+}
+
+bool isCaseInsensitiveOrder(const std::vector<std::string>& names) {
+    return names == sortedBy(names, upperAscii) || names == sortedBy(names, lowerAscii);
+}
+
+// Every subkey name of a key, enumerated from index 0 until NoMoreItems.
+std::vector<std::string> subkeys(RegistryStore& store, KeyHandle key) {
+    std::vector<std::string> names;
+    for (std::uint32_t i = 0;; ++i) {
+        std::string name = "untouched";
+        const long rc = store.enumKey(key, i, &name);
+        if (rc == regerr::NoMoreItems)
+            break;
+        EXPECT_EQ(rc, regerr::Success) << "index " << i;
+        if (rc != regerr::Success || i > 10000)
+            break;
+        names.push_back(name);
+    }
+    return names;
+}
+
+struct Enumerated {
+    std::string name;
+    std::uint32_t type = 0;
+    std::vector<std::uint8_t> data;
+};
+
+std::vector<Enumerated> values(RegistryStore& store, KeyHandle key) {
+    std::vector<Enumerated> found;
+    for (std::uint32_t i = 0;; ++i) {
+        Enumerated v;
+        const long rc = store.enumValue(key, i, &v.name, &v.type, &v.data);
+        if (rc == regerr::NoMoreItems)
+            break;
+        EXPECT_EQ(rc, regerr::Success) << "index " << i;
+        if (rc != regerr::Success || i > 10000)
+            break;
+        found.push_back(std::move(v));
+    }
+    return found;
+}
+
+}  // namespace
+
+TEST_P(RegistryStoreConformance, SubkeysComeInTheOrderOfTheirNamesWithoutRegardToCase) {
+    // Names keep their case; grandchildren are not listed.
+    const std::vector<std::string> created = {"beta",  "Alpha", "a_b", "aZ",  "GAMMA",        "Delta",  "delta2",
+                                              "Ärger", "Z",     "0",   "x y", "Alpha\\Inner", "b\\c\\d"};
+    for (const std::string& name : created)
+        create(key("Enum\\" + name));
+    const KeyHandle writable = create(key("Enum"));
+    const KeyHandle readOnly = open(key("Enum"));
+    std::vector<std::string> expected = subkeys(*store_, writable);
+    EXPECT_TRUE(isCaseInsensitiveOrder(expected)) << ::testing::PrintToString(expected);
+    EXPECT_EQ(sortedBy(expected, upperAscii),
+              sortedBy({"beta", "Alpha", "a_b", "aZ", "GAMMA", "Delta", "delta2", "Ärger", "Z", "0", "x y", "b"},
+                       upperAscii));
+    EXPECT_EQ(subkeys(*store_, readOnly), expected);
+    auto other = GetParam().make();
+    EXPECT_EQ(subkeys(*other, open(*other, key("Enum"))), expected);
+
+    // Any index may be asked for, in any order.
+    for (const std::uint32_t i : {3u, 0u, 7u, 8u, 2u, 11u, 1u}) {
+        std::string name;
+        EXPECT_EQ(store_->enumKey(readOnly, i, &name), regerr::Success) << i;
+        EXPECT_EQ(name, expected[i]) << i;
+    }
+    std::string name = "untouched";
+    for (const std::uint32_t i : {12u, 13u, 1000u}) {
+        EXPECT_EQ(store_->enumKey(readOnly, i, &name), regerr::NoMoreItems) << i;
+        EXPECT_EQ(name, "untouched") << i;
+    }
+    EXPECT_EQ(store_->enumKey(readOnly, 0, nullptr), regerr::Success);
+
+    EXPECT_EQ(subkeys(*store_, open(key("Enum\\b"))), std::vector<std::string>{"c"});
+    EXPECT_EQ(subkeys(*store_, open(key("Enum\\b\\c\\d"))), std::vector<std::string>{});
+
+    // A key added later shows up in the next enumeration, by any store.
+    create(key("Enum\\Beta2"));
+    expected.insert(std::find(expected.begin(), expected.end(), "beta") + 1, "Beta2");
+    EXPECT_EQ(subkeys(*other, open(*other, key("Enum"))), expected);
+    EXPECT_EQ(subkeys(*store_, readOnly), expected);
+
+    // The suite's own key is found from the top of the hive down.
+    KeyHandle root = 0;
+    ASSERT_EQ(store_->openKey(Hive::CurrentUser, "", &root), regerr::Success);
+    const auto top = subkeys(*store_, root);
+    EXPECT_TRUE(std::any_of(top.begin(), top.end(), [](const std::string& n) { return upperAscii(n) == "SOFTWARE"; }));
+    EXPECT_EQ(store_->closeKey(root), regerr::Success);
+}
+
+TEST_P(RegistryStoreConformance, ValuesEnumerateWithTheirNamesTypesAndData) {
+    const struct {
+        std::string name;
+        std::uint32_t type;
+        std::vector<std::uint8_t> data;
+    } written[] = {
+        {"Zeta", regtype::Dword, dword(26)},
+        {"", regtype::String, bytes("unnamed")},
+        {"alpha", regtype::String, bytes("Perché più")},
+        {"Mixed Case", regtype::Binary, {1, 2, 3}},
+        {"empty", regtype::Binary, {}},
+        {"a_b", 7, {'a', 0, 'b', 0, 0}},
+        {"aZ", 0x12345678u, {9}},
+        {"Größe", regtype::Binary, std::vector<std::uint8_t>(5000, 0xAB)},
+    };
+    const KeyHandle handle = create(key("Values"));
+    for (const auto& w : written)
+        put(handle, w.name, w.type, w.data);
+    put(handle, "Zeta", regtype::Dword, dword(27));  // set again: still one value
+
+    auto other = GetParam().make();
+    const std::pair<RegistryStore*, KeyHandle> readers[] = {
+        {store_.get(), handle}, {store_.get(), open(key("Values"))}, {other.get(), open(*other, key("Values"))}};
+    for (const auto& [store, reader] : readers) {
+        const auto found = values(*store, reader);
+        ASSERT_EQ(found.size(), std::size(written));
+        std::vector<std::string> order;
+        for (const auto& w : written) {
+            const auto it =
+                std::find_if(found.begin(), found.end(), [&](const Enumerated& v) { return v.name == w.name; });
+            ASSERT_NE(it, found.end()) << w.name;
+            EXPECT_EQ(it->type, w.type) << w.name;
+            EXPECT_TRUE(readsBackAs(it->data, w.type, w.name == "Zeta" ? dword(27) : w.data)) << w.name;
+        }
+        for (const auto& v : found)
+            order.push_back(v.name);
+
+        // Windows keeps the order of creation; Wine and the POSIX store sort them.
+        std::vector<std::string> creation;
+        for (const auto& w : written)
+            creation.push_back(w.name);
+        EXPECT_TRUE(order == creation || isCaseInsensitiveOrder(order)) << ::testing::PrintToString(order);
+    }
+
+    // Any of the outputs may be left out.
+    EXPECT_EQ(store_->enumValue(handle, 0, nullptr, nullptr, nullptr), regerr::Success);
+    std::uint32_t type = 0;
+    EXPECT_EQ(store_->enumValue(handle, 1, nullptr, &type, nullptr), regerr::Success);
+    std::string name = "untouched";
+    std::vector<std::uint8_t> data = {0xEE};
+    const auto past = static_cast<std::uint32_t>(std::size(written));
+    EXPECT_EQ(store_->enumValue(handle, past, &name, &type, &data), regerr::NoMoreItems);
+    EXPECT_EQ(name, "untouched");
+    EXPECT_EQ(data, std::vector<std::uint8_t>{0xEE});
+
+    // A key with neither values nor subkeys.
+    const KeyHandle bare = create(key("Bare"));
+    EXPECT_EQ(store_->enumValue(bare, 0, &name, &type, &data), regerr::NoMoreItems);
+    EXPECT_EQ(store_->enumKey(bare, 0, &name), regerr::NoMoreItems);
+}
+
+TEST_P(RegistryStoreConformance, EnumerationNeedsAnOpenHandle) {
+    const KeyHandle handle = create(key("Closed\\Child"));
+    put(handle, "v", regtype::Dword, dword(1));
+    const KeyHandle parent = open(key("Closed"));
+    EXPECT_EQ(store_->closeKey(parent), regerr::Success);
+    std::string name;
+    for (const KeyHandle stale : {parent, KeyHandle{0}}) {
+        EXPECT_EQ(store_->enumKey(stale, 0, &name), regerr::InvalidHandle);
+        EXPECT_EQ(store_->enumValue(stale, 0, &name, nullptr, nullptr), regerr::InvalidHandle);
+    }
+}
+
 }  // namespace paramcor::test

@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <filesystem>
@@ -245,6 +246,9 @@ TEST(SqliteRegistryStore, FilesAndFoldersAppearOnlyWhenWritten) {
             std::vector<std::uint8_t> data;
             EXPECT_EQ(readValue(store, key, "", data), regerr::FileNotFound);
             EXPECT_EQ(store.setValue(key, "", regtype::Dword, dword(1)), regerr::AccessDenied);
+            std::string name;
+            EXPECT_EQ(store.enumKey(key, 0, &name), regerr::NoMoreItems);
+            EXPECT_EQ(store.enumValue(key, 0, &name, nullptr, &data), regerr::NoMoreItems);
         }
         EXPECT_FALSE(fs::exists(root.path()));
 
@@ -301,11 +305,55 @@ TEST(SqliteRegistryStore, HiveFileWithoutWritePermission) {
         EXPECT_EQ(data, dword(1));
         EXPECT_EQ(store.openKey(Hive::CurrentUser, "Software\\New", &key), regerr::FileNotFound);
 
+        // A read-only hive enumerates too.
+        KeyHandle software = 0;
+        ASSERT_EQ(store.openKey(Hive::CurrentUser, "Software", &software), regerr::Success);
+        std::string name;
+        EXPECT_EQ(store.enumKey(software, 0, &name), regerr::Success);
+        EXPECT_EQ(name, "App");
+        EXPECT_EQ(store.enumKey(software, 1, &name), regerr::NoMoreItems);
+        std::uint32_t type = 0;
+        EXPECT_EQ(store.enumValue(key, 0, &name, &type, &data), regerr::Success);
+        EXPECT_EQ(name, "v");
+        EXPECT_EQ(data, dword(1));
+
         // The other hives in the folder are not affected.
         EXPECT_EQ(store.createKey(Hive::ClassesRoot, "Software\\App", &key), regerr::Success);
     }
     EXPECT_EQ(fileBytes(file), before);
     EXPECT_EQ(fs::last_write_time(file), modified);
+}
+
+TEST(SqliteRegistryStore, EnumerationFollowsTheUpperCasedNames) {
+    // The registry's order of subkeys; for values, which Windows keeps in the order
+    // of creation, the same. "_" sorts after the letters once they are upper-cased.
+    TempFolder root("order");
+    SqliteRegistryStore store(root.str());
+    const std::vector<std::string> names = {"aZ", "a_b", "Alpha", "alpha2", "ä", "B", "0"};
+    KeyHandle parent = 0;
+    ASSERT_EQ(store.createKey(Hive::CurrentUser, "Software\\Order", &parent), regerr::Success);
+    for (auto it = names.rbegin(); it != names.rend(); ++it) {
+        KeyHandle child = 0;
+        ASSERT_EQ(store.createKey(Hive::CurrentUser, "Software\\Order\\" + *it, &child), regerr::Success);
+        ASSERT_EQ(store.setValue(parent, *it, regtype::Dword, dword(1)), regerr::Success);
+    }
+    std::vector<std::string> keys;
+    std::vector<std::string> values;
+    std::string name;
+    for (std::uint32_t i = 0; store.enumKey(parent, i, &name) == regerr::Success; ++i)
+        keys.push_back(name);
+    for (std::uint32_t i = 0; store.enumValue(parent, i, &name, nullptr, nullptr) == regerr::Success; ++i)
+        values.push_back(name);
+    std::vector<std::string> expected = names;
+    std::sort(expected.begin(), expected.end(), [](std::string a, std::string b) {
+        for (std::string* s : {&a, &b})
+            std::transform(s->begin(), s->end(), s->begin(),
+                           [](char c) { return static_cast<char>(c >= 'a' && c <= 'z' ? c - 32 : c); });
+        return a < b;
+    });
+    ASSERT_EQ(expected.back(), "ä");  // its capital, like every letter beyond ASCII, sorts after ASCII
+    EXPECT_EQ(keys, expected);
+    EXPECT_EQ(values, expected);
 }
 
 TEST(SqliteRegistryStore, MissingHiveInAFolderThatCannotBeMade) {

@@ -1,0 +1,117 @@
+// What every command shares: help, and command lines that cannot run, which end
+// with one line on standard error, a non-zero exit and nothing touched.
+#include "ToolTesting.h"
+
+#include <QFileInfo>
+
+#include <gtest/gtest.h>
+
+namespace paramcor::test {
+namespace {
+
+TEST(ParamcorCommandLine, EveryCommandHasHelp) {
+    const QStringList commands = {"valore leggi",  "valore scrivi", "percorso",  "percorsi",         "traduci",
+                                  "chiave",        "lingua",        "misure",    "registro esporta", "registro importa",
+                                  "testi esporta", "testi importa", "testi crea"};
+    const Outcome overview = runTool({"--help"});
+    ASSERT_EQ(overview.code, 0) << overview;
+    EXPECT_TRUE(overview.err.isEmpty()) << overview;
+    for (const QString& command : commands) {
+        EXPECT_TRUE(overview.out.contains(u'\n' + QStringLiteral("  ") + command + u' ') ||
+                    overview.out.contains(u'\n' + QStringLiteral("  ") + command + u'\n'))
+            << command.toStdString();
+        // --help anywhere on the line, even with operands missing.
+        for (const QStringList& line :
+             {command.split(u' ') + QStringList{"--help"}, QStringList{"--help"} + command.split(u' ')}) {
+            const Outcome help = runTool(line);
+            EXPECT_EQ(help.code, 0) << help;
+            EXPECT_TRUE(help.out.startsWith(QStringLiteral("Usage: paramcor ") + command)) << help;
+            EXPECT_TRUE(help.out.contains(QStringLiteral("--registro DIR"))) << help;
+            EXPECT_TRUE(help.err.isEmpty()) << help;
+        }
+    }
+    for (const QString group : {"valore", "registro", "testi"}) {
+        const Outcome help = runTool({group, "--help"});
+        EXPECT_EQ(help.code, 0) << help;
+        EXPECT_TRUE(help.out.contains(u' ' + group + QStringLiteral(" "))) << help;
+    }
+    // The library's own description of the member a command runs.
+    EXPECT_TRUE(runTool({"valore", "leggi", "--help"}).out.contains(QStringLiteral("Legge un parametro")));
+}
+
+struct BadLine {
+    QStringList arguments;
+    int code;
+    const char* says;
+};
+
+void PrintTo(const BadLine& line, std::ostream* os) {
+    *os << line.arguments.join(u' ').toStdString();
+}
+
+class ParamcorBadCommandLine : public ::testing::TestWithParam<BadLine> {};
+
+TEST_P(ParamcorBadCommandLine, EndsWithOneLineAndTouchesNothing) {
+    const Workshop workshop;
+    const Outcome run = workshop.run(GetParam().arguments);
+    EXPECT_EQ(run.code, GetParam().code) << run;
+    EXPECT_TRUE(run.out.isEmpty()) << run;
+    ASSERT_EQ(run.errLines().size(), 1) << run;
+    EXPECT_TRUE(run.err.startsWith(QStringLiteral("paramcor: "))) << run;
+    EXPECT_TRUE(run.err.contains(QString::fromUtf8(GetParam().says))) << run;
+    // Not even the store's folder, nor the texts' delivery.
+    EXPECT_FALSE(QFileInfo::exists(workshop.registry())) << run;
+    EXPECT_FALSE(QFileInfo::exists(workshop.userTexts())) << run;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Lines, ParamcorBadCommandLine,
+    ::testing::Values(
+        BadLine{{}, 2, "no command"}, BadLine{{"nonsense"}, 2, "unknown command \"nonsense\""},
+        BadLine{{"valore"}, 2, "needs a subcommand"}, BadLine{{"valore", "cancella"}, 2, "\"valore cancella\""},
+        BadLine{{"percorso", "--xyz", "DXF"}, 2, "unknown option --xyz"},
+        BadLine{{"percorso", "--lingua", "2", "DXF"}, 2, "paramcor percorso has no option --lingua"},
+        BadLine{{"percorso"}, 2, "missing NOME"}, BadLine{{"percorso", "DXF", "DWG"}, 2, "too many arguments"},
+        BadLine{{"valore", "leggi", "Taglio"}, 2, "missing NOME TIPO"},
+        BadLine{{"valore", "leggi", "Taglio", "Giri", "Float"}, 2, "unknown type \"Float\""},
+        BadLine{{"valore", "scrivi", "Taglio", "Giri", "Long", "12x"}, 2, "\"12x\" is not a Long"},
+        BadLine{{"valore", "scrivi", "Taglio", "Giri", "Long", "2147483648"}, 2, "is not a Long"},
+        BadLine{{"valore", "scrivi", "Taglio", "Giri", "Integer", "40000"}, 2, "is not an Integer"},
+        BadLine{{"valore", "scrivi", "Taglio", "Giri", "Single", "2,5"}, 2, "is not a Single"},
+        BadLine{{"valore", "scrivi", "Taglio", "Giri", "Double", "nan"}, 2, "is not a Double"},
+        BadLine{{"valore", "scrivi", "Taglio", "Giri", "Double", ""}, 2, "is not a Double"},
+        BadLine{{"valore", "scrivi", "Taglio", "Giri", "Boolean", "forse"}, 2, "is not a Boolean"},
+        BadLine{{"valore", "leggi", "Taglio", "Giri", "Long", "tremila"}, 2, "is not a Long"},
+        BadLine{{"valore", "scrivi", "Taglio", "Giri", "Long"}, 2, "missing VALORE"},
+        BadLine{{"traduci", "--lingua", "0", "Conferma"}, 2, "--lingua must be a whole number from 1 to 15"},
+        BadLine{{"traduci", "Conferma", "--lingua"}, 2, "--lingua needs a value"},
+        BadLine{{"lingua", "16"}, 2, "from 1 to 15"}, BadLine{{"lingua", "due"}, 2, "not \"due\""},
+        BadLine{{"misure", "--lingua", "x"}, 2, "--lingua must be"},
+        BadLine{{"testi", "esporta", "x.po"}, 2, "needs --lingua"},
+        BadLine{{"testi", "esporta", "--lingua", "1", "x.po"}, 2, "from 2 to 15"},
+        BadLine{{"testi", "importa", "--lingua", "16", "x.po"}, 2, "from 2 to 15"},
+        BadLine{{"registro", "esporta", "HKEY_USERS\\S", "x.reg"}, 2, "is not a key"},
+        BadLine{{"registro", "esporta", "HKCU\\\\S", "x.reg"}, 2, "is not a key"},
+        BadLine{{"--registro", "elsewhere", "lingua"}, 2, "--registro is given twice"},
+        BadLine{{"percorsi", "--tutti=yes"}, 2, "--tutti takes no value"}));
+
+TEST(ParamcorCommandLine, AnInstallationThatIsNotThere) {
+    const Workshop workshop;
+    const Outcome missingFolder =
+        runTool({"--registro", workshop.registry(), "--installazione", workshop.path("nowhere"), "lingua"});
+    EXPECT_EQ(missingFolder.code, 1) << missingFolder;
+    EXPECT_EQ(missingFolder.errLines().size(), 1) << missingFolder;
+    EXPECT_TRUE(missingFolder.err.contains(QStringLiteral("nowhere"))) << missingFolder;
+
+    // A folder without ParamCor.txt: the library's own message, as a line.
+    const Outcome missingFile =
+        runTool({"--registro", workshop.registry(), "--installazione", workshop.folder(), "percorsi"});
+    EXPECT_EQ(missingFile.code, 1) << missingFile;
+    EXPECT_TRUE(missingFile.out.isEmpty()) << missingFile;
+    EXPECT_TRUE(missingFile.err.contains(QStringLiteral("ParamCor.txt"))) << missingFile;
+    for (const QString& line : missingFile.errLines())
+        EXPECT_TRUE(line.startsWith(QStringLiteral("paramcor: "))) << missingFile;
+}
+
+}  // namespace
+}  // namespace paramcor::test

@@ -1,0 +1,372 @@
+// testi esporta, importa and crea: the text database to and from translators' PO
+// files, all or nothing, and new databases in the suite's layout.
+#include "ToolTesting.h"
+
+#include <QDate>
+#include <QFile>
+#include <QFileInfo>
+
+#include <sqlite3.h>
+
+#include <gtest/gtest.h>
+
+namespace paramcor::test {
+namespace {
+
+// Columns of a row as textRows gives them.
+constexpr int kItalian = 2;
+constexpr int kModified = 18;
+constexpr int kTranslated = 19;
+constexpr int kCustomer = 20;
+
+QString poString(const QString& text) {
+    QString escaped = text;
+    escaped.replace(u'\\', QStringLiteral("\\\\"))
+        .replace(u'"', QStringLiteral("\\\""))
+        .replace(u'\n', QStringLiteral("\\n"));
+    return u'"' + escaped + u'"';
+}
+
+// An entry as libgettextpo writes a short one.
+QString entry(const QString& key, const QString& italian, const QString& translation) {
+    return QStringLiteral("msgctxt %1\nmsgid %2\nmsgstr %3\n")
+        .arg(poString(key), poString(italian), poString(translation));
+}
+
+bool isShort(const QString& text) {
+    return !text.isEmpty() && text.size() < 50 && !text.contains(u'"') && !text.contains(u'\\') &&
+           !text.contains(u'\n') && text != QLatin1String("<NULL>");
+}
+
+// The user's texts after the first command has delivered them.
+Rows deliveredTexts(const Workshop& workshop) {
+    EXPECT_EQ(workshop.run({"lingua"}).code, 0);
+    return textRows(workshop.userTexts());
+}
+
+// Keys of texts with a short Italian wording and a short translation in `column`.
+QStringList shortTexts(const Rows& rows, int column, int count) {
+    QStringList keys;
+    for (const auto& [key, row] : rows)
+        if (row[0] != QLatin1String("PARAM") && isShort(row[kItalian]) && isShort(row[column]) &&
+            keys.size() < count * 7)
+            keys << key;
+    QStringList spread;
+    for (int i = 0; i < count && !keys.isEmpty(); ++i)
+        spread << keys[(keys.size() - 1) * i / std::max(count - 1, 1)];
+    return spread;
+}
+
+TEST(ParamcorTextFiles, AnExportHoldsEveryTextOfTheLanguage) {
+    const Workshop workshop;
+    const Rows rows = deliveredTexts(workshop);
+    const QString file = workshop.path("english.po");
+    const Outcome run = workshop.run({"testi", "esporta", "--lingua", "2", file});
+    ASSERT_EQ(run.code, 0) << run;
+    EXPECT_TRUE(run.err.isEmpty()) << run;
+    const QString po = QString::fromUtf8(fileBytes(file));
+    EXPECT_TRUE(po.startsWith(QStringLiteral("msgid \"\"\nmsgstr \"\"\n"))) << po.left(300).toStdString();
+    EXPECT_TRUE(po.contains(QStringLiteral("\"Language: en\\n\"\n")));
+    EXPECT_TRUE(po.contains(QStringLiteral("\"Content-Type: text/plain; charset=UTF-8\\n\"\n")));
+
+    int texts = 0;
+    int translated = 0;
+    int checked = 0;
+    for (const auto& [key, row] : rows) {
+        if (row[0] == QLatin1String("PARAM"))
+            continue;
+        ++texts;
+        const QString english = row[3] == QLatin1String("<NULL>") ? QString() : row[3];
+        if (!english.isEmpty())
+            ++translated;
+        if (isShort(row[kItalian]) && (english.isEmpty() || isShort(english))) {
+            EXPECT_TRUE(po.contains(u'\n' + entry(key, row[kItalian], english))) << key.toStdString();
+            ++checked;
+        }
+    }
+    EXPECT_GT(checked, texts / 2);
+    EXPECT_EQ(po.count(QStringLiteral("\nmsgctxt ")), texts);
+    EXPECT_FALSE(po.contains(QStringLiteral("PARAM|")));
+    EXPECT_EQ(run.out, QStringLiteral("Exported %1 texts of Testo_02 (English) from %2 to %3, %4 of them translated\n")
+                           .arg(texts)
+                           .arg(workshop.userTexts(), file)
+                           .arg(translated));
+}
+
+TEST(ParamcorTextFiles, AnEditedFileChangesExactlyTheEditedRows) {
+    const Workshop workshop;
+    const Rows before = deliveredTexts(workshop);
+    const QString file = workshop.path("deutsch.po");
+    ASSERT_EQ(workshop.run({"testi", "esporta", "--lingua", "3", file}).code, 0);
+    QString po = QString::fromUtf8(fileBytes(file));
+
+    // A translator changes three translations; marks a fourth change as unsure
+    // (fuzzy), which is left out; a fifth entry translates a wording the texts no
+    // longer have.
+    const QStringList keys = shortTexts(before, 4, 5);
+    ASSERT_EQ(keys.size(), 5);
+    std::map<QString, QString> edited;
+    for (int i = 0; i < 5; ++i) {
+        const QStringList& row = before.at(keys[i]);
+        const QString old = entry(keys[i], row[kItalian], row[4]);
+        ASSERT_TRUE(po.contains(old)) << keys[i].toStdString();
+        const QString changed = row[4] + QStringLiteral(" (überarbeitet)");
+        if (i < 3) {
+            po.replace(old, entry(keys[i], row[kItalian], changed));
+            edited[keys[i]] = changed;
+        } else if (i == 3) {
+            po.replace(old, QStringLiteral("#, fuzzy\n") + entry(keys[i], row[kItalian], changed));
+        } else {
+            po.replace(old, entry(keys[i], row[kItalian] + QStringLiteral(" vecchia"), changed));
+        }
+    }
+    writeFile(file, po.toUtf8());
+
+    const Outcome run = workshop.run({"testi", "importa", file});
+    ASSERT_EQ(run.code, 0) << run;
+    EXPECT_TRUE(
+        run.out.contains(QStringLiteral("into Testo_03 (Deutsch) of %1: 3 texts changed").arg(workshop.userTexts())))
+        << run;
+    EXPECT_TRUE(run.out.contains(QStringLiteral(", 1 fuzzy left out"))) << run;
+    EXPECT_EQ(run.errLines().size(), 1) << run;
+    EXPECT_TRUE(run.err.contains(QStringLiteral("1 texts of the file translate an Italian wording that has changed")))
+        << run;
+
+    const Rows after = textRows(workshop.userTexts());
+    ASSERT_EQ(after.size(), before.size());
+    const QString today = QDate::currentDate().toString(QStringLiteral("yyyyMMdd"));
+    for (const auto& [key, row] : before) {
+        const QStringList& now = after.at(key);
+        const auto it = edited.find(key);
+        if (it == edited.end()) {
+            EXPECT_EQ(now, row) << key.toStdString();
+            continue;
+        }
+        QStringList expected = row;
+        expected[4] = it->second;
+        expected[kModified] = today;
+        expected[kTranslated][2] = u'T';
+        expected[kCustomer] = QStringLiteral("1");  // the customer's correction: deliveries keep it
+        EXPECT_EQ(now, expected) << key.toStdString();
+    }
+
+    // The same file again changes nothing.
+    const Outcome again = workshop.run({"testi", "importa", file});
+    EXPECT_TRUE(again.out.contains(QStringLiteral(": 0 texts changed"))) << again;
+    EXPECT_EQ(textRows(workshop.userTexts()), after);
+}
+
+TEST(ParamcorTextFiles, AFileBeingPreparedForDeliveryStaysTheMakers) {
+    const Workshop workshop;
+    const QString delivery = workshop.path("CvlTrad.mdb");
+    ASSERT_TRUE(QFile::copy(QStringLiteral(CVLPARAMCOR_SAMPLES) + QStringLiteral("/Testi/CvlTrad.mdb"), delivery));
+    QFile::setPermissions(delivery, QFile::ReadOwner | QFile::WriteOwner);
+    const Rows before = textRows(delivery);
+    const QString key = shortTexts(before, 6, 1).front();
+    const QStringList& row = before.at(key);
+
+    const QString file = workshop.path("espanol.po");
+    writeFile(file, (QStringLiteral("msgid \"\"\nmsgstr \"\"\n\"Content-Type: text/plain; charset=UTF-8\\n\"\n"
+                                    "\"Language: es_ES\\n\"\n\n") +
+                     entry(key, row[kItalian], QStringLiteral("Nuevo")))
+                        .toUtf8());
+    const Outcome run = workshop.run({"testi", "importa", "--file", delivery, file});
+    ASSERT_EQ(run.code, 0) << run;
+    EXPECT_TRUE(run.out.contains(QStringLiteral("Testo_05 (Español)"))) << run;
+    const Rows after = textRows(delivery);
+    EXPECT_EQ(after.at(key)[6], QStringLiteral("Nuevo"));
+    EXPECT_EQ(after.at(key)[kCustomer], row[kCustomer]);
+    // No installation was needed, and none was touched.
+    EXPECT_FALSE(QFileInfo::exists(workshop.userTexts()));
+}
+
+TEST(ParamcorTextFiles, TheLanguageComesFromTheFileOrTheCommandLine) {
+    const Workshop workshop;
+    const Rows before = deliveredTexts(workshop);
+    const QString key = shortTexts(before, 5, 1).front();
+    const QStringList& row = before.at(key);
+    const QString body = entry(key, row[kItalian], QStringLiteral("Otra"));
+    const struct {
+        QString header;
+        QStringList options;
+        int language;
+    } cases[] = {
+        {"\"X-CVLParamcor-Lingua: 5\\n\"\n", {}, 5},
+        {"\"Language: fr\\n\"\n", {}, 4},
+        {"\"Language: fr\\n\"\n", {"--lingua", "7"}, 7},
+    };
+    for (const auto& c : cases) {
+        const QString file = workshop.path("lingua.po");
+        writeFile(file, (QStringLiteral("msgid \"\"\nmsgstr \"\"\n\"Content-Type: text/plain; charset=UTF-8\\n\"\n") +
+                         c.header + u'\n' + body)
+                            .toUtf8());
+        const Outcome run = workshop.run(QStringList{"testi", "importa", file} + c.options);
+        ASSERT_EQ(run.code, 0) << run;
+        EXPECT_EQ(textRows(workshop.userTexts()).at(key)[c.language + 1], QStringLiteral("Otra")) << run;
+    }
+}
+
+struct BadPo {
+    const char* label;
+    QByteArray bytes;  // "@ENTRY@" stands for a good entry of the texts
+    QString says;
+};
+
+void PrintTo(const BadPo& bad, std::ostream* os) {
+    *os << bad.label;
+}
+
+const QByteArray kHeader =
+    "msgid \"\"\nmsgstr \"\"\n\"Content-Type: text/plain; charset=UTF-8\\n\"\n\"Language: en\\n\"\n\n";
+
+class ParamcorBadPoFile : public ::testing::TestWithParam<BadPo> {};
+
+TEST_P(ParamcorBadPoFile, IsRefusedAndNothingIsImported) {
+    const Workshop workshop;
+    const Rows before = deliveredTexts(workshop);
+    // A good change first: the fault further on must keep it out too.
+    const QString key = shortTexts(before, 3, 1).front();
+    QByteArray bytes = GetParam().bytes;
+    bytes.replace("@ENTRY@", entry(key, before.at(key)[kItalian], QStringLiteral("Changed")).toUtf8());
+    const QString file = workshop.path("guasto.po");
+    writeFile(file, bytes);
+
+    const Outcome run = workshop.run({"testi", "importa", file});
+    EXPECT_EQ(run.code, 1) << run;
+    EXPECT_TRUE(run.out.isEmpty()) << run;
+    ASSERT_EQ(run.errLines().size(), 1) << run;
+    EXPECT_TRUE(run.err.startsWith(QStringLiteral("paramcor: ") + file)) << run;
+    EXPECT_TRUE(run.err.contains(GetParam().says)) << run;
+    EXPECT_TRUE(run.err.contains(QStringLiteral("nothing was imported"))) << run;
+    EXPECT_EQ(textRows(workshop.userTexts()), before);
+}
+
+QByteArray utf16le(const QByteArray& utf8Text) {
+    QByteArray bytes("\xFF\xFE", 2);
+    for (const QChar c : QString::fromUtf8(utf8Text)) {
+        bytes.append(static_cast<char>(c.unicode() & 0xFF));
+        bytes.append(static_cast<char>(c.unicode() >> 8));
+    }
+    return bytes;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Faults, ParamcorBadPoFile,
+    ::testing::Values(
+        BadPo{"Garbage", kHeader + "@ENTRY@\nthis is not a PO file\n", ":10: "},
+        BadPo{"CutInAString", kHeader + "@ENTRY@\nmsgctxt \"X|1\"\nmsgid \"Ciao\"\nmsgstr \"Hel",
+              ":12: end-of-file within string"},
+        BadPo{"NoTranslation", kHeader + "@ENTRY@\nmsgctxt \"X|1\"\nmsgid \"Ciao\"\n", ":11: missing 'msgstr' section"},
+        BadPo{"Twice", kHeader + "@ENTRY@\n@ENTRY@", ":11: duplicate message definition"},
+        BadPo{"NotUtf8", kHeader + "@ENTRY@\nmsgctxt \"X|1\"\nmsgid \"Perch\xE9\"\nmsgstr \"Why\"\n",
+              ":11: invalid multibyte sequence"},
+        BadPo{
+            "Latin1",
+            QByteArray("msgid \"\"\nmsgstr \"\"\n\"Content-Type: text/plain; charset=ISO-8859-1\\n\"\n\n") + "@ENTRY@",
+            "is written in ISO-8859-1"},
+        BadPo{"Utf16", utf16le(kHeader + "@ENTRY@"), "is UTF-16 text"},
+        BadPo{"NoKey", kHeader + "@ENTRY@\nmsgid \"Ciao\"\nmsgstr \"Hello\"\n", "\"Ciao\" has no key"},
+        BadPo{"KeyWithoutBar", kHeader + "@ENTRY@\nmsgctxt \"X\"\nmsgid \"Ciao\"\nmsgstr \"Hello\"\n",
+              "\"Ciao\" has no key"},
+        BadPo{"Plural",
+              kHeader + "@ENTRY@\nmsgctxt \"X|1\"\nmsgid \"lastra\"\nmsgid_plural \"lastre\"\n"
+                        "msgstr[0] \"slab\"\nmsgstr[1] \"slabs\"\n",
+              "\"lastra\" has plural forms"},
+        BadPo{"NoLanguage", "msgid \"\"\nmsgstr \"\"\n\"Content-Type: text/plain; charset=UTF-8\\n\"\n\n@ENTRY@",
+              "does not say which language it holds"}),
+    [](const auto& info) { return std::string(info.param.label); });
+
+TEST(ParamcorTextFiles, HugeMissingAndZeroFilledFilesAreRefused) {
+    const Workshop workshop;
+    const Rows before = deliveredTexts(workshop);
+    const QString huge = workshop.path("enorme.po");
+    {
+        QFile file(huge);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        ASSERT_TRUE(file.resize(65 * 1024 * 1024));
+    }
+    const QString zeros = workshop.path("zeri.po");
+    writeFile(zeros, QByteArray(100, '\0'));
+    const struct {
+        QString file;
+        const char* says;
+    } cases[] = {{huge, "too large"}, {workshop.path("mancante.po"), "no such file"}, {zeros, "unexpected encoding"}};
+    for (const auto& c : cases) {
+        const Outcome run = workshop.run({"testi", "importa", "--lingua", "2", c.file});
+        EXPECT_EQ(run.code, 1) << run;
+        EXPECT_EQ(run.errLines().size(), 1) << run;
+        EXPECT_TRUE(run.err.contains(QString::fromUtf8(c.says))) << run;
+    }
+    EXPECT_EQ(textRows(workshop.userTexts()), before);
+
+    // Exports that cannot be made leave no file.
+    for (const QStringList& line : {QStringList{"--file", workshop.path("nessuno.mdb"), workshop.path("a.po")},
+                                    QStringList{workshop.path("no/such/folder/b.po")}}) {
+        const Outcome run = workshop.run(QStringList{"testi", "esporta", "--lingua", "2"} + line);
+        EXPECT_EQ(run.code, 1) << run;
+        EXPECT_EQ(run.errLines().size(), 1) << run;
+        EXPECT_FALSE(QFileInfo::exists(line.last())) << run;
+    }
+}
+
+QStringList column(sqlite3* db, const char* sql) {
+    QStringList values;
+    sqlite3_stmt* statement = nullptr;
+    EXPECT_EQ(sqlite3_prepare_v2(db, sql, -1, &statement, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
+    while (statement && sqlite3_step(statement) == SQLITE_ROW) {
+        const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, 0));
+        values << QString::fromUtf8(text ? text : "");
+    }
+    sqlite3_finalize(statement);
+    return values;
+}
+
+TEST(ParamcorTextFiles, ANewDatabaseHasTheSuitesLayout) {
+    const Workshop workshop;
+    const QString file = workshop.path("CvlTrad.mdb");
+    const Outcome run = workshop.run({"testi", "crea", file});
+    ASSERT_EQ(run.code, 0) << run;
+    EXPECT_TRUE(run.err.isEmpty()) << run;
+
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open_v2(QFile::encodeName(file).constData(), &db, SQLITE_OPEN_READONLY, nullptr), SQLITE_OK);
+    QStringList expected = {"Programma", "Progressivo", "TESTO_01"};
+    for (int n = 2; n <= 15; ++n)
+        expected << QStringLiteral("Testo_%1").arg(n, 2, 10, QLatin1Char('0'));
+    expected << "DataCreazione"
+             << "DataModifica"
+             << "Tradotti"
+             << "ModificatoDalCliente"
+             << "Commento"
+             << "ChiaviRicerca";
+    EXPECT_EQ(column(db, "SELECT name FROM pragma_table_info('Testi') ORDER BY cid"), expected);
+    EXPECT_EQ(column(db, "SELECT count(*) FROM Testi"), QStringList{"0"});
+    EXPECT_EQ(column(db, "SELECT Versione FROM Versione"), QStringList{"6.0.0"});
+    EXPECT_EQ(column(db, "SELECT name || ' ' || \"unique\" FROM pragma_index_list('Testi') ORDER BY name"),
+              (QStringList{"TestiK1 1", "TestiK2 0"}));
+    EXPECT_EQ(column(db, "SELECT name || ' ' || coll FROM pragma_index_xinfo('TestiK1') WHERE key ORDER BY seqno"),
+              (QStringList{"Programma NOCASE", "Progressivo NOCASE"}));
+    EXPECT_EQ(column(db, "SELECT name || ' ' || coll FROM pragma_index_xinfo('TestiK2') WHERE key"),
+              QStringList{"TESTO_01 NOCASE"});
+    sqlite3_close(db);
+    EXPECT_TRUE(QFileInfo(file).permissions() & QFile::ReadOther);
+
+    // Delivered to the installation, it is merged like any delivery.
+    const QString delivered = workshop.installation() + QStringLiteral("/Testi/CvlTrad.mdb");
+    ASSERT_TRUE(QFile::remove(delivered));
+    ASSERT_TRUE(QFile::copy(file, delivered));
+    EXPECT_EQ(workshop.run({"lingua"}).code, 0);
+    EXPECT_EQ(textRows(workshop.userTexts()).size(), 5u);  // the unit rows alone
+
+    // It is never made over an existing file, nor without its folder.
+    const QByteArray kept = fileBytes(file);
+    for (const QString& target : {file, workshop.path("no/such/folder/x.mdb")}) {
+        const Outcome refused = workshop.run({"testi", "crea", target});
+        EXPECT_EQ(refused.code, 1) << refused;
+        EXPECT_EQ(refused.errLines().size(), 1) << refused;
+    }
+    EXPECT_EQ(fileBytes(file), kept);
+}
+
+}  // namespace
+}  // namespace paramcor::test

@@ -1,0 +1,99 @@
+// The tool as its users run it: a process with arguments, on an installation and a
+// registry store of its own in a temporary folder.
+#pragma once
+
+#include <CVLParamcor/RegistryStore.h>
+#include <CVLParamcor/SqliteRegistryStore.h>
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+#include <QVariant>
+
+#include <cstdint>
+#include <map>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace paramcor::test {
+
+struct Outcome {
+    int code = -1;
+    QString out;
+    QString err;
+
+    QStringList errLines() const;
+};
+
+// Readable failures: what the tool said.
+std::ostream& operator<<(std::ostream& os, const Outcome& run);
+
+// Runs the built tool with exactly these arguments.
+Outcome runTool(const QStringList& arguments);
+
+// A workshop: the installation (ParamCor.txt and, delivered, the sample texts) and
+// the registry store, in a temporary folder.
+class Workshop {
+public:
+    // The sample installation, or one with this installation file.
+    explicit Workshop(const QByteArray& installationFile = QByteArray());
+
+    QString folder() const { return dir_.path(); }
+    QString installation() const { return dir_.path() + QStringLiteral("/CVL"); }
+    QString registry() const { return dir_.path() + QStringLiteral("/registry"); }
+    QString userTexts() const { return installation() + QStringLiteral("/Testi/CvlTradU.mdb"); }
+    QString path(const QString& name) const { return dir_.path() + u'/' + name; }
+
+    // The tool on this installation and store.
+    Outcome run(const QStringList& arguments) const;
+
+    // A store on the same files, as another program would open it.
+    SqliteRegistryStore store() const { return SqliteRegistryStore(registry().toStdString()); }
+
+private:
+    QTemporaryDir dir_;
+};
+
+// A key and all below it, as a store enumerates it: key path -> value name ->
+// type and bytes, names as the store spells them.
+struct StoredValue {
+    std::uint32_t type = 0;
+    std::vector<std::uint8_t> data;
+    bool operator==(const StoredValue&) const = default;
+};
+using Dump = std::map<std::string, std::map<std::string, StoredValue>>;
+Dump dump(RegistryStore& store, Hive hive, const std::string& path);
+
+// A value as the store keeps it; found false when key or value is missing.
+struct Found {
+    bool found = false;
+    StoredValue value;
+};
+Found storedValue(RegistryStore& store, Hive hive, const std::string& path, const std::string& name);
+
+void setValue(RegistryStore& store, Hive hive, const std::string& path, const std::string& name, std::uint32_t type,
+              const std::vector<std::uint8_t>& data);
+
+std::vector<std::uint8_t> bytesOf(const QByteArray& bytes);
+std::vector<std::uint8_t> utf8(const QString& text);
+QByteArray fileBytes(const QString& path);
+void writeFile(const QString& path, const QByteArray& bytes);
+
+// Windows' own form of a text file: UTF-16LE with its byte-order mark and CR LF.
+QByteArray windowsText(const QString& lf);
+
+// Every row of table Testi, all columns as text, ordered by key.
+using Rows = std::map<QString, QStringList>;
+Rows textRows(const QString& database);
+// Runs SQL with bound texts on a database.
+void execSql(const QString& database, const QString& sql, const QStringList& values = {});
+
+}  // namespace paramcor::test
+
+QT_BEGIN_NAMESPACE
+inline void PrintTo(const QString& text, std::ostream* os) {
+    *os << '"' << text.toStdString() << '"';
+}
+QT_END_NAMESPACE

@@ -1,0 +1,250 @@
+// valore leggi and scrivi: typed parameters as the programs of the suite keep them;
+// percorso and percorsi: the folders as the library resolves them.
+#include "ToolTesting.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <gtest/gtest.h>
+
+#include <charconv>
+#include <cstring>
+
+namespace paramcor::test {
+namespace {
+
+const std::string kLama = "SOFTWARE\\Corvel\\Taglio\\Lama";
+
+template <class Number>
+std::vector<std::uint8_t> littleEndian(Number value) {
+    std::vector<std::uint8_t> bytes(sizeof value);
+    std::memcpy(bytes.data(), &value, sizeof value);  // the tests run on little-endian machines, as the suite
+    return bytes;
+}
+
+template <class Number>
+QString shortest(Number value) {
+    char buffer[64];
+    const auto end = std::to_chars(buffer, buffer + sizeof buffer, value).ptr;
+    return QString::fromLatin1(buffer, end - buffer);
+}
+
+// A Double is read back as a Single made from its low four bytes.
+QString doubleReadBack(double value) {
+    float low = 0;
+    std::memcpy(&low, &value, sizeof low);
+    return shortest(low);
+}
+
+struct Typed {
+    const char* type;
+    QString written;
+    std::uint32_t storedType;
+    std::vector<std::uint8_t> stored;
+    QString readBack;
+};
+
+void PrintTo(const Typed& typed, std::ostream* os) {
+    *os << typed.type << ' ' << typed.written.toStdString();
+}
+
+class ParamcorTypedValue : public ::testing::TestWithParam<Typed> {};
+
+TEST_P(ParamcorTypedValue, WrittenAndReadBackAsTheSuiteKeepsIt) {
+    const Typed& t = GetParam();
+    const Workshop workshop;
+    const Outcome written =
+        workshop.run({"valore", "scrivi", "--sezione", "Lama", "Taglio", "Valore", t.type, t.written});
+    ASSERT_EQ(written.code, 0) << written;
+    EXPECT_TRUE(written.out.startsWith(QStringLiteral("HKEY_CURRENT_USER\\SOFTWARE\\Corvel\\Taglio\\Lama: Valore = ")))
+        << written;
+    EXPECT_TRUE(written.err.isEmpty()) << written;
+
+    auto store = workshop.store();
+    const Found found = storedValue(store, Hive::CurrentUser, kLama, "Valore");
+    ASSERT_TRUE(found.found);
+    EXPECT_EQ(found.value.type, t.storedType);
+    EXPECT_EQ(found.value.data, t.stored);
+
+    const Outcome read = workshop.run({"valore", "leggi", "Taglio", "Valore", t.type, "--sezione", "Lama"});
+    EXPECT_EQ(read.code, 0) << read;
+    EXPECT_EQ(read.out, t.readBack + u'\n') << read;
+    EXPECT_TRUE(read.err.isEmpty()) << read;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Types, ParamcorTypedValue,
+    ::testing::Values(Typed{"Integer", "-1234", 3, littleEndian<short>(-1234), "-1234"},
+                      Typed{"integer", "32767", 3, littleEndian<short>(32767), "32767"},
+                      Typed{"Long", "3000", 4, littleEndian<int>(3000), "3000"},
+                      Typed{"LONG", "-7", 4, littleEndian<int>(-7), "-7"},
+                      Typed{"Single", "2.5", 4, littleEndian<float>(2.5f), "2.5"},
+                      Typed{"Single", "0.1", 4, littleEndian<float>(0.1f), shortest(0.1f)},
+                      Typed{"Single", "-1e-3", 4, littleEndian<float>(-1e-3f), shortest(-1e-3f)},
+                      Typed{"Double", "3000.5", 3, littleEndian<double>(3000.5), doubleReadBack(3000.5)},
+                      Typed{"Double", "0.1", 3, littleEndian<double>(0.1), doubleReadBack(0.1)},
+                      Typed{"String", "Marmo di Carrara, \"più\" bello\\", 1,
+                            utf8(QStringLiteral("Marmo di Carrara, \"più\" bello\\")),
+                            QStringLiteral("Marmo di Carrara, \"più\" bello\\")},
+                      Typed{"String", QString(255, u'é'), 1, utf8(QString(255, u'é')), QString(255, u'é')},
+                      Typed{"Boolean", "True", 3, {1}, "True"}, Typed{"Boolean", "false", 3, {0}, "False"},
+                      Typed{"Boolean", "1", 3, {1}, "True"}));
+
+TEST(ParamcorValue, AMissingValueIsStoredWithItsDefaultOnly) {
+    const Workshop workshop;
+    // Without a default the type's zero, and nothing stored.
+    const Outcome zero = workshop.run({"valore", "leggi", "Taglio", "Giri", "Long"});
+    EXPECT_EQ(zero.code, 0) << zero;
+    EXPECT_EQ(zero.out, QStringLiteral("0\n"));
+    auto store = workshop.store();
+    EXPECT_FALSE(storedValue(store, Hive::CurrentUser, "SOFTWARE\\Corvel\\Taglio", "Giri").found);
+
+    const Outcome first = workshop.run({"valore", "leggi", "Taglio", "Giri", "Long", "3000"});
+    EXPECT_EQ(first.out, QStringLiteral("3000\n")) << first;
+    const Found stored = storedValue(store, Hive::CurrentUser, "SOFTWARE\\Corvel\\Taglio", "Giri");
+    ASSERT_TRUE(stored.found);
+    EXPECT_EQ(stored.value.data, littleEndian<int>(3000));
+    const Outcome second = workshop.run({"valore", "leggi", "Taglio", "Giri", "Long", "1200"});
+    EXPECT_EQ(second.out, QStringLiteral("3000\n")) << second;
+}
+
+TEST(ParamcorValue, WhatTheLibraryRefusesIsAnError) {
+    const Workshop workshop;
+    ASSERT_EQ(workshop.run({"valore", "scrivi", "Taglio", "Passate", "Integer", "3"}).code, 0);
+    auto store = workshop.store();
+    const Found before = storedValue(store, Hive::CurrentUser, "SOFTWARE\\Corvel\\Taglio", "Passate");
+
+    // The suite's rules: an Integer is no Long, and strings have at most 255 characters.
+    const Outcome mismatch = workshop.run({"valore", "leggi", "Taglio", "Passate", "Long", "5"});
+    EXPECT_EQ(mismatch.code, 1) << mismatch;
+    EXPECT_TRUE(mismatch.out.isEmpty()) << mismatch;
+    EXPECT_TRUE(mismatch.err.contains(QStringLiteral("type mismatch"))) << mismatch;
+    EXPECT_EQ(mismatch.errLines().size(), 1) << mismatch;
+
+    const Outcome tooLong = workshop.run({"valore", "scrivi", "Taglio", "Nota", "String", QString(256, u'x')});
+    EXPECT_EQ(tooLong.code, 1) << tooLong;
+    EXPECT_TRUE(tooLong.err.contains(QStringLiteral("255"))) << tooLong;
+
+    const Found after = storedValue(store, Hive::CurrentUser, "SOFTWARE\\Corvel\\Taglio", "Passate");
+    EXPECT_EQ(after.value, before.value);
+    EXPECT_FALSE(storedValue(store, Hive::CurrentUser, "SOFTWARE\\Corvel\\Taglio", "Nota").found);
+}
+
+TEST(ParamcorValue, MachineStoreAndSections) {
+    const Workshop workshop;
+    ASSERT_EQ(workshop.run({"valore", "scrivi", "--macchina", "Magazzino", "Lastre", "Long", "12"}).code, 0);
+    ASSERT_EQ(workshop.run({"valore", "scrivi", "--sezione", "Lama", "Magazzino", "Lastre", "Long", "34"}).code, 0);
+    auto store = workshop.store();
+    EXPECT_EQ(storedValue(store, Hive::LocalMachine, "SOFTWARE\\Corvel\\Magazzino", "Lastre").value.data,
+              littleEndian<int>(12));
+    EXPECT_EQ(storedValue(store, Hive::CurrentUser, "SOFTWARE\\Corvel\\Magazzino\\Lama", "Lastre").value.data,
+              littleEndian<int>(34));
+    EXPECT_FALSE(storedValue(store, Hive::CurrentUser, "SOFTWARE\\Corvel\\Magazzino", "Lastre").found);
+    EXPECT_EQ(workshop.run({"valore", "leggi", "Magazzino", "Lastre", "Long", "--macchina"}).out,
+              QStringLiteral("12\n"));
+    EXPECT_EQ(workshop.run({"valore", "leggi", "Magazzino", "Lastre", "Long"}).out, QStringLiteral("0\n"));
+}
+
+TEST(ParamcorValue, AStoreThatMayNotBeWrittenIsAnError) {
+    const Workshop workshop;
+    ASSERT_EQ(workshop.run({"valore", "scrivi", "--macchina", "Magazzino", "Lastre", "Long", "12"}).code, 0);
+    const QString machine = workshop.registry() + QStringLiteral("/HKEY_LOCAL_MACHINE.db");
+    ASSERT_TRUE(QFile::exists(machine));
+    ASSERT_TRUE(QFile::setPermissions(machine, QFile::ReadOwner | QFile::ReadGroup | QFile::ReadOther));
+
+    // The library drops such a write without a word, as the registry does for a user
+    // without rights; the tool says it.
+    const Outcome refused = workshop.run({"valore", "scrivi", "--macchina", "Magazzino", "Lastre", "Long", "99"});
+    EXPECT_EQ(refused.code, 1) << refused;
+    EXPECT_TRUE(refused.out.isEmpty()) << refused;
+    EXPECT_TRUE(
+        refused.err.contains(QStringLiteral("HKEY_LOCAL_MACHINE\\SOFTWARE\\Corvel\\Magazzino cannot be written")))
+        << refused;
+    auto store = workshop.store();
+    EXPECT_EQ(storedValue(store, Hive::LocalMachine, "SOFTWARE\\Corvel\\Magazzino", "Lastre").value.data,
+              littleEndian<int>(12));
+    EXPECT_EQ(workshop.run({"valore", "scrivi", "Magazzino", "Lastre", "Long", "99"}).code, 0);
+}
+
+const QByteArray kFolders =
+    "REGISTRYROOT = Prova\r\n"
+    "FOLDERS = 4\r\n"
+    "FOLDER1 = Testi,    <PROGRAM>Testi,     TESTI\r\n"
+    "FOLDER2 = Disegni,  <WINCOR>\\Disegni,  DISEGNI\r\n"
+    "FOLDER3 = DXF,      <Disegni>\\Dxf\r\n"
+    "FOLDER4 = Archivio, /srv/archivio,      ARCHIVIO\r\n";
+
+TEST(ParamcorFolders, OneFolderByAnyOfItsNames) {
+    const Workshop workshop(kFolders);
+    // The suite's root is "Wincor" in the library's folder; the defaults build on it.
+    const QString root = QDir(workshop.installation()).absolutePath() + QStringLiteral("/Wincor/");
+    const struct {
+        QString name;
+        QString expected;
+    } cases[] = {
+        {"DXF", root + "Disegni/Dxf/"},
+        {" dxf ", root + "Disegni/Dxf/"},
+        {"PercorsoDxf", root + "Disegni/Dxf/"},
+        {"Disegni", root + "Disegni/"},
+        {"Archivio", "/srv/archivio/"},
+        {"Wincor", root},
+        {"TESTI", QDir(workshop.installation()).absolutePath() + "/Testi/"},
+    };
+    for (const auto& c : cases) {
+        const Outcome run = workshop.run({"percorso", c.name});
+        EXPECT_EQ(run.code, 0) << run;
+        EXPECT_EQ(run.out, c.expected + u'\n') << c.name.toStdString();
+        EXPECT_TRUE(run.err.isEmpty()) << run;
+    }
+
+    const Outcome unknown = workshop.run({"percorso", "Dwg"});
+    EXPECT_EQ(unknown.code, 1) << unknown;
+    EXPECT_TRUE(unknown.out.isEmpty()) << unknown;
+    EXPECT_EQ(unknown.errLines(),
+              QStringList{QStringLiteral(
+                  "paramcor: the installation declares no folder \"Dwg\" (paramcor percorsi lists them)")});
+
+    // A location stored by hand, with Windows' separators, as the folder editor would.
+    ASSERT_EQ(workshop.run({"valore", "scrivi", "", "PercorsoDXF", "String", "/srv/lavori\\dxf"}).code, 0);
+    EXPECT_EQ(workshop.run({"percorso", "DXF"}).out, QStringLiteral("/srv/lavori/dxf/\n"));
+}
+
+TEST(ParamcorFolders, TheTableListsEveryDeclaredFolder) {
+    const Workshop workshop(kFolders);
+    const Outcome table = workshop.run({"percorsi"});
+    ASSERT_EQ(table.code, 0) << table;
+    EXPECT_TRUE(table.err.isEmpty()) << table;
+    const QStringList lines = table.out.split(u'\n', Qt::SkipEmptyParts);
+    ASSERT_GE(lines.size(), 2);
+    EXPECT_EQ(lines[0].split(u' ', Qt::SkipEmptyParts), (QStringList{"Nome", "Default", "Percorso", "Rif"}));
+    const struct {
+        QString name;
+        QString declared;
+        QString reference;
+    } rows[] = {{"Wincor", "", ""},
+                {"Testi", "<PROGRAM>Testi", "TESTI"},
+                {"Disegni", "<WINCOR>\\Disegni", "DISEGNI"},
+                {"DXF", "<Disegni>\\Dxf", ""},
+                {"Archivio", "/srv/archivio", "ARCHIVIO"}};
+    ASSERT_EQ(lines.size(), 2 + static_cast<qsizetype>(std::size(rows))) << table;
+    for (std::size_t i = 0; i < std::size(rows); ++i) {
+        const QStringList cells = lines[2 + i].split(u' ', Qt::SkipEmptyParts);
+        const QString current = workshop.run({"percorso", rows[i].name}).out.trimmed();
+        QStringList expected{rows[i].name};
+        for (const QString& cell : {rows[i].declared, current, rows[i].reference})
+            if (!cell.isEmpty())
+                expected << cell;
+        if (rows[i].name == QLatin1String("Wincor"))
+            expected = QStringList{rows[i].name, current, current};  // declared by the library: its default
+        EXPECT_EQ(cells, expected) << table;
+    }
+    EXPECT_FALSE(table.out.contains(QStringLiteral("Custom1")));
+
+    const Outcome all = workshop.run({"percorsi", "--tutti"});
+    EXPECT_EQ(all.code, 0) << all;
+    for (int k = 1; k <= 9; ++k)
+        EXPECT_TRUE(all.out.contains(QStringLiteral("\nCustom%1 ").arg(k))) << all;
+}
+
+}  // namespace
+}  // namespace paramcor::test

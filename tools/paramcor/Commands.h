@@ -1,0 +1,31 @@
+// The subcommands of paramcor, each in the file of its subject.
+#pragma once
+
+#include "CommandLine.h"
+
+namespace paramcor::tool {
+
+// ValueCommands.cpp
+int readValue(Session& session, const Arguments& arguments, const QStringList& operands);
+int writeValue(Session& session, const Arguments& arguments, const QStringList& operands);
+
+// FolderCommands.cpp
+int showFolder(Session& session, const Arguments& arguments, const QStringList& operands);
+int listFolders(Session& session, const Arguments& arguments, const QStringList& operands);
+
+// LanguageCommands.cpp
+int translate(Session& session, const Arguments& arguments, const QStringList& operands);
+int translateKey(Session& session, const Arguments& arguments, const QStringList& operands);
+int language(Session& session, const Arguments& arguments, const QStringList& operands);
+int units(Session& session, const Arguments& arguments, const QStringList& operands);
+
+// RegistryCommands.cpp
+int exportRegistry(Session& session, const Arguments& arguments, const QStringList& operands);
+int importRegistry(Session& session, const Arguments& arguments, const QStringList& operands);
+
+// TextCommands.cpp
+int exportTexts(Session& session, const Arguments& arguments, const QStringList& operands);
+int importTexts(Session& session, const Arguments& arguments, const QStringList& operands);
+int createTexts(Session& session, const Arguments& arguments, const QStringList& operands);
+
+}  // namespace paramcor::tool

@@ -1,0 +1,131 @@
+// traduci, chiave, lingua, misure: the texts and units as a program of the suite
+// sees them in its language.
+#include "Commands.h"
+#include "Session.h"
+#include "TextFile.h"
+
+namespace paramcor::tool {
+namespace {
+
+void applyLanguageOption(Session& session, const Arguments& arguments) {
+    if (arguments.has(QStringLiteral("lingua")))
+        session.overrideLanguage(static_cast<short>(
+            parseNumber(arguments.value(QStringLiteral("lingua")), 1, kLanguages, QStringLiteral("--lingua"))));
+}
+
+struct UnitRow {
+    const char* key;
+    const char* label;
+};
+
+constexpr UnitRow kUnitRows[] = {
+    {"01_SYS", "System"}, {"02_VAL", "Currency"}, {"03_LIN", "Length"}, {"04_SUP", "Area"}, {"05_VOL", "Weight"},
+};
+
+QString systemName(const QString& code) {
+    // The programs take the code's numeric value.
+    bool ok = false;
+    const int number = code.trimmed().toInt(&ok);
+    if (!ok)
+        return QStringLiteral("unknown (\"%1\")").arg(code);
+    switch (number) {
+        case 0:
+            return QStringLiteral("0, metric decimal (mm, mm², mm³ inside)");
+        case 1:
+            return QStringLiteral("1, Anglo-Saxon (inches inside, pound sterling)");
+        case 2:
+            return QStringLiteral("2, United States (inches inside, US dollar)");
+        default:
+            return QStringLiteral("%1, unknown").arg(number);
+    }
+}
+
+}  // namespace
+
+int translate(Session& session, const Arguments& arguments, const QStringList& operands) {
+    applyLanguageOption(session, arguments);
+    Parametri& par = session.parametri();
+    const int mark = session.errors();
+    const QString text = par.Traduci(operands[0]);
+    session.throwIfReportedSince(mark);
+    printLine(text);
+    return 0;
+}
+
+int translateKey(Session& session, const Arguments& arguments, const QStringList& operands) {
+    applyLanguageOption(session, arguments);
+    Parametri& par = session.parametri();
+    const int mark = session.errors();
+    const QString text = par.TraduciChiave(operands[0], operands[1]);
+    session.throwIfReportedSince(mark);
+    if (text == QLatin1String("???"))  // the library's answer for a key it does not have
+        throw Failure(QStringLiteral("no text has the key %1 %2").arg(operands[0], operands[1]));
+    printLine(text);
+    return 0;
+}
+
+int language(Session& session, const Arguments&, const QStringList& operands) {
+    const short wanted =
+        operands.isEmpty()
+            ? 0
+            : static_cast<short>(parseNumber(operands[0], 1, kLanguages, QStringLiteral("the language")));
+    Parametri& par = session.parametri();
+    const int mark = session.errors();
+    if (wanted != 0)
+        par.Lingua(wanted);
+    const short current = par.Lingua();
+    session.throwIfReportedSince(mark);
+    printLine(QStringLiteral("%1 %2").arg(current).arg(languageName(current)));
+    return 0;
+}
+
+int units(Session& session, const Arguments& arguments, const QStringList&) {
+    const QString given = arguments.value(QStringLiteral("file"));
+    int lingua = 0;
+    if (arguments.has(QStringLiteral("lingua")))
+        lingua = parseNumber(arguments.value(QStringLiteral("lingua")), 1, kLanguages, QStringLiteral("--lingua"));
+    if (given.isEmpty() || lingua == 0) {
+        // Only the library knows the user's language and texts.
+        applyLanguageOption(session, arguments);
+        lingua = session.parametri().Lingua();
+    }
+    TextFile file(textFilePath(session, given), TextFile::Mode::ReadOnly);
+    file.requireLanguage(lingua);
+    const QByteArray sql =
+        QStringLiteral("SELECT Progressivo, %1 FROM Testi WHERE Programma = 'PARAM' ORDER BY Progressivo")
+            .arg(languageColumn(lingua))
+            .toUtf8();
+    auto select = file.prepare(sql.constData());
+    QMap<QString, QString> values;
+    while (select->step())
+        values.insert(select->text(0).toUpper(), select->text(1));
+
+    printLine(QStringLiteral("Units of language %1 (%2) in %3").arg(lingua).arg(languageName(lingua), file.path()));
+    QStringList missing;
+    for (const UnitRow& row : kUnitRows) {
+        const QString key = QLatin1String(row.key);
+        if (!values.contains(key)) {
+            missing << key;
+            continue;
+        }
+        // Characters 1 to 4 hold the symbol, blank-padded; from 5 on the factor or,
+        // for the currency, its name.
+        const QString value = values.value(key);
+        const QString symbol = value.left(4).trimmed();
+        const QString rest = value.mid(4).trimmed();
+        QString shown;
+        if (key == QLatin1String("01_SYS"))
+            shown = systemName(value);
+        else if (key == QLatin1String("02_VAL"))
+            shown = QStringLiteral("%1, symbol %2").arg(rest, symbol);
+        else
+            shown = QStringLiteral("%1, factor %2").arg(symbol, rest.isEmpty() ? QStringLiteral("(none)") : rest);
+        printLine(QStringLiteral("  %1 %2  (%3 \"%4\")")
+                      .arg(QString::fromLatin1(row.label).leftJustified(9), shown, key, value));
+    }
+    if (!missing.isEmpty())
+        throw Failure(QStringLiteral("%1 has no unit row %2").arg(file.path(), missing.join(QStringLiteral(", "))));
+    return 0;
+}
+
+}  // namespace paramcor::tool

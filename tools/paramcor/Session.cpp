@@ -1,0 +1,219 @@
+#include "Session.h"
+
+#include <CVLParamcor/SqliteRegistryStore.h>
+
+#include <QDir>
+#include <QFileInfo>
+#include <QRegularExpression>
+
+#include <cstdio>
+#include <mutex>
+#include <set>
+
+namespace paramcor::tool {
+
+// Every message box of the library becomes a line on standard error, answered with
+// its default button as the headless library would. Critical messages and those
+// that say ERROR make the run fail.
+class ToolMessages final : public MessageBoxes {
+public:
+    int show(const QString& text, int flags, const QString& title) override {
+        QString line = text;
+        line.replace(QRegularExpression(QStringLiteral("\\s*\\n+\\s*")), QStringLiteral(" "));
+        line = line.trimmed();
+        if (!title.isNull() && title.compare(QLatin1String("CVLParamcor"), Qt::CaseInsensitive) != 0)
+            line = title + QStringLiteral(": ") + line;
+        const int icon = flags & 0x70;
+        const bool error = icon == mb::Critical || text.startsWith(QLatin1String("error"), Qt::CaseInsensitive);
+        if (error)
+            ++errors_;
+        const char* kind = error ? "" : icon == mb::Exclamation ? "warning: " : "note: ";
+        std::fprintf(stderr, "paramcor: %s%s\n", kind, qUtf8Printable(line));
+        const int buttons = flags & 7;
+        const bool second = (flags & mb::DefaultButton2) != 0;
+        if (buttons == 1)
+            return second ? mb::Cancel : mb::Ok;
+        if (buttons == 3 || buttons == 4)
+            return second ? mb::No : mb::Yes;
+        return mb::Ok;
+    }
+
+    int errors() const { return errors_; }
+
+private:
+    int errors_ = 0;
+};
+
+// The store with one value in memory: "Lingua" of the suite's key in the current
+// user's hive, while a command asks for another language than the user's. Reads
+// of it give that language and writes of it stay here; everything else goes to
+// the store itself.
+class LanguageOverride final : public RegistryStore {
+public:
+    explicit LanguageOverride(std::shared_ptr<RegistryStore> store) : store_(std::move(store)) {}
+
+    RegistryStore& store() { return *store_; }
+
+    void set(const std::string& suiteKey, short language) {
+        const std::lock_guard lock(mutex_);
+        suiteKey_ = fold(suiteKey);
+        const std::string text = std::to_string(language);
+        language_.assign(text.begin(), text.end());
+        active_ = true;
+    }
+
+    long createKey(Hive hive, const std::string& path, KeyHandle* key) override {
+        return remember(hive, path, key, store_->createKey(hive, path, key));
+    }
+    long openKey(Hive hive, const std::string& path, KeyHandle* key) override {
+        return remember(hive, path, key, store_->openKey(hive, path, key));
+    }
+    long queryValue(KeyHandle key, const std::string& name, std::uint32_t* type, std::vector<std::uint8_t>* data,
+                    std::uint32_t capacity, std::uint32_t* size) override {
+        {
+            const std::lock_guard lock(mutex_);
+            if (isLanguage(key, name)) {
+                if (type)
+                    *type = regtype::String;
+                if (size)
+                    *size = static_cast<std::uint32_t>(language_.size());
+                if (!data)
+                    return regerr::Success;
+                if (language_.size() > capacity)
+                    return regerr::MoreData;
+                *data = language_;
+                return regerr::Success;
+            }
+        }
+        return store_->queryValue(key, name, type, data, capacity, size);
+    }
+    long setValue(KeyHandle key, const std::string& name, std::uint32_t type,
+                  const std::vector<std::uint8_t>& data) override {
+        {
+            const std::lock_guard lock(mutex_);
+            if (isLanguage(key, name)) {
+                if (type == regtype::String)
+                    language_ = data;
+                return regerr::Success;
+            }
+        }
+        return store_->setValue(key, name, type, data);
+    }
+    long closeKey(KeyHandle key) override {
+        {
+            const std::lock_guard lock(mutex_);
+            suiteKeys_.erase(key);
+        }
+        return store_->closeKey(key);
+    }
+    long enumKey(KeyHandle key, std::uint32_t index, std::string* name) override {
+        return store_->enumKey(key, index, name);
+    }
+    long enumValue(KeyHandle key, std::uint32_t index, std::string* name, std::uint32_t* type,
+                   std::vector<std::uint8_t>* data) override {
+        return store_->enumValue(key, index, name, type, data);
+    }
+
+private:
+    // The suite's key paths are ASCII; the library composes them without doubled
+    // or trailing backslashes.
+    static std::string fold(std::string text) {
+        for (char& c : text)
+            if (c >= 'a' && c <= 'z')
+                c = static_cast<char>(c - 'a' + 'A');
+        return text;
+    }
+
+    long remember(Hive hive, const std::string& path, KeyHandle* key, long rc) {
+        const std::lock_guard lock(mutex_);
+        if (rc == regerr::Success && key && hive == Hive::CurrentUser && active_ && fold(path) == suiteKey_)
+            suiteKeys_.insert(*key);
+        return rc;
+    }
+
+    bool isLanguage(KeyHandle key, const std::string& name) const {
+        return active_ && suiteKeys_.count(key) != 0 && fold(name) == "LINGUA";
+    }
+
+    std::shared_ptr<RegistryStore> store_;
+    std::mutex mutex_;
+    bool active_ = false;
+    std::string suiteKey_;
+    std::vector<std::uint8_t> language_;
+    std::set<KeyHandle> suiteKeys_;
+};
+
+Session::Session(const Arguments& arguments) : messages_(std::make_shared<ToolMessages>()) {
+    Platform p;
+    std::shared_ptr<RegistryStore> store;
+    if (arguments.has(QStringLiteral("registro"))) {
+        const QString folder = arguments.value(QStringLiteral("registro"));
+        if (folder.isEmpty())
+            throw UsageError(QStringLiteral("--registro needs a folder"));
+        store = std::make_shared<SqliteRegistryStore>(QDir(folder).absolutePath().toStdString());
+    } else {
+        store = defaultRegistryStore();
+    }
+    store_ = std::make_shared<LanguageOverride>(store);
+    p.registry = store_;
+    p.messages = messages_;
+    if (arguments.has(QStringLiteral("installazione"))) {
+        const QString folder = arguments.value(QStringLiteral("installazione"));
+        if (!QFileInfo(folder).isDir())
+            throw Failure(QStringLiteral("the installation folder %1 does not exist").arg(folder));
+        p.libraryFolder = QDir(folder).absolutePath();
+    }
+    installPlatform(p);
+}
+
+Session::~Session() {
+    parametri_.reset();
+    installPlatform(Platform{});
+}
+
+RegistryStore& Session::store() {
+    return *store_;
+}
+
+Parametri& Session::parametri() {
+    if (!parametri_) {
+        const int mark = errors();
+        parametri_ = std::make_unique<Parametri>();
+        throwIfReportedSince(mark);
+        if (language_ != 0) {
+            store_->set(parametri_->RadReg().toStdString(), language_);
+            parametri_->Lingua();  // the texts take it at once
+        }
+    }
+    return *parametri_;
+}
+
+void Session::overrideLanguage(short language) {
+    language_ = language;
+    if (parametri_) {
+        store_->set(parametri_->RadReg().toStdString(), language_);
+        parametri_->Lingua();
+    }
+}
+
+bool Session::failed() const {
+    return messages_->errors() > 0;
+}
+
+int Session::errors() const {
+    return messages_->errors();
+}
+
+void Session::throwIfReportedSince(int mark) const {
+    if (messages_->errors() > mark)
+        throw Reported();
+}
+
+QString languageName(int language) {
+    static const char* const names[] = {"Italiano", "English", "Deutsch", "Français", "Español", "Português"};
+    if (language >= 1 && language <= 6)
+        return QString::fromUtf8(names[language - 1]);
+    return QStringLiteral("language %1").arg(language);
+}
+
+}  // namespace paramcor::tool

@@ -1,0 +1,55 @@
+// What the commands of one run share: the store, the installation, the messages of
+// the library and the Parametri object, made when a command first needs it.
+#pragma once
+
+#include "CommandLine.h"
+
+#include <CVLParamcor/Parametri.h>
+#include <CVLParamcor/Platform.h>
+#include <CVLParamcor/RegistryStore.h>
+
+#include <memory>
+
+namespace paramcor::tool {
+
+class LanguageOverride;
+class ToolMessages;
+
+class Session {
+public:
+    explicit Session(const Arguments& arguments);
+    ~Session();
+
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    // The store as the library sees it.
+    RegistryStore& store();
+
+    // The parameter object on the installation. Its creation reads the installation
+    // file and opens (after delivering) the texts: Reported when that failed.
+    Parametri& parametri();
+
+    // Makes the library see `language` as the current language while this run lasts,
+    // without writing it: other programs of the user keep theirs.
+    void overrideLanguage(short language);
+
+    // Whether the library showed an error message during the run.
+    bool failed() const;
+
+    // Throws Reported when the library has shown an error message since `mark`
+    // (the number of errors then, from errors()).
+    int errors() const;
+    void throwIfReportedSince(int mark) const;
+
+private:
+    std::shared_ptr<ToolMessages> messages_;
+    std::shared_ptr<LanguageOverride> store_;
+    std::unique_ptr<Parametri> parametri_;
+    short language_ = 0;
+};
+
+// The name of a language number: "Italiano", "English"..., "language 9".
+QString languageName(int language);
+
+}  // namespace paramcor::tool
