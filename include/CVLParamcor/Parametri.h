@@ -14,9 +14,11 @@
 // of the process, and so is the Push/Pop stack: an object that looks at another
 // program's parameters brackets the excursion with Push() ... Pop().
 //
-// Nothing is thrown across this interface (except Pop() above depth 100, which
-// throws std::out_of_range): a failure shows a message box through the installed
-// platform and returns an empty, zero or default value.
+// Nothing is thrown across this interface, except where the suite has always let
+// an error reach the caller: Pop() above depth 100 (std::out_of_range),
+// ControllaValori and the windows' work on the text database (TextDatabaseError).
+// Any other failure shows a message box through the installed platform and returns
+// an empty, zero or default value.
 #pragma once
 
 #include <QString>
@@ -266,6 +268,9 @@ public:
 
     // "Visualizza il form per cambiare la lingua corrente e restituisce TRUE se viene
     // cambiata."
+    // Failures of the units window opened from it reach the caller: TextDatabaseError
+    // for the database, std::invalid_argument, std::domain_error or std::out_of_range
+    // for unit rows that cannot be used.
     bool CambiaLingua();
 
     // Opens the window in which the user corrects translations; nothing in Italian.
