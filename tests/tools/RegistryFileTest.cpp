@@ -9,6 +9,13 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+
 namespace paramcor::test {
 namespace {
 
@@ -299,7 +306,18 @@ INSTANTIATE_TEST_SUITE_P(
         BadFile{"CutShort", windows(kGood).chopped(1), ": the file is cut short"},
         BadFile{"Utf16WithoutItsMark", windows(kGood).mid(2), ": unexpected encoding"},
         BadFile{"BadUtf8AfterItsMark", QByteArray("\xEF\xBB\xBFWindows Registry Editor Version 5.00\r\n\xFF"),
-                ": the file starts as UTF-8"}),
+                ": the file starts as UTF-8"},
+        // What would reach the store changed.
+        BadFile{"LoneSurrogate", windowsText(kGood + QStringLiteral("[HKCU\\X]\n\"a\"=\"b") + QChar(0xD800) + "\"\n"),
+                ":7: the text holds half of a UTF-16 surrogate pair"},
+        BadFile{"LoneSurrogateInHex", windows(QByteArray(kGood) + "[HKCU\\X]\n\"a\"=hex(1):41,00,\\\n  00,dc\n"),
+                ":7: the hex(1) text holds half of a UTF-16 surrogate pair"},
+        BadFile{"ZeroInAName", windowsText(kGood + QStringLiteral("[HKCU\\X]\n\"a") + QChar(0) + "b\"=\"c\"\n"),
+                ":7: the name holds a zero character"},
+        BadFile{"ZeroInAKey", windowsText(kGood + QStringLiteral("[HKCU\\X") + QChar(0) + "Y]\n"),
+                ":6: the key's name holds a zero character"},
+        BadFile{"OddUtf16Text", windows(QByteArray(kGood) + "[HKCU\\X]\n\"a\"=hex(2):25,00,54\n"),
+                ":7: the hex(2) text has an odd number of bytes"}),
     [](const auto& info) { return std::string(info.param.label); });
 
 TEST(ParamcorRegistryFile, HugeAndMissingFilesAreRefused) {
@@ -361,6 +379,34 @@ TEST(ParamcorRegistryFile, WhatCannotBeExportedLeavesNoFile) {
         EXPECT_TRUE(run.err.contains(QString::fromUtf8(c.says))) << run;
         EXPECT_FALSE(QFileInfo::exists(c.arguments.last())) << run;
     }
+    // A pipe nobody reads, and a disk that fills up after 64 KB: the reason is the
+    // system's, and the pipe stays a pipe.
+    const QString pipe = workshop.path("pipe");
+    ASSERT_EQ(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+    {
+        auto store = workshop.store();
+        setValue(store, Hive::CurrentUser, kSuite, "Grande", 3, std::vector<std::uint8_t>(40000));
+    }
+    const auto smallDisk = [] {
+        const rlimit limit{64 * 1024, 64 * 1024};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        ::signal(SIGXFSZ, SIG_IGN);
+    };
+    const struct {
+        QString target;
+        std::function<void()> inChild;
+        QString says;
+    } failing[] = {{pipe, {}, "no program reads from the pipe"},
+                   {workshop.path("full.reg"), smallDisk, QString::fromLocal8Bit(std::strerror(EFBIG))}};
+    for (const auto& f : failing) {
+        const Outcome run = workshop.run({"registro", "esporta", "HKCU\\SOFTWARE\\Corvel", f.target}, f.inChild);
+        EXPECT_EQ(run.code, 1) << run;
+        EXPECT_TRUE(run.err.contains(f.says)) << run;
+    }
+    struct stat status {};
+    EXPECT_TRUE(::stat(QFile::encodeName(pipe).constData(), &status) == 0 && S_ISFIFO(status.st_mode));
+    EXPECT_FALSE(QFileInfo::exists(workshop.path("full.reg")));
+
     // A file that was there is left as it was.
     const QString kept = workshop.path("kept.reg");
     writeFile(kept, "before");

@@ -20,7 +20,7 @@ std::ostream& operator<<(std::ostream& os, const Outcome& run) {
               << run.err.toStdString();
 }
 
-Outcome runTool(const QStringList& arguments) {
+Outcome runTool(const QStringList& arguments, const std::function<void()>& inChild) {
     // The library's default store is the user's: keep it in a folder of the tests.
     static QTemporaryDir home;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
@@ -28,6 +28,8 @@ Outcome runTool(const QStringList& arguments) {
     environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home.path() + QStringLiteral("/config"));
     QProcess process;
     process.setProcessEnvironment(environment);
+    if (inChild)
+        process.setChildProcessModifier(inChild);
     process.start(QStringLiteral(PARAMCOR_TOOL), arguments);
     Outcome run;
     if (!process.waitForStarted() || !process.waitForFinished(240000)) {
@@ -57,10 +59,11 @@ Workshop::Workshop(const QByteArray& installationFile) {
                           QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup | QFile::ReadOther);
 }
 
-Outcome Workshop::run(const QStringList& arguments) const {
+Outcome Workshop::run(const QStringList& arguments, const std::function<void()>& inChild) const {
     return runTool(
         QStringList{QStringLiteral("--registro"), registry(), QStringLiteral("--installazione"), installation()} +
-        arguments);
+            arguments,
+        inChild);
 }
 
 namespace {

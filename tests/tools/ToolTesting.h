@@ -12,6 +12,7 @@
 #include <QVariant>
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <ostream>
 #include <string>
@@ -30,8 +31,9 @@ struct Outcome {
 // Readable failures: what the tool said.
 std::ostream& operator<<(std::ostream& os, const Outcome& run);
 
-// Runs the built tool with exactly these arguments.
-Outcome runTool(const QStringList& arguments);
+// Runs the built tool with exactly these arguments; `inChild` runs in the new
+// process before the tool starts (limits, signals).
+Outcome runTool(const QStringList& arguments, const std::function<void()>& inChild = {});
 
 // A workshop: the installation (ParamCor.txt and, delivered, the sample texts) and
 // the registry store, in a temporary folder.
@@ -47,7 +49,7 @@ public:
     QString path(const QString& name) const { return dir_.path() + u'/' + name; }
 
     // The tool on this installation and store.
-    Outcome run(const QStringList& arguments) const;
+    Outcome run(const QStringList& arguments, const std::function<void()>& inChild = {}) const;
 
     // A store on the same files, as another program would open it.
     SqliteRegistryStore store() const { return SqliteRegistryStore(registry().toStdString()); }

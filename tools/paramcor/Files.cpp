@@ -2,13 +2,60 @@
 
 #include "CommandLine.h"
 
-#include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
+#include <QTemporaryFile>
+
+#include <cerrno>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace paramcor::tool {
+namespace {
 
-QByteArray readWhole(const QString& path, const QString& what) {
+QString systemError(int code) {
+    return QString::fromLocal8Bit(std::strerror(code));
+}
+
+[[noreturn]] void cannotWrite(const QString& path, const QString& why) {
+    throw Failure(QStringLiteral("%1 cannot be written: %2").arg(path, why));
+}
+
+// Every byte, or the system's reason why not.
+bool writeAll(int fd, const QByteArray& bytes) {
+    qsizetype done = 0;
+    while (done < bytes.size()) {
+        const ssize_t n = ::write(fd, bytes.constData() + done, static_cast<size_t>(bytes.size() - done));
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return false;
+        done += n;
+    }
+    return true;
+}
+
+void writeStraight(const QString& path, const QByteArray& bytes, bool pipe) {
+    // Without a reader, a pipe would hold the command forever.
+    const int fd = ::open(QFile::encodeName(path).constData(),
+                          O_WRONLY | O_NOCTTY | O_CLOEXEC | (pipe ? O_NONBLOCK : 0));
+    if (fd < 0)
+        cannotWrite(path, errno == ENXIO && pipe ? QStringLiteral("no program reads from the pipe") : systemError(errno));
+    if (pipe)
+        ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
+    const bool written = writeAll(fd, bytes);
+    const int error = errno;
+    if (::close(fd) != 0 && written)
+        cannotWrite(path, systemError(errno));
+    if (!written)
+        cannotWrite(path, systemError(error));
+}
+
+}  // namespace
+
+std::unique_ptr<QFile> openToRead(const QString& path, const QString& what) {
     const QFileInfo info(path);
     if (!info.exists())
         throw Failure(QStringLiteral("%1: there is no such file").arg(path));
@@ -19,19 +66,43 @@ QByteArray readWhole(const QString& path, const QString& what) {
                           .arg(path, what)
                           .arg(info.size())
                           .arg(kMaxFileSize));
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        throw Failure(QStringLiteral("%1 cannot be read: %2").arg(path, file.errorString()));
-    QByteArray bytes = file.read(kMaxFileSize + 1);
+    auto file = std::make_unique<QFile>(path);
+    if (!file->open(QIODevice::ReadOnly))
+        throw Failure(QStringLiteral("%1 cannot be read: %2").arg(path, file->errorString()));
+    return file;
+}
+
+QByteArray readWhole(const QString& path, const QString& what) {
+    const auto file = openToRead(path, what);
+    QByteArray bytes = file->read(kMaxFileSize + 1);
     if (bytes.size() > kMaxFileSize)  // it grew meanwhile, or is no plain file
         throw Failure(QStringLiteral("%1 is too large for %2 (more than %3 bytes)").arg(path, what).arg(kMaxFileSize));
     return bytes;
 }
 
 void writeWhole(const QString& path, const QByteArray& bytes) {
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit())
-        throw Failure(QStringLiteral("%1 cannot be written: %2").arg(path, file.errorString()));
+    struct stat status {};
+    const bool exists = ::stat(QFile::encodeName(path).constData(), &status) == 0;
+    if (exists && !S_ISREG(status.st_mode)) {
+        if (!S_ISFIFO(status.st_mode) && !S_ISCHR(status.st_mode))
+            cannotWrite(path, QStringLiteral("it is not a regular file, and it is not replaced"));
+        writeStraight(path, bytes, S_ISFIFO(status.st_mode));
+        return;
+    }
+
+    // A link stays a link: its file is the one replaced.
+    const QString target = exists ? QFileInfo(path).canonicalFilePath() : path;
+    QTemporaryFile temporary(target + QStringLiteral(".XXXXXX"));
+    if (!temporary.open())
+        cannotWrite(path, temporary.errorString());
+    const int fd = static_cast<int>(temporary.handle());
+    if (exists)
+        ::fchmod(fd, status.st_mode & 07777);
+    if (!writeAll(fd, bytes) || ::fsync(fd) != 0)
+        cannotWrite(path, systemError(errno));
+    if (::rename(QFile::encodeName(temporary.fileName()).constData(), QFile::encodeName(target).constData()) != 0)
+        cannotWrite(path, systemError(errno));
+    temporary.setAutoRemove(false);
 }
 
 }  // namespace paramcor::tool

@@ -2,17 +2,26 @@
 #pragma once
 
 #include <QByteArray>
+#include <QFile>
 #include <QString>
+
+#include <memory>
 
 namespace paramcor::tool {
 
 // Far beyond any settings or translations of the suite.
 constexpr qint64 kMaxFileSize = 64 * 1024 * 1024;
 
-// The bytes of a file the user gave, `what` naming it in errors ("a PO file").
+// A file the user gave, open for reading once it is known to be a file of at most
+// kMaxFileSize bytes; `what` names it in errors ("a PO file").
+std::unique_ptr<QFile> openToRead(const QString& path, const QString& what);
+
+// The bytes of such a file.
 QByteArray readWhole(const QString& path, const QString& what);
 
-// Writes a file that appears whole or not at all, replacing what was there.
+// Writes a file that appears whole or not at all, replacing what was there. A pipe
+// or a character device (/dev/stdout) takes the bytes straight; anything else that
+// is not a regular file is refused, never replaced.
 void writeWhole(const QString& path, const QByteArray& bytes);
 
 }  // namespace paramcor::tool

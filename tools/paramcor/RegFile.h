@@ -10,14 +10,17 @@
 //     "Path"=hex(2):25,00,54,00,45,00,4d,00,50,00,25,00,5c,00,\  (a long list goes on
 //       43,00,56,00,4c,00,00,00                                    after a backslash)
 //
-// or "REGEDIT4" in the 8-bit code page. Values are kept as the store keeps them:
-// text types (1, 2, 7) in UTF-8, everything else as bytes; a "hex(1)", "hex(2)" or
-// "hex(7)" list holds UTF-16LE in the first format and 8-bit text in the second.
+// or "REGEDIT4" in the 8-bit code page (a line in UTF-8 when it is valid UTF-8, as
+// files made on Linux are, otherwise in Windows-1252). Values are kept as the store
+// keeps them: text types (1, 2, 7) in UTF-8, everything else as bytes; a "hex(1)",
+// "hex(2)" or "hex(7)" list holds UTF-16LE in the first format and 8-bit text in
+// the second.
 #pragma once
 
 #include <CVLParamcor/RegistryStore.h>
 
 #include <QByteArray>
+#include <QIODevice>
 #include <QString>
 
 #include <cstdint>
@@ -61,7 +64,11 @@ private:
     QString message_;
 };
 
-Document parse(const QByteArray& bytes);
+// Reads the file from `device` as it comes, a piece at a time: memory holds the
+// values read, never the whole file. A file of more than `maxBytes` is refused.
+// Refuses, with its line, whatever would reach the store changed: text that is not
+// UTF-16, a zero character in a name, a UTF-16 text of an odd number of bytes.
+Document parse(QIODevice& device, qint64 maxBytes);
 
 // Throws FormatError (line 0) for text that REGEDIT4's code page cannot hold.
 QByteArray write(const Document& document);

@@ -135,7 +135,7 @@ int importRegistry(Session& session, const Arguments&, const QStringList& operan
     const QString& name = operands[0];
     Document document;
     try {
-        document = regfile::parse(readWhole(name, QStringLiteral("a registry file")));
+        document = regfile::parse(*openToRead(name, QStringLiteral("a registry file")), kMaxFileSize);
     } catch (const regfile::FormatError& error) {
         const QString where = error.line() > 0 ? QStringLiteral("%1:%2").arg(name).arg(error.line()) : name;
         throw Failure(QStringLiteral("%1: %2; nothing was imported").arg(where, error.message()));
