@@ -4,12 +4,14 @@
 
 #include "texts/SqlDatabase.h"
 
+#include <CVLParamcor/Languages.h>
+
 #include <QString>
 #include <QStringList>
 
 namespace paramcor::texts {
 
-constexpr int kLanguages = 15;
+constexpr int kLanguages = kLanguageColumns;
 constexpr int kColumns = 23;
 constexpr int kFirstLanguageColumn = 2;  // TESTO_01; language n is at n + 1
 constexpr int kTradottiColumn = 19;

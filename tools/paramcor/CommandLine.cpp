@@ -3,6 +3,7 @@
 #include "Commands.h"
 #include "Session.h"
 
+#include <CVLParamcor/Languages.h>
 #include <CVLParamcor/Parametri.h>
 
 #include <algorithm>
@@ -20,7 +21,7 @@ struct KnownOption {
 // that value, whatever the command.
 constexpr KnownOption kOptions[] = {
     {"registro", true},  {"installazione", true}, {"lingua", true}, {"file", true},  {"sezione", true},
-    {"macchina", false}, {"regedit4", false},     {"tutti", false}, {"help", false},
+    {"macchina", false}, {"regedit4", false},     {"tutti", false}, {"help", false},  {"modello", false},
 };
 
 const KnownOption* findOption(const QString& name) {
@@ -84,6 +85,25 @@ void printOverview(const QString& group = QString()) {
         QStringLiteral("\"paramcor COMMAND --help\" tells more about each. The exit code is 0 when the command "
                        "did its work, 1 when it failed, 2 when the command line is wrong."));
     printLine(kCommonOptions);
+}
+
+// "1 Italiano, 2 English, ...", as many to a line as fit.
+QString languageList() {
+    QStringList lines{QString()};
+    for (const LanguageInfo& info : languages()) {
+        if (info.ownName.isEmpty())
+            break;
+        const QString item = QStringLiteral("%1 %2, ").arg(info.number).arg(info.ownName);
+        if (lines.last().size() + item.size() > 84)
+            lines << QString();
+        lines.last() += item;
+    }
+    lines.last() += QStringLiteral("%1 to %2 further columns of the text database, unnamed.")
+                        .arg(kOfferedLanguages + 1)
+                        .arg(kLanguageColumns);
+    for (QString& line : lines)
+        line = line.trimmed();
+    return lines.join(u'\n');
 }
 
 QString nameOf(const QStringList& words, int count) {
@@ -208,8 +228,7 @@ const QList<Command>& commands() {
         {{"lingua"},
          "[N]",
          "Prints the current language, or makes N the language of every program of the user.",
-         "1 Italiano, 2 English, 3 Deutsch, 4 Français, 5 Español, 6 Português, 7 to 15 further\n"
-         "languages of the text database.",
+         languageList(),
          {},
          0,
          1,
@@ -249,9 +268,11 @@ const QList<Command>& commands() {
          "Writes the texts of one language as a gettext PO file for translators' tools.",
          "msgctxt is the key \"Programma|Progressivo\", msgid the Italian wording, msgstr the\n"
          "translation (empty when there is none). The unit rows (PARAM) are left out.\n"
-         "  --lingua N            the language, 2 to 15 (required)\n"
+         "  --lingua N            the language, 1 to 15\n"
+         "  --modello             instead, the template (.pot) with every msgstr empty, from\n"
+         "                        which translators start a new language\n"
          "  --file DB             the text database DB instead of the user's CvlTradU.mdb",
-         {"lingua N", "file DB"},
+         {"lingua N", "modello", "file DB"},
          1,
          1,
          exportTexts},

@@ -1,5 +1,6 @@
 #include "Session.h"
 
+#include <CVLParamcor/Languages.h>
 #include <CVLParamcor/SqliteRegistryStore.h>
 
 #include <QDir>
@@ -210,10 +211,10 @@ void Session::throwIfReportedSince(int mark) const {
 }
 
 QString languageName(int language) {
-    static const char* const names[] = {"Italiano", "English", "Deutsch", "Français", "Español", "Português"};
-    if (language >= 1 && language <= 6)
-        return QString::fromUtf8(names[language - 1]);
-    return QStringLiteral("language %1").arg(language);
+    const LanguageInfo* info = languageInfo(language);
+    if (info && !info->ownName.isEmpty())
+        return info->ownName;
+    return QStringLiteral("language %1, unnamed").arg(language);
 }
 
 }  // namespace paramcor::tool

@@ -49,7 +49,7 @@ private:
     short language_ = 0;
 };
 
-// The name of a language number: "Italiano", "English"..., "language 9".
+// The own name of a language number: "Italiano", "English"..., "language 13, unnamed".
 QString languageName(int language);
 
 }  // namespace paramcor::tool

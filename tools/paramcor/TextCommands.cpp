@@ -7,6 +7,7 @@
 #include "TextFile.h"
 
 #include <QDate>
+#include <QDateTime>
 
 #include <cstdio>
 
@@ -17,35 +18,38 @@ namespace {
 // programs' names have no bar; a key may.
 const QChar kKeySeparator = u'|';
 
-// gettext's codes of the languages the suite names; languages 7 to 15 have none,
-// and a header field of our own says which language a file holds.
-const char* const kLanguageCodes[] = {"it", "en", "de", "fr", "es", "pt"};
+// Languages without a code (13 to 15) are named in a header field of our own,
+// which every file carries.
 const char kLanguageField[] = "X-CVLParamcor-Lingua";
-
-int languageOfCode(const QString& code) {
-    const QString language = code.section(u'_', 0, 0).section(u'-', 0, 0).section(u'@', 0, 0).toLower();
-    for (int n = 0; n < 6; ++n)
-        if (language == QLatin1String(kLanguageCodes[n]))
-            return n + 1;
-    return 0;
-}
 
 int translationLanguage(const Arguments& arguments) {
     return parseNumber(arguments.value(QStringLiteral("lingua")), 2, kLanguages,
                        QStringLiteral("--lingua (the language of the translations; 1, Italian, is the wording)"));
 }
 
+// The header translators' tools expect, with no field left at gettext's
+// placeholder: the last translator is for the translator to fill in. `language` 0
+// is the template's, for no language yet.
 QString headerFor(int language) {
+    const LanguageInfo* info = languageInfo(language);
+    const QString now =
+        QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyy-MM-dd HH:mm")) + QStringLiteral("+0000");
     QString header = QStringLiteral("Project-Id-Version: CVLParamcor texts\n");
-    if (language <= 6)
-        header += QStringLiteral("Language: %1\n").arg(QLatin1String(kLanguageCodes[language - 1]));
+    if (language == 0)
+        header += QStringLiteral("POT-Creation-Date: %1\n").arg(now);
+    header += QStringLiteral("PO-Revision-Date: %1\nLast-Translator: \n").arg(now);
+    if (!info)
+        header += QStringLiteral("Language-Team: \nLanguage: \n");
+    else if (info->code.isEmpty())
+        header += QStringLiteral("Language-Team: %1\n").arg(languageColumn(language));
+    else
+        header += QStringLiteral("Language-Team: %1\nLanguage: %2\n").arg(info->englishName, info->code);
     header += QStringLiteral(
-                  "MIME-Version: 1.0\n"
-                  "Content-Type: text/plain; charset=UTF-8\n"
-                  "Content-Transfer-Encoding: 8bit\n"
-                  "%1: %2\n")
-                  .arg(QLatin1String(kLanguageField))
-                  .arg(language);
+        "MIME-Version: 1.0\n"
+        "Content-Type: text/plain; charset=UTF-8\n"
+        "Content-Transfer-Encoding: 8bit\n");
+    if (info)
+        header += QStringLiteral("%1: %2\n").arg(QLatin1String(kLanguageField)).arg(language);
     return header;
 }
 
@@ -56,21 +60,26 @@ QString describe(int language) {
 }  // namespace
 
 int exportTexts(Session& session, const Arguments& arguments, const QStringList& operands) {
-    if (!arguments.has(QStringLiteral("lingua")))
-        throw UsageError(QStringLiteral("paramcor testi esporta needs --lingua N, the language of the translations"));
-    const int language = translationLanguage(arguments);
+    const bool model = arguments.has(QStringLiteral("modello"));
+    if (model == arguments.has(QStringLiteral("lingua")))
+        throw UsageError(QStringLiteral("paramcor testi esporta needs either --lingua N, the language of the "
+                                        "translations, or --modello for a template"));
+    // Italian too: its file is the wordings as they stand, for proofreading.
+    const int language =
+        model ? 0 : parseNumber(arguments.value(QStringLiteral("lingua")), 1, kLanguages, QStringLiteral("--lingua"));
     TextFile file(textFilePath(session, arguments.value(QStringLiteral("file"))), TextFile::Mode::ReadOnly);
-    file.requireLanguage(language);
+    if (!model)
+        file.requireLanguage(language);
 
     po::Catalog catalog;
     catalog.header = headerFor(language);
     const QByteArray sql = QStringLiteral(
                                "SELECT Programma, Progressivo, TESTO_01, %1, Commento FROM Testi "
                                "WHERE Programma <> 'PARAM' ORDER BY Programma, Progressivo")
-                               .arg(languageColumn(language))
+                               .arg(model ? QStringLiteral("''") : languageColumn(language))
                                .toUtf8();
     auto select = file.prepare(sql.constData());
-    int withoutWording = 0;
+    QStringList withoutWording;
     int translated = 0;
     while (select->step()) {
         po::Entry entry;
@@ -79,7 +88,7 @@ int exportTexts(Session& session, const Arguments& arguments, const QStringList&
         entry.translation = select->text(3);
         entry.comment = select->text(4).trimmed();
         if (entry.source.isEmpty()) {
-            ++withoutWording;  // an empty msgid is the header's: such a row cannot be written
+            withoutWording << entry.context;  // an empty msgid is the header's: such a row cannot be written
             continue;
         }
         if (!entry.translation.isEmpty())
@@ -87,12 +96,17 @@ int exportTexts(Session& session, const Arguments& arguments, const QStringList&
         catalog.entries.push_back(std::move(entry));
     }
     writeWhole(operands[0], po::write(catalog));
-    printLine(QStringLiteral("Exported %1 texts of %2 from %3 to %4, %5 of them translated")
-                  .arg(catalog.entries.size())
-                  .arg(describe(language), file.path(), operands[0])
-                  .arg(translated));
-    if (withoutWording > 0)
-        std::fprintf(stderr, "paramcor: warning: %d texts without an Italian wording were left out\n", withoutWording);
+    if (model)
+        printLine(QStringLiteral("Exported the template of %1 texts from %2 to %3")
+                      .arg(catalog.entries.size())
+                      .arg(file.path(), operands[0]));
+    else
+        printLine(QStringLiteral("Exported %1 texts of %2 from %3 to %4, %5 of them translated")
+                      .arg(catalog.entries.size())
+                      .arg(describe(language), file.path(), operands[0])
+                      .arg(translated));
+    for (const QString& key : withoutWording)
+        std::fprintf(stderr, "paramcor: warning: %s left out: it has no Italian wording\n", qUtf8Printable(key));
     return 0;
 }
 
@@ -114,7 +128,11 @@ int importTexts(Session& session, const Arguments& arguments, const QStringList&
         bool ok = false;
         language = ours.toInt(&ok);
         if (!ok)
-            language = languageOfCode(code);
+            language = paramcor::languageOfCode(code);
+        if (language == 1)
+            throw Failure(QStringLiteral("%1 holds the Italian wordings, which are the texts' keys and are changed "
+                                         "in the delivered texts only; nothing was imported")
+                              .arg(operands[0]));
         if (language < 2 || language > kLanguages)
             throw Failure(QStringLiteral("%1 does not say which language it holds (Language: \"%2\"): give --lingua N; "
                                          "nothing was imported")
@@ -151,9 +169,8 @@ int importTexts(Session& session, const Arguments& arguments, const QStringList&
     int changed = 0;
     int unchanged = 0;
     int untranslated = 0;
-    int fuzzy = 0;
-    int unknown = 0;
-    int reworded = 0;
+    // Entries with a translation that is not taken, and why.
+    std::vector<std::pair<const po::Entry*, QString>> leftOut;
     // All or nothing: a failure before the commit leaves the file as it was, the
     // connection rolling back as it closes.
     file.exec("BEGIN IMMEDIATE");
@@ -165,13 +182,13 @@ int importTexts(Session& session, const Arguments& arguments, const QStringList&
             continue;
         }
         if (entry.fuzzy) {
-            ++fuzzy;
+            leftOut.emplace_back(&entry, QStringLiteral("marked fuzzy (unsure)"));
             continue;
         }
         select->bind(1, program).bind(2, key);
         if (!select->step()) {
             select->reset();
-            ++unknown;
+            leftOut.emplace_back(&entry, QStringLiteral("the database has no text with this key"));
             continue;
         }
         const QString wording = select->text(0);
@@ -179,7 +196,9 @@ int importTexts(Session& session, const Arguments& arguments, const QStringList&
         QString flags = select->text(2).leftJustified(kLanguages, u'F');
         select->reset();
         if (wording != entry.source) {
-            ++reworded;  // translated from an older wording
+            leftOut.emplace_back(&entry,
+                                 QStringLiteral("it translates an older Italian wording; the text now reads \"%1\"")
+                                     .arg(wording));
             continue;
         }
         if (current == entry.translation) {
@@ -199,20 +218,15 @@ int importTexts(Session& session, const Arguments& arguments, const QStringList&
     file.exec("COMMIT");
 
     printLine(
-        QStringLiteral("Imported %1 into %2 of %3: %4 texts changed, %5 unchanged, %6 untranslated, %7 fuzzy left out")
+        QStringLiteral("Imported %1 into %2 of %3: %4 texts changed, %5 unchanged, %6 untranslated, %7 left out")
             .arg(operands[0], describe(language), file.path())
             .arg(changed)
             .arg(unchanged)
             .arg(untranslated)
-            .arg(fuzzy));
-    if (unknown > 0)
-        std::fprintf(stderr, "paramcor: warning: %d texts of the file have keys the database does not have: left out\n",
-                     unknown);
-    if (reworded > 0)
-        std::fprintf(stderr,
-                     "paramcor: warning: %d texts of the file translate an Italian wording that has changed since: "
-                     "left out\n",
-                     reworded);
+            .arg(leftOut.size()));
+    for (const auto& [entry, why] : leftOut)
+        std::fprintf(stderr, "paramcor: warning: %s \"%s\" left out: %s\n", qUtf8Printable(entry->context),
+                     qUtf8Printable(entry->source), qUtf8Printable(why));
     return 0;
 }
 

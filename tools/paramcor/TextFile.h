@@ -3,6 +3,8 @@
 // per language, and table Versione.
 #pragma once
 
+#include <CVLParamcor/Languages.h>
+
 #include <QString>
 
 #include <memory>
@@ -14,7 +16,7 @@ namespace paramcor::tool {
 
 class Session;
 
-constexpr int kLanguages = 15;
+constexpr int kLanguages = kLanguageColumns;
 
 // "TESTO_01" for Italian, "Testo_02" ... "Testo_15".
 QString languageColumn(int language);

@@ -18,11 +18,6 @@
 
 namespace paramcor::ui {
 
-const std::array<const char16_t*, kLanguageOptions> kLanguageNames{
-    u"Italiano",   u"English", u"Deutsch", u"Français", u"Español", u"Português",
-    u"Nederlands", u"Polski",  u"Čeština", u"Svenska",  u"Română",  u"Русский",
-};
-
 namespace {
 constexpr int kGlobeSize = 80;
 constexpr int kGlobeInterval = 120;  // milliseconds per frame: a turn in two seconds
@@ -65,7 +60,7 @@ FormLingua::FormLingua(Parametri& owner, short chosen, QWidget* parent)
     languages->setSpacing(6);
     const QString installed = owner_.Percorso(QStringLiteral("Testi"));
     for (int i = 0; i < kLanguageOptions; ++i) {
-        auto* option = new LanguageOption(owner_.Traduci(QString::fromUtf16(kLanguageNames[i])), this);
+        auto* option = new LanguageOption(owner_.Traduci(paramcor::languages()[i].ownName), this);
         option->setObjectName(QStringLiteral("Option1_%1").arg(i));
         // Only a hint of which languages are installed: a numbered folder with files.
         option->setRaised(!QDir(installed + QString::number(i + 1)).entryList(QDir::Files).isEmpty());

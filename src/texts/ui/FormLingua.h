@@ -5,6 +5,8 @@
 
 #include "ui/ModalForm.h"
 
+#include <CVLParamcor/Languages.h>
+
 #include <QImage>
 #include <QRadioButton>
 
@@ -21,10 +23,7 @@ class Parametri;
 
 namespace paramcor::ui {
 
-constexpr int kLanguageOptions = 12;
-
-// Each language by its own name, 1 to 12.
-extern const std::array<const char16_t*, kLanguageOptions> kLanguageNames;
+constexpr int kLanguageOptions = kOfferedLanguages;
 
 // An option button drawn raised or flat.
 class LanguageOption final : public QRadioButton {
