@@ -291,6 +291,8 @@ private:
     void closeTextDatabase();
     void recordUpgradeVersion();
     void checkRegionalSettings();
+    // Tells the windows the language when it is not the one they were last told.
+    void announceLanguage();
 
     struct Impl;
     std::unique_ptr<Impl> d;

@@ -59,6 +59,10 @@ public:
     // The folder editor, showing the folders that match `filter` (all when empty);
     // true when confirming wrote at least one folder.
     virtual bool editFolders(Parametri& owner, const QString& filter);
+    // The program's language is now `language` (1 to 15): from now on the windows
+    // show Qt's own texts, such as the standard buttons, in it. Called from any
+    // thread, whether or not windows can be shown yet; by default nothing happens.
+    virtual void languageChanged(short language);
 
 protected:
     static void reportNoWindow(const QString& what);

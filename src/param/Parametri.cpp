@@ -15,6 +15,7 @@ namespace paramcor {
 
 struct Parametri::Impl {
     bool ready = false;  // creation ran to the end
+    short announced = 0;  // the language the windows were last told
     QString tempFolder;
     Folders folders;
     TextDatabase texts;
@@ -42,6 +43,7 @@ Parametri::Parametri() : d(std::make_unique<Impl>()) {
     selection().setSection(QString());
     if (!openTextDatabase())
         return;
+    announceLanguage();
     d->ready = true;
     recordUpgradeVersion();
     checkRegionalSettings();
@@ -76,6 +78,16 @@ void Parametri::recordUpgradeVersion() {
 
 void Parametri::checkRegionalSettings() {
     workstation::checkRegionalSettings();
+}
+
+// After every lookup too: a language changed by another program is found by
+// the next burst of lookups, and Qt's texts follow it then.
+void Parametri::announceLanguage() {
+    const short language = d->texts.language();
+    if (language != d->announced) {
+        d->announced = language;
+        platform().dialogs->languageChanged(language);
+    }
 }
 
 QString Parametri::Programma() const {
@@ -191,10 +203,14 @@ QString characters(const QVariant& Caratteri) {
 }  // namespace
 
 QString Parametri::TraduciChiave(const QString& Programma, const QString& Progressivo, const QVariant& Caratteri) {
-    return d->translation.TraduciChiave(Programma, Progressivo, characters(Caratteri));
+    QString text = d->translation.TraduciChiave(Programma, Progressivo, characters(Caratteri));
+    announceLanguage();
+    return text;
 }
 QString Parametri::Traduci(const QString& Testo, const QVariant& Caratteri) {
-    return d->translation.Traduci(Testo, characters(Caratteri));
+    QString text = d->translation.Traduci(Testo, characters(Caratteri));
+    announceLanguage();
+    return text;
 }
 bool Parametri::DebugTraduzioni() const {
     return d->translation.debug();
@@ -203,10 +219,13 @@ void Parametri::DebugTraduzioni(bool value) {
     d->translation.DebugTraduzioni(value);
 }
 short Parametri::Lingua() {
-    return d->translation.readLanguage();
+    const short language = d->translation.readLanguage();
+    announceLanguage();
+    return language;
 }
 void Parametri::Lingua(short value) {
     d->translation.writeLanguage(value);
+    announceLanguage();
 }
 
 bool Parametri::CambiaLingua() {

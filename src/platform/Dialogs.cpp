@@ -18,6 +18,8 @@ bool Dialogs::editFolders(Parametri&, const QString&) {
     return false;
 }
 
+void Dialogs::languageChanged(short) {}
+
 void Dialogs::reportNoWindow(const QString& what) {
     platform().messages->show(QStringLiteral("No dialog is available: the %1 window cannot be shown "
                                              "by a program without windows.")
@@ -45,6 +47,11 @@ public:
         if (const auto windows = usableWindows().dialogs)
             return windows->editFolders(owner, filter);
         return Dialogs::editFolders(owner, filter);
+    }
+    // Told even while no window can be shown, so that the first one is in the language.
+    void languageChanged(short language) override {
+        if (const auto windows = registeredDialogs())
+            windows->languageChanged(language);
     }
 };
 

@@ -113,6 +113,10 @@ RegisteredWindows usableWindows() {
     return registered();
 }
 
+std::shared_ptr<Dialogs> registeredDialogs() {
+    return registered().dialogs;
+}
+
 std::shared_ptr<MessageBoxes> followingMessageBoxes() {
     return std::make_shared<FollowingMessageBoxes>();
 }

@@ -17,6 +17,9 @@ struct RegisteredWindows {
 // (no QApplication, or another thread than its own).
 RegisteredWindows usableWindows();
 
+// The registered dialogs, whether or not they can be shown from here.
+std::shared_ptr<Dialogs> registeredDialogs();
+
 std::shared_ptr<MessageBoxes> followingMessageBoxes();
 std::shared_ptr<Dialogs> followingDialogs();
 

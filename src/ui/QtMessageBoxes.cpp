@@ -1,5 +1,7 @@
 #include "ui/QtMessageBoxes.h"
 
+#include "ui/QtTexts.h"
+
 #include <QAbstractButton>
 #include <QApplication>
 #include <QMessageBox>
@@ -46,6 +48,7 @@ QMessageBox::Icon iconOf(int flags) {
 }  // namespace
 
 int QtMessageBoxes::show(const QString& text, int flags, const QString& title) {
+    showQtTextsInLanguage();
     QWidget* over = QApplication::activeModalWidget();
     if (over == nullptr)
         over = QApplication::activeWindow();

@@ -3,10 +3,12 @@
 #include "folders/ui/FormPercorsi.h"
 #include "texts/ui/FormLingua.h"
 #include "texts/ui/FormTesto.h"
+#include "ui/QtTexts.h"
 
 namespace paramcor::ui {
 
 bool WindowDialogs::chooseLanguage(Parametri& owner, short& language) {
+    showQtTextsInLanguage();
     FormLingua form(owner, language);
     form.run();
     if (!form.changed())
@@ -16,14 +18,20 @@ bool WindowDialogs::chooseLanguage(Parametri& owner, short& language) {
 }
 
 void WindowDialogs::correctTexts(Parametri& owner) {
+    showQtTextsInLanguage();
     FormTesto form(owner);
     form.run();
 }
 
 bool WindowDialogs::editFolders(Parametri& owner, const QString& filter) {
+    showQtTextsInLanguage();
     FormPercorsi form(owner, filter);
     form.run();
     return form.changed();
+}
+
+void WindowDialogs::languageChanged(short language) {
+    followLanguage(language);
 }
 
 }  // namespace paramcor::ui

@@ -14,6 +14,8 @@ public:
     void correctTexts(Parametri& owner) override;
     // The folder editor; true when confirming it wrote at least one folder.
     bool editFolders(Parametri& owner, const QString& filter) override;
+    // Qt's own texts follow the language.
+    void languageChanged(short language) override;
 };
 
 }  // namespace paramcor::ui

@@ -2,6 +2,7 @@
 // units button, the globe, and its captions in the current language.
 #include "WindowTesting.h"
 #include "texts/ui/FormLingua.h"
+#include "ui/QtMessageBoxes.h"
 
 #include <CVLParamcor/SqliteRegistryStore.h>
 
@@ -9,6 +10,7 @@
 #include <QApplication>
 #include <QDir>
 #include <QLabel>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QScreen>
 #include <QTimer>
@@ -243,6 +245,42 @@ TEST_F(LanguageWindow, CaptionsAndTooltipsAreInTheCurrentLanguage) {
         EXPECT_EQ(cancel->text(), text("Annulla"));
         EXPECT_EQ(units->text(), text("Unità di misura"));
     }
+}
+
+// No program loads Qt's translations: the standard buttons follow the suite's
+// language, changed here or by another program.
+TEST_F(LanguageWindow, TheButtonsOfMessageBoxesAreInTheSuitesLanguage) {
+    double now = 36000;
+    Platform timed = platform();
+    timed.timer = [&now] { return now; };
+    installPlatform(timed);
+    auto yes = [] {
+        QString text;
+        onNextModal([&](QWidget* window) {
+            auto* box = qobject_cast<QMessageBox*>(window);
+            ASSERT_NE(box, nullptr);
+            text = box->button(QMessageBox::Yes)->text().remove(u'&');
+            box->button(QMessageBox::Yes)->click();
+        });
+        EXPECT_EQ(ui::QtMessageBoxes().show(QStringLiteral("?"), mb::YesNo | mb::Question, QString()), mb::Yes);
+        return text;
+    };
+
+    installation.setLanguage(1);
+    Parametri par;
+    EXPECT_EQ(yes(), QStringLiteral("Sì"));
+    EXPECT_TRUE(changeLanguage(par, [](QWidget* window) {
+        click(window, "Option1_2");
+        click(window, "Command1");
+    }));
+    EXPECT_EQ(yes(), QStringLiteral("Ja"));
+
+    // Another program goes back to Italian; the next burst of lookups finds it.
+    auto other = installation.platform().otherProgramStore();
+    test::putValue(other, Hive::CurrentUser, par.RadReg().toStdString(), "Lingua", regtype::String, {'1'});
+    now += 10;
+    par.Traduci(QStringLiteral("Conferma"));
+    EXPECT_EQ(yes(), QStringLiteral("Sì"));
 }
 
 }  // namespace

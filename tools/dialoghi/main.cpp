@@ -25,12 +25,10 @@
 #include <QApplication>
 #include <QDir>
 #include <QFile>
-#include <QLibraryInfo>
 #include <QListWidget>
 #include <QPainter>
 #include <QTemporaryDir>
 #include <QTimer>
-#include <QTranslator>
 
 #include <cstdio>
 #include <functional>
@@ -58,28 +56,6 @@ QString installSample(const QString& folder) {
             marker.write("Testi della lingua " + QByteArray::number(language) + "\n");
     }
     return installation;
-}
-
-// Qt's own texts (the buttons of a message box) in the suite's language, as a
-// program of the suite would load them; English where Qt has no translation.
-void followLanguage(short language) {
-    static const char* const locales[] = {"it", "en", "de", "fr", "es", "pt_BR", "nl", "pl", "cs", "sv", "ro", "ru"};
-    static QTranslator* translator = nullptr;
-    if (translator != nullptr) {
-        QApplication::removeTranslator(translator);
-        delete translator;
-        translator = nullptr;
-    }
-    if (language < 1 || language > 12)
-        return;
-    auto* loaded = new QTranslator;
-    if (loaded->load(QStringLiteral("qtbase_") + locales[language - 1],
-                     QLibraryInfo::path(QLibraryInfo::TranslationsPath))) {
-        QApplication::installTranslator(loaded);
-        translator = loaded;
-    } else {
-        delete loaded;
-    }
 }
 
 // The dependency dialog as the folder editor fills it when the drawings move.
@@ -165,7 +141,6 @@ int takeScreenshots(const QString& out) {
     int failures = 0;
     for (const auto& [language, suffix] : languages) {
         par.Lingua(language);
-        followLanguage(language);
         const QString tail = QStringLiteral("-%1.png").arg(QString::fromLatin1(suffix));
         const std::pair<const char*, std::function<void()>> windows[] = {
             {"FormLingua", [&] { par.CambiaLingua(); }},
@@ -238,7 +213,6 @@ int main(int argc, char** argv) {
         Parametri par;
         if (language > 0)
             par.Lingua(language);
-        followLanguage(par.Lingua());
         if (window == "lingua") {
             const bool changed = par.CambiaLingua();
             std::printf("CambiaLingua: %s, Lingua = %d\n", changed ? "True" : "False", par.Lingua());
