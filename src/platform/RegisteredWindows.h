@@ -3,6 +3,7 @@
 #pragma once
 
 #include <CVLParamcor/Platform.h>
+#include <CVLParamcor/SqliteRegistryStore.h>
 
 #include <memory>
 
@@ -21,6 +22,10 @@ RegisteredWindows usableWindows();
 std::shared_ptr<Dialogs> registeredDialogs();
 
 std::shared_ptr<MessageBoxes> followingMessageBoxes();
+
+// The store of the workstation, telling a user once that the machine's settings
+// are read-only for them.
+std::shared_ptr<RegistryStore> noticingMachineStore(std::shared_ptr<SqliteRegistryStore> store);
 std::shared_ptr<Dialogs> followingDialogs();
 
 }  // namespace paramcor

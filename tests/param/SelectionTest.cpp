@@ -1,10 +1,13 @@
 // The library-wide selection: key paths, the Push stack, opening keys.
 #include "param/registry/MainParametri.h"
+#include "platform/RegisteredWindows.h"
 #include "support/TestPlatform.h"
 
 #include <CVLParamcor/Parametri.h>
 
 #include <gtest/gtest.h>
+
+#include <QFile>
 
 #include <sys/stat.h>
 
@@ -253,7 +256,60 @@ TEST(OpenKey, ReadOnlyStoreIsReadAndItsWritesFailSilently) {
     EXPECT_TRUE(platform.messages().empty());
     EXPECT_FALSE(
         test::storedValue(*paramcor::platform().registry, Hive::LocalMachine, "SOFTWARE\\Prog", "Missing").found);
+    // A key that is not there and may not be made reads as empty.
+    par.Programma("Other");
+    EXPECT_EQ(par.LeggiParametroStringa("Nome", String("x")), "x");
+    par.ScriviParametro("Giri", Long(9));
+    EXPECT_TRUE(platform.messages().empty());
     chmod(file.c_str(), 0644);
+}
+
+// A workstation where the machine's store was never set up: its folder cannot be
+// made (here a file stands in the way, which stops root too).
+TEST(OpenKey, MissingMachineStoreThatCannotBeMadeReadsAsEmptyWithoutAMessage) {
+    TestPlatform platform;
+    const QString blocker = platform.folder() + QStringLiteral("/blocker");
+    ASSERT_TRUE(QFile(blocker).open(QIODevice::WriteOnly));
+    Platform missing = paramcor::platform();
+    missing.registry = noticingMachineStore(
+        std::make_shared<SqliteRegistryStore>(platform.storeFolder(), (blocker + QStringLiteral("/machine")).toStdString()));
+    installPlatform(missing);
+
+    Parametri par;  // its creation writes the upgrade record there
+    EXPECT_EQ(par.VersioneUpgrade(), "");
+    par.LocalMachine();
+    par.Programma("Prog");
+    EXPECT_EQ(par.LeggiParametro("Giri", Long(3)), Long(3));
+    par.ScriviParametroStringa("Nome", "y");
+    EXPECT_EQ(par.LeggiParametroStringa("Nome", String("x")), "x");
+    EXPECT_TRUE(platform.messages().empty());
+    par.ModoDebug(true);  // still a missing value for whoever asks to be told
+    EXPECT_EQ(par.LeggiParametro("Giri", Long(3)), Long(0));
+    EXPECT_EQ(platform.messages().size(), 1u);
+}
+
+// Somebody who may not write the machine's store is told once, whatever the
+// number of objects and refused writes.
+TEST(OpenKey, ReadOnlyMachineStoreIsToldOncePerProcess) {
+    TestPlatform platform;
+    test::putValue(platform.store(), Hive::LocalMachine, "SOFTWARE", "Giri", regtype::Dword, {7, 0, 0, 0});
+    const std::string file = platform.store().hiveFile(Hive::LocalMachine);
+    ASSERT_EQ(chmod(file.c_str(), 0444), 0);
+    Platform readOnly = paramcor::platform();
+    readOnly.registry = noticingMachineStore(std::make_shared<SqliteRegistryStore>(platform.storeFolder()));
+    installPlatform(readOnly);
+
+    for (int i = 0; i < 2; ++i) {
+        Parametri par;
+        par.LocalMachine();
+        par.ScriviParametro("Giri", Long(9));
+        EXPECT_EQ(par.LeggiParametro("Giri", Long(1)), Long(7));
+    }
+    chmod(file.c_str(), 0644);
+    ASSERT_EQ(platform.messages().size(), 1u);
+    EXPECT_TRUE(platform.messages()[0].text.startsWith("WARNING! The machine settings are read-only for the user "));
+    EXPECT_TRUE(platform.messages()[0].text.contains(QString::fromStdString(file)));
+    EXPECT_EQ(platform.messages()[0].flags, mb::Exclamation);
 }
 
 }  // namespace

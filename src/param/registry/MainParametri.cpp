@@ -78,19 +78,25 @@ void MainParametri::OpenKey() {
     const QString path = ComposeKeyPath();
     const std::string nativePath = path.toStdString();
     RegistryStore& store = *platform().registry;
-    if (store.createKey(hive_, nativePath, &openKey_) != regerr::Success) {
+    const long created = store.createKey(hive_, nativePath, &openKey_);
+    if (created != regerr::Success) {
         // A store we may not write (the machine's, for a user) can still be read.
         openKey_ = 0;
         const long result = store.openKey(hive_, nativePath, &openKey_);
         if (result != regerr::Success)
             openKey_ = 0;
         ReportApiError(result, QStringLiteral("RegOpenKeyEx"));
+        // A key that does not exist where we may not create it reads as an empty,
+        // read-only key: a machine store nobody has set up yet, or a key only the
+        // suite's operators may add. Nothing is wrong with the caller's request.
+        emptyKey_ = openKey_ == 0 && created == regerr::AccessDenied && result == regerr::FileNotFound;
     }
-    if (openKey_ == 0)
+    if (openKey_ == 0 && !emptyKey_)
         message(QStringLiteral("Error opening key ") + path, mb::OkOnly);
 }
 
 void MainParametri::CloseKey() {
+    emptyKey_ = false;
     if (openKey_ == 0)
         return;
     const long result = platform().registry->closeKey(openKey_);

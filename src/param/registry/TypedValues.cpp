@@ -18,6 +18,8 @@ const QString kTooLong = QStringLiteral("ERROR! String parameters maximum lenght
 }  // namespace
 
 long MainParametri::queryString(const std::string& name, std::uint32_t* type, QString* text) const {
+    if (emptyKey_)
+        return regerr::FileNotFound;
     std::vector<std::uint8_t> bytes;
     std::uint32_t size = 0;
     const long result = platform().registry->queryValue(openKey_, name, type, &bytes, kStringCapacity, &size);
@@ -32,7 +34,7 @@ long MainParametri::queryString(const std::string& name, std::uint32_t* type, QS
 
 QVariant MainParametri::ReadValue(const QString& name, const QVariant& defaultValue) {
     OpenKey();
-    if (openKey_ == 0) {
+    if (!keyOpen()) {
         message(kCannotRead, mb::Critical);
         CloseKey();
         return {};
@@ -57,6 +59,9 @@ QVariant MainParametri::ReadValue(const QString& name, const QVariant& defaultVa
         result = queryString(nativeName, &type, &text);
         accepted = type == regtype::String;
         value = text;
+    } else if (emptyKey_) {
+        result = regerr::FileNotFound;
+        accepted = false;
     } else {
         std::vector<std::uint8_t> bytes;
         std::uint32_t size = 0;
@@ -96,7 +101,7 @@ QVariant MainParametri::ReadValue(const QString& name, const QVariant& defaultVa
 
 void MainParametri::WriteValue(const QString& name, const QVariant& value) {
     OpenKey();
-    if (openKey_ == 0) {
+    if (!keyOpen()) {
         message(kCannotWrite, mb::Critical);
         CloseKey();
         return;
@@ -109,6 +114,8 @@ void MainParametri::WriteValue(const QString& name, const QVariant& value) {
     } else if (kind == ValueKind::String && value.toString().size() > kMaxStringLength) {
         platform().messages->beep();
         message(kTooLong, mb::Exclamation);
+    } else if (emptyKey_) {
+        result = regerr::AccessDenied;
     } else {
         result = platform().registry->setValue(openKey_, name.toStdString(), encoding->registryType,
                                                encodeValue(kind, value));
@@ -119,7 +126,7 @@ void MainParametri::WriteValue(const QString& name, const QVariant& value) {
 
 QString MainParametri::ReadString(const QString& name, const QString& defaultValue) {
     OpenKey();
-    if (openKey_ == 0) {
+    if (!keyOpen()) {
         message(kCannotRead, mb::Critical);
         CloseKey();
         return QString();
@@ -148,7 +155,7 @@ QString MainParametri::ReadString(const QString& name, const QString& defaultVal
 
 void MainParametri::WriteString(const QString& name, const QString& value) {
     OpenKey();
-    if (openKey_ == 0) {
+    if (!keyOpen()) {
         message(kCannotWrite, mb::Critical);
         CloseKey();
         return;
@@ -159,8 +166,9 @@ void MainParametri::WriteString(const QString& name, const QString& value) {
         return;  // the key stays open until the next access closes it
     }
     const QByteArray text = value.toUtf8();
-    const long result = platform().registry->setValue(openKey_, name.toStdString(), regtype::String,
-                                                      std::vector<std::uint8_t>(text.begin(), text.end()));
+    const long result = emptyKey_ ? regerr::AccessDenied
+                                  : platform().registry->setValue(openKey_, name.toStdString(), regtype::String,
+                                                                  std::vector<std::uint8_t>(text.begin(), text.end()));
     ReportApiError(result, QStringLiteral("RegSetValueExS ") + name);
     CloseKey();
 }
