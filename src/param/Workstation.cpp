@@ -7,7 +7,11 @@
 #include <QDir>
 #include <QHash>
 #include <QFile>
+#include <QProcess>
 #include <QRandomGenerator>
+#include <QRegularExpression>
+#include <QSaveFile>
+#include <QStandardPaths>
 
 #include <cfenv>
 
@@ -43,6 +47,77 @@ void selectMakerKey(VersionRecord record) {
         selection().setSection(QString());
     }
 }
+
+#ifndef Q_OS_WIN
+// A desktop tool that refreshes a cache; one that is missing or hangs is no error:
+// the files stay for the next desktop that looks.
+void runDesktopTool(const QString& name, const QString& folder) {
+    const QString program = QStandardPaths::findExecutable(name);
+    if (program.isEmpty())
+        return;
+    QProcess tool;
+    tool.setStandardOutputFile(QProcess::nullDevice());
+    tool.setStandardErrorFile(QProcess::nullDevice());
+    tool.start(program, {folder});
+    if (tool.waitForStarted(5000) && !tool.waitForFinished(30000)) {
+        tool.kill();
+        tool.waitForFinished(5000);
+    }
+}
+
+bool writeWhole(const QString& path, const QString& text) {
+    QSaveFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(text.toUtf8()) >= 0 && file.commit();
+}
+
+// Registers the document type the freedesktop way, in the user's data folder: a
+// MIME type that matches the extension, and a desktop entry that opens it with the
+// program (only when a program is given, as for the classes root).
+void registerWithTheDesktop(const QString& extension, const QString& group, const QString& shell, bool withProgram) {
+    static const QRegularExpression unsafe(QStringLiteral("[^a-z0-9.+-]"));
+    static const QRegularExpression control(QStringLiteral("[\\x00-\\x1f]"));
+    const QString name = group.toLower().replace(unsafe, QStringLiteral("-"));
+    const QString data = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
+    if (name.isEmpty() || extension.isEmpty() || data.isEmpty() || group.contains(control) ||
+        extension.contains(control) || shell.contains(control))
+        return;
+    const QString type = QStringLiteral("application/x-") + name;
+    const QString id = QStringLiteral("cvlparamcor-") + name;
+    const QString glob = u'*' + (extension.startsWith(u'.') ? extension : u'.' + extension);
+
+    const QString mime = data + QStringLiteral("/mime");
+    if (!QDir().mkpath(mime + QStringLiteral("/packages")) ||
+        !writeWhole(mime + QStringLiteral("/packages/") + id + QStringLiteral(".xml"),
+                    QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                                   "<mime-info xmlns=\"http://www.freedesktop.org/standards/shared-mime-info\">\n"
+                                   "  <mime-type type=\"%1\">\n"
+                                   "    <comment>%2</comment>\n"
+                                   "    <glob pattern=\"%3\"/>\n"
+                                   "  </mime-type>\n"
+                                   "</mime-info>\n")
+                        .arg(type, group.toHtmlEscaped(), glob.toHtmlEscaped())))
+        return;
+    runDesktopTool(QStringLiteral("update-mime-database"), mime);
+    if (!withProgram)
+        return;
+
+    // Exec quotes the program as the desktop entry format wants, then escapes the
+    // backslashes once more as any string value.
+    QString program = shell;
+    for (const QChar c : {u'\\', u'"', u'`', u'$'})
+        program.replace(c, QStringLiteral("\\") + c);
+    program.replace(u'%', QStringLiteral("%%"));
+    QString exec = u'"' + program + QStringLiteral("\" %f");
+    exec.replace(u'\\', QStringLiteral("\\\\"));
+    const QString applications = data + QStringLiteral("/applications");
+    if (QDir().mkpath(applications) &&
+        writeWhole(applications + u'/' + id + QStringLiteral(".desktop"),
+                   QStringLiteral("[Desktop Entry]\nType=Application\nName=%1\nExec=%2\nMimeType=%3;\n"
+                                  "NoDisplay=true\n")
+                       .arg(group, exec, type)))
+        runDesktopTool(QStringLiteral("update-desktop-database"), applications);
+}
+#endif
 
 void regionalError(const QString& problem) {
     platform().messages->show(
@@ -123,6 +198,9 @@ void registerDocument(const QString& extension, const QString& group, const QStr
     s.setSection(group + QStringLiteral("\\DefaultIcon"));
     s.WriteValue(QString(), iconIndex >= 0 ? shell + u',' + QString::number(iconIndex) : shell);
     s.Pop();
+#ifndef Q_OS_WIN
+    registerWithTheDesktop(extension, group, shell, iconIndex >= 0);
+#endif
 }
 
 void writeLegacyLanguageFile(short language) {

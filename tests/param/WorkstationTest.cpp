@@ -3,6 +3,7 @@
 #include "param/Workstation.h"
 #include "param/registry/MainParametri.h"
 #include "support/TestPlatform.h"
+#include "support/TextFiles.h"
 
 #include <CVLParamcor/Parametri.h>
 
@@ -42,6 +43,16 @@ TEST(RegistraDocumento, WritesTheDocumentTypeUnderTheClassesRoot) {
     EXPECT_EQ(value("Abc.Doc\\CLID"), "");
     EXPECT_EQ(value("Abc.Doc\\shell\\open\\command"), "\"X:\\P\\prog.exe\" \"%1\"");
     EXPECT_EQ(value("Abc.Doc\\DefaultIcon"), "X:\\P\\prog.exe,0");
+    // And the desktop's way: a MIME type for the extension, opened by the program.
+    const QString data = platform.folder() + "/data";
+    EXPECT_TRUE(test::fileBytes(data + "/mime/packages/cvlparamcor-abc.doc.xml")
+                    .contains("<mime-type type=\"application/x-abc.doc\">\n    <comment>Abc.Doc</comment>\n"
+                              "    <glob pattern=\"*.abc\"/>"));
+    EXPECT_TRUE(test::fileBytes(data + "/applications/cvlparamcor-abc.doc.desktop")
+                    .contains("Exec=\"X:\\\\\\\\P\\\\\\\\prog.exe\" %f\nMimeType=application/x-abc.doc;\n"));
+    if (QFileInfo::exists("/usr/bin/update-mime-database")) {
+        EXPECT_TRUE(test::fileBytes(data + "/mime/globs2").contains("application/x-abc.doc:*.abc"));
+    }
 
     // Pop brings back the program but not the flag: the next read goes to the
     // program's key without the maker's root, which begins with a backslash.
@@ -56,6 +67,7 @@ TEST(RegistraDocumento, WritesTheDocumentTypeUnderTheClassesRoot) {
     par.RegistraDocumento(".ico", "Ico.Doc", "X:\\icone.ico", -1);
     EXPECT_EQ(value("Ico.Doc\\DefaultIcon"), "X:\\icone.ico");
     EXPECT_FALSE(test::storedValue(platform.store(), Hive::ClassesRoot, "Ico.Doc\\shell\\open\\command", "").found);
+    EXPECT_FALSE(QFileInfo::exists(data + "/applications/cvlparamcor-ico.doc.desktop"));
     // With no program to restore the path is the section alone.
     par.CurrentUser();
     par.RegistraDocumento(".x", "X.Doc", "x.exe", 1);

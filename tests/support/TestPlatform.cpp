@@ -28,6 +28,9 @@ TestPlatform::TestPlatform()
     p.libraryFolder = dir_.path();
     p.separators = [] { return Separators{".", ","}; };
     installPlatform(p);
+    // Document types registered with the desktop stay in the test's folder.
+    savedDataHome_ = qgetenv("XDG_DATA_HOME");
+    qputenv("XDG_DATA_HOME", (dir_.path() + "/data").toLocal8Bit());
     writeInstallationFile("' An installation without folders\r\n");
     createTextDatabase(dir_.path() + "/CvlTradU.mdb");
 }
@@ -45,6 +48,10 @@ void TestPlatform::writeInstallationFile(const QByteArray& content) const {
 }
 
 TestPlatform::~TestPlatform() {
+    if (savedDataHome_.isNull())
+        qunsetenv("XDG_DATA_HOME");
+    else
+        qputenv("XDG_DATA_HOME", savedDataHome_);
     installPlatform(Platform{});
 }
 

@@ -51,6 +51,7 @@ public:
 
 private:
     QTemporaryDir dir_;
+    QByteArray savedDataHome_;
     std::shared_ptr<RecordingMessageBoxes> boxes_;
     std::shared_ptr<SqliteRegistryStore> store_;
 };
