@@ -1,5 +1,6 @@
 #include <CVLParamcor/Platform.h>
 
+#include <QDir>
 #include <QFileInfo>
 
 #ifdef _WIN32
@@ -30,13 +31,26 @@ QString folderOfThisModule() {
 #endif
 }
 
+// The installation file lies beside the library in a build tree and on Windows. An
+// installed library lives in a library folder of its own, and its installation is
+// in the shared data folder of the same prefix.
+QString installationFolder(const QString& moduleFolder) {
+    const QString file = QStringLiteral("/ParamCor.txt");
+    if (moduleFolder.isEmpty() || QFileInfo::exists(moduleFolder + file))
+        return moduleFolder;
+    // Through the real folder: the loader may have found it by a link (/lib to /usr/lib).
+    const QString installed = QDir::cleanPath(QFileInfo(moduleFolder).canonicalFilePath() +
+                                              QStringLiteral("/" CVLPARAMCOR_INSTALLATION_FROM_LIBRARY));
+    return QFileInfo::exists(installed + file) ? installed : moduleFolder;
+}
+
 }  // namespace
 
 QString libraryFolder() {
     const QString& installed = platform().libraryFolder;
     if (!installed.isEmpty())
         return installed;
-    static const QString loaded = folderOfThisModule();
+    static const QString loaded = installationFolder(folderOfThisModule());
     return loaded;
 }
 

@@ -1,0 +1,61 @@
+# Debian packages: `cpack -G DEB` in a build configured with the "package" preset
+# (prefix /usr, so the libraries go under the multiarch folder).
+#   cvlparamcor      the libraries, paramcor, the installation; its maintainer
+#                    scripts set up the operators' group and the shared state
+#   cvlparamcor-dev  headers, the CMake package and the pkg-config file
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME cvlparamcor)
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_PACKAGE_VENDOR "Corvel")
+set(CPACK_PACKAGE_CONTACT "Corvel support <traduzioni@corvel.it>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "shared settings of the CVL suite for stone and glass cutting")
+set(CPACK_SET_DESTDIR ON)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_COMPONENTS_ALL runtime dev)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME cvlparamcor)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_RUNTIME_DESCRIPTION
+    "Every program of the suite keeps its parameters, its folders, the language
+of its texts and the units of measure through this library. The package
+holds the library, its windows, the paramcor command line and the
+workstation's installation; it sets up the group cvlparamcor of the suite's
+operators and the shared state in /var/lib/CVLParamcor.")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
+    ${CMAKE_CURRENT_LIST_DIR}/postinst ${CMAKE_CURRENT_LIST_DIR}/postrm ${CMAKE_CURRENT_LIST_DIR}/triggers)
+
+set(CPACK_DEBIAN_DEV_PACKAGE_NAME cvlparamcor-dev)
+set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "cvlparamcor (= ${PROJECT_VERSION}), qt6-base-dev")
+set(CPACK_COMPONENT_DEV_DESCRIPTION_SUMMARY "shared settings of the CVL suite: development files")
+set(CPACK_DEBIAN_DEV_DESCRIPTION
+    "Headers, the CMake package (find_package(CVLParamcor)) and the pkg-config
+file for programs of the suite that use the CVLParamcor library.")
+
+# Each package carries its copyright and changelog, as Debian wants (of a native
+# package: the packages are made here, from the sources).
+foreach(component runtime dev)
+    set(package cvlparamcor)
+    if(component STREQUAL dev)
+        set(package cvlparamcor-dev)
+    endif()
+    set(doc ${CMAKE_CURRENT_BINARY_DIR}/packaging/${package})
+    file(MAKE_DIRECTORY ${doc})
+    configure_file(${CMAKE_CURRENT_LIST_DIR}/changelog ${doc}/changelog @ONLY)
+    add_custom_command(OUTPUT ${doc}/changelog.gz
+        COMMAND gzip -9nf -k ${doc}/changelog
+        DEPENDS ${doc}/changelog)
+    add_custom_target(changelog_${component} ALL DEPENDS ${doc}/changelog.gz)
+    install(FILES ${CMAKE_CURRENT_LIST_DIR}/copyright ${doc}/changelog.gz
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${package} COMPONENT ${component})
+endforeach()
+
+include(CPack)
