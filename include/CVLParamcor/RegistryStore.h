@@ -33,6 +33,7 @@ constexpr long MoreData = 234;         // ERROR_MORE_DATA
 constexpr long NoMoreItems = 259;      // ERROR_NO_MORE_ITEMS: an enumeration is past its end
 constexpr long BadDatabase = 1009;     // ERROR_BADDB: the hive file is not a hive
 constexpr long IoFailed = 1016;        // ERROR_REGISTRY_IO_FAILED
+constexpr long KeyDeleted = 1018;      // ERROR_KEY_DELETED: the open key was deleted meanwhile
 }  // namespace regerr
 
 // Registry value types used by the library.
@@ -84,6 +85,20 @@ public:
     // the upper-cased names, Wine that of the lower-cased names.
     virtual long enumValue(KeyHandle key, std::uint32_t index, std::string* name, std::uint32_t* type,
                            std::vector<std::uint8_t>* data);
+
+    // Deletion, for administrators' tools; a store that cannot delete answers
+    // InvalidFunction. Both need a key opened with createKey (AccessDenied otherwise)
+    // and are durable when they return.
+
+    // Removes one value (RegDeleteValueW); FileNotFound when there is none.
+    virtual long deleteValue(KeyHandle key, const std::string& name);
+
+    // Removes the subkey `path` of `key` with every key and value below it, all or
+    // nothing (RegDeleteTreeW); FileNotFound when there is no such subkey. An empty
+    // path empties `key` itself: its values and subkeys go, the key stays. Handles
+    // still open on a removed key no longer find its values, and writing through
+    // them fails.
+    virtual long deleteTree(KeyHandle key, const std::string& path);
 };
 
 inline long RegistryStore::enumKey(KeyHandle, std::uint32_t, std::string*) {
@@ -92,6 +107,14 @@ inline long RegistryStore::enumKey(KeyHandle, std::uint32_t, std::string*) {
 
 inline long RegistryStore::enumValue(KeyHandle, std::uint32_t, std::string*, std::uint32_t*,
                                      std::vector<std::uint8_t>*) {
+    return regerr::InvalidFunction;
+}
+
+inline long RegistryStore::deleteValue(KeyHandle, const std::string&) {
+    return regerr::InvalidFunction;
+}
+
+inline long RegistryStore::deleteTree(KeyHandle, const std::string&) {
     return regerr::InvalidFunction;
 }
 

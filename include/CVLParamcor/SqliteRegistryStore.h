@@ -47,6 +47,8 @@ public:
     long enumKey(KeyHandle key, std::uint32_t index, std::string* name) override;
     long enumValue(KeyHandle key, std::uint32_t index, std::string* name, std::uint32_t* type,
                    std::vector<std::uint8_t>* data) override;
+    long deleteValue(KeyHandle key, const std::string& name) override;
+    long deleteTree(KeyHandle key, const std::string& path) override;
 
     // The file that holds a hive.
     std::string hiveFile(Hive hive) const;

@@ -9,6 +9,7 @@
 #include <CVLParamcor/SqliteRegistryStore.h>
 
 #include "NameFolding.h"
+#include "SqliteDeletion.h"
 
 #include <sqlite3.h>
 
@@ -581,7 +582,8 @@ struct SqliteRegistryStore::Impl {
         rc = prepare(db, "INSERT INTO keys(path, folded) VALUES(?1, ?2)", c.insertKey);
         if (rc == SQLITE_OK)
             rc = prepare(db,
-                         "INSERT INTO vals(key, folded, name, type, data) VALUES(?1, ?2, ?3, ?4, ?5)"
+                         "INSERT INTO vals(key, folded, name, type, data) SELECT ?1, ?2, ?3, ?4, ?5"
+                         " WHERE EXISTS (SELECT 1 FROM keys WHERE id = ?1)"  // not when deleted meanwhile
                          " ON CONFLICT(key, folded) DO UPDATE SET type = excluded.type, data = excluded.data",
                          c.upsertValue);
         if (rc == SQLITE_OK)
@@ -817,8 +819,70 @@ struct SqliteRegistryStore::Impl {
         const int rc = stepOnce(upsert);
         if (!succeeded(rc))
             return failure(h, rc);
+        if (sqlite3_changes(h.conn->db.get()) == 0)
+            return regerr::KeyDeleted;
         if (h.publish() && h.caching())
             h.remember(open.id, std::move(folded), CachedValue{true, type, data});
+        return regerr::Success;
+    }
+
+    // The hive of a key opened for writing, ready to delete in.
+    long deletable(KeyHandle key, OpenKey& open, HiveState*& hive) {
+        const auto it = handles.find(key);
+        if (it == handles.end())
+            return regerr::InvalidHandle;
+        open = it->second;
+        if (!open.writable)
+            return regerr::AccessDenied;
+        HiveState& h = hives[open.hive];
+        if (const long rc = openHive(h, false))
+            return rc;
+        if (!h.conn)
+            return regerr::FileNotFound;  // no file: nothing to delete
+        if (!h.conn->writable)
+            return regerr::AccessDenied;
+        h.refresh();
+        hive = &h;
+        return regerr::Success;
+    }
+
+    long deleteValue(KeyHandle key, const std::string& name) {
+        std::string folded = store::foldName(cutAtNul(name));
+        const std::lock_guard lock(mutex);
+        OpenKey open{};
+        HiveState* hive = nullptr;
+        if (const long rc = deletable(key, open, hive))
+            return rc;
+        store::Deleted outcome{};
+        const int rc = store::deleteValueRow(hive->conn->db.get(), open.id, folded, outcome);
+        if (!succeeded(rc))
+            return failure(*hive, rc);
+        if (outcome != store::Deleted::Done)
+            return regerr::FileNotFound;
+        if (hive->publish() && hive->caching())
+            hive->remember(open.id, std::move(folded), CachedValue{});
+        return regerr::Success;
+    }
+
+    long deleteTree(KeyHandle key, const std::string& path) {
+        std::string folded;
+        if (const long rc = normalizePath(path, folded, true))
+            return rc;
+        const std::lock_guard lock(mutex);
+        OpenKey open{};
+        HiveState* hive = nullptr;
+        if (const long rc = deletable(key, open, hive))
+            return rc;
+        store::Deleted outcome{};
+        const int rc = store::deleteKeyTree(hive->conn->db.get(), open.id, folded, outcome);
+        if (!succeeded(rc))
+            return failure(*hive, rc);
+        if (outcome == store::Deleted::KeyGone)
+            return regerr::KeyDeleted;
+        if (outcome == store::Deleted::NothingThere)
+            return regerr::FileNotFound;
+        hive->publish();
+        hive->dropCaches();  // key ids and values of the whole tree
         return regerr::Success;
     }
 
@@ -983,6 +1047,14 @@ long SqliteRegistryStore::enumKey(KeyHandle key, std::uint32_t index, std::strin
 long SqliteRegistryStore::enumValue(KeyHandle key, std::uint32_t index, std::string* name, std::uint32_t* type,
                                     std::vector<std::uint8_t>* data) {
     return d->enumValue(key, index, name, type, data);
+}
+
+long SqliteRegistryStore::deleteValue(KeyHandle key, const std::string& name) {
+    return d->deleteValue(key, name);
+}
+
+long SqliteRegistryStore::deleteTree(KeyHandle key, const std::string& path) {
+    return d->deleteTree(key, path);
 }
 
 std::string SqliteRegistryStore::hiveFile(Hive hive) const {

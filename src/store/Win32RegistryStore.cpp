@@ -258,6 +258,22 @@ long Win32RegistryStore::enumValue(KeyHandle key, std::uint32_t index, std::stri
     return regerr::Success;
 }
 
+long Win32RegistryStore::deleteValue(KeyHandle key, const std::string& name) {
+    const std::shared_lock lock(mutex_);
+    if (!isOpen(key))
+        return regerr::InvalidHandle;
+    return RegDeleteValueW(toHkey(key), wideName(name).c_str());
+}
+
+long Win32RegistryStore::deleteTree(KeyHandle key, const std::string& path) {
+    const std::shared_lock lock(mutex_);
+    if (!isOpen(key))
+        return regerr::InvalidHandle;
+    // An empty name would remove the key itself; a null one empties it.
+    const std::wstring wide = wideName(path);
+    return RegDeleteTreeW(toHkey(key), wide.empty() ? nullptr : wide.c_str());
+}
+
 long Win32RegistryStore::closeKey(KeyHandle key) {
     const std::unique_lock lock(mutex_);
     const auto it = open_.find(key);

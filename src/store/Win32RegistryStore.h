@@ -25,6 +25,9 @@ namespace paramcor {
 // itself adds the zero for them when one follows the data in memory. So a string set
 // as "abc" reads back as "abc\0". Empty data stays empty.
 //
+// The registry deletes a tree key by key: a process that dies meanwhile may leave
+// part of it, which the POSIX store never does.
+//
 // A KeyHandle is the HKEY itself. The store accepts only the handles it opened and
 // has not closed yet, so that a stale handle gives ERROR_INVALID_HANDLE instead of
 // closing some other key of the process that got the same value meanwhile. Opening a
@@ -48,6 +51,8 @@ public:
     long enumKey(KeyHandle key, std::uint32_t index, std::string* name) override;
     long enumValue(KeyHandle key, std::uint32_t index, std::string* name, std::uint32_t* type,
                    std::vector<std::uint8_t>* data) override;
+    long deleteValue(KeyHandle key, const std::string& name) override;
+    long deleteTree(KeyHandle key, const std::string& path) override;
 
 private:
     // Opens with all access and creating what is missing, or read-only.

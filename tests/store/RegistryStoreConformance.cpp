@@ -757,3 +757,69 @@ TEST_P(RegistryStoreConformance, EnumerationNeedsAnOpenHandle) {
 }
 
 }  // namespace paramcor::test
+
+namespace paramcor::test {
+
+TEST_P(RegistryStoreConformance, DeletingValues) {
+    auto other = GetParam().make();
+    const KeyHandle handle = create(key("Values"));
+    put(handle, "Keep", regtype::Dword, dword(1));
+    put(handle, "Gone", regtype::Dword, dword(2));
+    put(handle, "", regtype::String, bytes("unnamed"));
+    const KeyHandle seen = open(*other, key("Values"));
+    EXPECT_EQ(read(*other, seen, "gone").data, dword(2));  // remembered by the other store
+
+    EXPECT_EQ(store_->deleteValue(handle, "GONE"), regerr::Success);
+    EXPECT_EQ(store_->deleteValue(handle, ""), regerr::Success);
+    for (const auto& [store, reader] : {std::pair{store_.get(), handle}, std::pair{other.get(), seen}}) {
+        EXPECT_EQ(read(*store, reader, "Gone").rc, regerr::FileNotFound);
+        EXPECT_EQ(read(*store, reader, "").rc, regerr::FileNotFound);
+        EXPECT_EQ(read(*store, reader, "Keep").data, dword(1));
+    }
+    EXPECT_EQ(store_->deleteValue(handle, "Gone"), regerr::FileNotFound);
+    EXPECT_EQ(store_->deleteValue(open(key("Values")), "Keep"), regerr::AccessDenied);
+    EXPECT_EQ(read(handle, "Keep").data, dword(1));
+    EXPECT_EQ(store_->closeKey(handle), regerr::Success);
+    EXPECT_EQ(store_->deleteValue(handle, "Keep"), regerr::InvalidHandle);
+}
+
+TEST_P(RegistryStoreConformance, DeletingTrees) {
+    auto other = GetParam().make();
+    const KeyHandle top = create(key("Top"));
+    put(top, "v", regtype::Dword, dword(1));
+    put(create(key("Top\\Branch\\Leaf")), "w", regtype::Dword, dword(2));
+    put(create(key("Top\\Branch")), "x", regtype::Dword, dword(3));
+    // Names that share the deleted one's beginning stay.
+    for (const char* sibling : {"Top\\BranchX", "Top\\Branch X", "Top\\Branch]", "Top\\Brancg"})
+        put(create(key(sibling)), "y", regtype::Dword, dword(4));
+    const KeyHandle leaf = create(key("Top\\Branch\\Leaf"));
+    EXPECT_EQ(read(*other, open(*other, key("Top\\Branch\\Leaf")), "w").data, dword(2));
+
+    EXPECT_EQ(store_->deleteTree(top, "bRANCH"), regerr::Success);
+    for (RegistryStore* store : {store_.get(), other.get()}) {
+        for (const char* gone : {"Top\\Branch", "Top\\Branch\\Leaf"}) {
+            KeyHandle handle = 0;
+            EXPECT_EQ(store->openKey(Hive::CurrentUser, key(gone), &handle), regerr::FileNotFound) << gone;
+        }
+        for (const char* sibling : {"Top\\BranchX", "Top\\Branch X", "Top\\Branch]", "Top\\Brancg"})
+            EXPECT_EQ(read(*store, open(*store, key(sibling)), "y").data, dword(4)) << sibling;
+        EXPECT_EQ(read(*store, open(*store, key("Top")), "v").data, dword(1));
+    }
+    // A handle on a deleted key finds nothing and cannot bring it back.
+    EXPECT_NE(read(leaf, "w").rc, regerr::Success);
+    EXPECT_NE(store_->setValue(leaf, "w", regtype::Dword, dword(5)), regerr::Success);
+    KeyHandle handle = 0;
+    EXPECT_EQ(store_->openKey(Hive::CurrentUser, key("Top\\Branch\\Leaf"), &handle), regerr::FileNotFound);
+    EXPECT_EQ(store_->deleteTree(top, "Branch"), regerr::FileNotFound);
+    EXPECT_EQ(store_->deleteTree(top, "BranchX\\Missing"), regerr::FileNotFound);
+
+    // An empty path empties the key and keeps it.
+    EXPECT_EQ(store_->deleteTree(top, ""), regerr::Success);
+    const KeyHandle emptied = open(*other, key("Top"));
+    EXPECT_EQ(read(*other, emptied, "v").rc, regerr::FileNotFound);
+    std::string name;
+    EXPECT_EQ(other->enumKey(emptied, 0, &name), regerr::NoMoreItems);
+    EXPECT_EQ(read(*store_, create(key("Top\\Branch\\Leaf")), "w").rc, regerr::FileNotFound);  // made anew, empty
+}
+
+}  // namespace paramcor::test
