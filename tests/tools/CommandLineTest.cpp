@@ -3,6 +3,8 @@
 #include "ToolTesting.h"
 
 #include <QFileInfo>
+#include <QJsonDocument>
+#include <QProcess>
 
 #include <gtest/gtest.h>
 
@@ -11,7 +13,8 @@ namespace {
 
 TEST(ParamcorCommandLine, EveryCommandHasHelp) {
     const QStringList commands = {"valore leggi",  "valore scrivi", "percorso",  "percorsi",         "traduci",
-                                  "chiave",        "lingua",        "misure",    "registro esporta", "registro importa",
+                                  "chiave",        "lingua",        "misure",    "registro elenca",
+                                  "registro elimina", "registro esporta", "registro importa",
                                   "testi esporta", "testi importa", "testi crea"};
     const Outcome overview = runTool({"--help"});
     ASSERT_EQ(overview.code, 0) << overview;
@@ -70,9 +73,10 @@ INSTANTIATE_TEST_SUITE_P(
         BadLine{{}, 2, "no command"}, BadLine{{"nonsense"}, 2, "unknown command \"nonsense\""},
         BadLine{{"valore"}, 2, "needs a subcommand"}, BadLine{{"valore", "cancella"}, 2, "\"valore cancella\""},
         BadLine{{"percorso", "--xyz", "DXF"}, 2, "unknown option --xyz"},
-        BadLine{{"percorso", "--lingua", "2", "DXF"}, 2, "paramcor percorso has no option --lingua"},
+        BadLine{{"percorso", "--lingua", "2", "DXF"}, 2, "paramcor: percorso: there is no option --lingua"},
         BadLine{{"percorso"}, 2, "missing NOME"}, BadLine{{"percorso", "DXF", "DWG"}, 2, "too many arguments"},
-        BadLine{{"valore", "leggi", "Taglio"}, 2, "missing NOME TIPO"},
+        BadLine{{"valore", "leggi", "Taglio"}, 2, "missing NOME"},
+        BadLine{{"valore", "leggi", "Taglio", "Giri"}, 2, "missing TIPO"},
         BadLine{{"valore", "leggi", "Taglio", "Giri", "Float"}, 2, "unknown type \"Float\""},
         BadLine{{"valore", "scrivi", "Taglio", "Giri", "Long", "12x"}, 2, "\"12x\" is not a Long"},
         BadLine{{"valore", "scrivi", "Taglio", "Giri", "Long", "2147483648"}, 2, "is not a Long"},
@@ -81,7 +85,9 @@ INSTANTIATE_TEST_SUITE_P(
         BadLine{{"valore", "scrivi", "Taglio", "Giri", "Double", "nan"}, 2, "is not a Double"},
         BadLine{{"valore", "scrivi", "Taglio", "Giri", "Double", ""}, 2, "is not a Double"},
         BadLine{{"valore", "scrivi", "Taglio", "Giri", "Boolean", "forse"}, 2, "is not a Boolean"},
-        BadLine{{"valore", "leggi", "Taglio", "Giri", "Long", "tremila"}, 2, "is not a Long"},
+        BadLine{{"valore", "leggi", "--predefinito", "tremila", "Taglio", "Giri", "Long"}, 2, "is not a Long"},
+        BadLine{{"registro", "elimina", "HKCU"}, 2, "a whole hive cannot be deleted"},
+        BadLine{{"registro", "elenca", "-r", "-r", "HKCU"}, 2, "--ricorsivo is given twice"},
         BadLine{{"valore", "scrivi", "Taglio", "Giri", "Long"}, 2, "missing VALORE"},
         BadLine{{"traduci", "--lingua", "0", "Conferma"}, 2, "--lingua must be a whole number from 1 to 15"},
         BadLine{{"traduci", "Conferma", "--lingua"}, 2, "--lingua needs a value"},
@@ -112,6 +118,50 @@ TEST(ParamcorCommandLine, AnInstallationThatIsNotThere) {
     EXPECT_TRUE(missingFile.err.contains(QStringLiteral("ParamCor.txt"))) << missingFile;
     for (const QString& line : missingFile.errLines())
         EXPECT_TRUE(line.startsWith(QStringLiteral("paramcor: "))) << missingFile;
+}
+
+}  // namespace
+}  // namespace paramcor::test
+
+namespace paramcor::test {
+namespace {
+
+TEST(ParamcorCommandLine, EveryReadingCommandSpeaksJson) {
+    const Workshop workshop;
+    ASSERT_EQ(workshop.run({"valore", "scrivi", "Taglio", "Giri", "Long", "3000"}).code, 0);
+    const QStringList commands[] = {
+        {"valore", "leggi", "Taglio", "Giri", "Long"}, {"percorso", "DXF"}, {"percorsi"},
+        {"traduci", "Spessore"}, {"chiave", "LASTRE", "0009"}, {"lingua"}, {"misure"},
+        {"registro", "elenca", "HKCU\\SOFTWARE\\Corvel"}};
+    for (const QStringList& command : commands) {
+        const Outcome run = workshop.run(command + QStringList{"--json"});
+        EXPECT_EQ(run.code, 0) << run;
+        QJsonParseError error{};
+        const QJsonDocument document = QJsonDocument::fromJson(run.bytes, &error);
+        EXPECT_EQ(error.error, QJsonParseError::NoError) << run;
+        EXPECT_FALSE(document.isEmpty()) << run;
+    }
+    EXPECT_EQ(workshop.run({"lingua", "--json"}).out, QStringLiteral("{\"lingua\":1,\"nome\":\"Italiano\"}\n"));
+}
+
+TEST(ParamcorCommandLine, ShortOptionsVersionAndCompletion) {
+    const Outcome help = runTool({"registro", "elenca", "-h"});
+    EXPECT_EQ(help.code, 0) << help;
+    EXPECT_TRUE(help.out.startsWith(QStringLiteral("Usage: paramcor registro elenca"))) << help;
+    const Workshop workshop;
+    const Outcome version = workshop.run({"--version"});
+    EXPECT_EQ(version.code, 0) << version;
+    EXPECT_TRUE(version.out.startsWith(QStringLiteral("paramcor 6.0.0 (CVLParamcor 6.0.0)\n"))) << version;
+    EXPECT_TRUE(version.out.contains(workshop.registry() + QStringLiteral("/HKEY_LOCAL_MACHINE.db"))) << version;
+
+    // The completion script, as bash runs it for "paramcor registro el<TAB>".
+    QProcess bash;
+    bash.start(QStringLiteral("bash"),
+               {"-c", "source \"$0\"; COMP_WORDS=(paramcor --registro /tmp registro el); COMP_CWORD=4; _paramcor; "
+                      "echo \"${COMPREPLY[*]}\"",
+                QStringLiteral(PARAMCOR_COMPLETION)});
+    ASSERT_TRUE(bash.waitForFinished());
+    EXPECT_EQ(bash.readAllStandardOutput(), QByteArray("elenca elimina\n"));
 }
 
 }  // namespace

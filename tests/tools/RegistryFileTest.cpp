@@ -265,7 +265,7 @@ TEST_P(ParamcorBadRegistryFile, IsRefusedWithItsLineAndNothingIsImported) {
     EXPECT_EQ(run.code, 1) << run;
     EXPECT_TRUE(run.out.isEmpty()) << run;
     ASSERT_EQ(run.errLines().size(), 1) << run;
-    EXPECT_TRUE(run.err.startsWith(QStringLiteral("paramcor: ") + file + GetParam().says)) << run;
+    EXPECT_TRUE(run.err.startsWith(QStringLiteral("paramcor: registro importa: ") + file + GetParam().says)) << run;
     EXPECT_TRUE(run.err.contains(QStringLiteral("nothing was imported"))) << run;
     // The keys before the fault are not there either: the store was not touched.
     EXPECT_FALSE(QFileInfo::exists(workshop.registry())) << run;
@@ -352,7 +352,7 @@ TEST(ParamcorRegistryFile, AHiveThatMayNotBeWrittenStopsTheImportBeforeItStarts)
     EXPECT_EQ(run.code, 1) << run;
     EXPECT_EQ(
         run.errLines(),
-        QStringList{QStringLiteral("paramcor: HKEY_LOCAL_MACHINE cannot be written (error 5); nothing was imported")});
+        QStringList{QStringLiteral("paramcor: registro importa: HKEY_LOCAL_MACHINE cannot be written (error 5); nothing was imported")});
     EXPECT_FALSE(storedValue(store, Hive::CurrentUser, kSuite, "Lingua").found);
     EXPECT_EQ(storedValue(store, Hive::LocalMachine, kSuite, "VersioneProdotto").value.data, utf8("5.0"));
 }
@@ -366,14 +366,15 @@ TEST(ParamcorRegistryFile, WhatCannotBeExportedLeavesNoFile) {
     const struct {
         QStringList arguments;
         const char* says;
+        int code;
     } cases[] = {
-        {{"HKCU\\SOFTWARE\\Nessuno", workshop.path("a.reg")}, "there is no key HKEY_CURRENT_USER\\SOFTWARE\\Nessuno"},
-        {{"HKCU\\SOFTWARE\\Corvel", workshop.path("no/such/folder.reg")}, "cannot be written"},
-        {{"--regedit4", "HKCU\\SOFTWARE\\Corvel", workshop.path("b.reg")}, "Windows-1252"},
+        {{"HKCU\\SOFTWARE\\Nessuno", workshop.path("a.reg")}, "there is no key HKEY_CURRENT_USER\\SOFTWARE\\Nessuno", 3},
+        {{"HKCU\\SOFTWARE\\Corvel", workshop.path("no/such/folder.reg")}, "cannot be written", 1},
+        {{"--regedit4", "HKCU\\SOFTWARE\\Corvel", workshop.path("b.reg")}, "Windows-1252", 1},
     };
     for (const auto& c : cases) {
         const Outcome run = workshop.run(QStringList{"registro", "esporta"} + c.arguments);
-        EXPECT_EQ(run.code, 1) << run;
+        EXPECT_EQ(run.code, c.code) << run;
         EXPECT_TRUE(run.out.isEmpty()) << run;
         EXPECT_EQ(run.errLines().size(), 1) << run;
         EXPECT_TRUE(run.err.contains(QString::fromUtf8(c.says))) << run;

@@ -299,7 +299,7 @@ TEST_P(ParamcorBadPoFile, IsRefusedAndNothingIsImported) {
     EXPECT_EQ(run.code, 1) << run;
     EXPECT_TRUE(run.out.isEmpty()) << run;
     ASSERT_EQ(run.errLines().size(), 1) << run;
-    EXPECT_TRUE(run.err.startsWith(QStringLiteral("paramcor: ") + file)) << run;
+    EXPECT_TRUE(run.err.startsWith(QStringLiteral("paramcor: testi importa: ") + file)) << run;
     EXPECT_TRUE(run.err.contains(GetParam().says)) << run;
     EXPECT_TRUE(run.err.contains(QStringLiteral("nothing was imported"))) << run;
     EXPECT_EQ(textRows(workshop.userTexts()), before);

@@ -20,7 +20,7 @@ std::ostream& operator<<(std::ostream& os, const Outcome& run) {
               << run.err.toStdString();
 }
 
-Outcome runTool(const QStringList& arguments, const std::function<void()>& inChild) {
+Outcome runTool(const QStringList& arguments, const std::function<void()>& inChild, const QByteArray& input) {
     // The library's default store is the user's: keep it in a folder of the tests.
     static QTemporaryDir home;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
@@ -31,6 +31,8 @@ Outcome runTool(const QStringList& arguments, const std::function<void()>& inChi
     if (inChild)
         process.setChildProcessModifier(inChild);
     process.start(QStringLiteral(PARAMCOR_TOOL), arguments);
+    process.write(input);
+    process.closeWriteChannel();
     Outcome run;
     if (!process.waitForStarted() || !process.waitForFinished(240000)) {
         process.kill();
@@ -39,7 +41,8 @@ Outcome runTool(const QStringList& arguments, const std::function<void()>& inChi
         return run;
     }
     run.code = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -2;
-    run.out = QString::fromUtf8(process.readAllStandardOutput());
+    run.bytes = process.readAllStandardOutput();
+    run.out = QString::fromUtf8(run.bytes);
     run.err = QString::fromUtf8(process.readAllStandardError());
     return run;
 }
@@ -59,11 +62,12 @@ Workshop::Workshop(const QByteArray& installationFile) {
                           QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup | QFile::ReadOther);
 }
 
-Outcome Workshop::run(const QStringList& arguments, const std::function<void()>& inChild) const {
+Outcome Workshop::run(const QStringList& arguments, const std::function<void()>& inChild,
+                      const QByteArray& input) const {
     return runTool(
         QStringList{QStringLiteral("--registro"), registry(), QStringLiteral("--installazione"), installation()} +
             arguments,
-        inChild);
+        inChild, input);
 }
 
 namespace {

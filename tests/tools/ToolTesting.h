@@ -23,6 +23,7 @@ namespace paramcor::test {
 struct Outcome {
     int code = -1;
     QString out;
+    QByteArray bytes;  // standard output as written
     QString err;
 
     QStringList errLines() const;
@@ -32,8 +33,9 @@ struct Outcome {
 std::ostream& operator<<(std::ostream& os, const Outcome& run);
 
 // Runs the built tool with exactly these arguments; `inChild` runs in the new
-// process before the tool starts (limits, signals).
-Outcome runTool(const QStringList& arguments, const std::function<void()>& inChild = {});
+// process before the tool starts (limits, signals); `input` is its standard input.
+Outcome runTool(const QStringList& arguments, const std::function<void()>& inChild = {},
+                const QByteArray& input = QByteArray());
 
 // A workshop: the installation (ParamCor.txt and, delivered, the sample texts) and
 // the registry store, in a temporary folder.
@@ -49,7 +51,8 @@ public:
     QString path(const QString& name) const { return dir_.path() + u'/' + name; }
 
     // The tool on this installation and store.
-    Outcome run(const QStringList& arguments, const std::function<void()>& inChild = {}) const;
+    Outcome run(const QStringList& arguments, const std::function<void()>& inChild = {},
+                const QByteArray& input = QByteArray()) const;
 
     // A store on the same files, as another program would open it.
     SqliteRegistryStore store() const { return SqliteRegistryStore(registry().toStdString()); }

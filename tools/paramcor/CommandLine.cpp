@@ -1,10 +1,16 @@
 #include "CommandLine.h"
 
 #include "Commands.h"
+#include "RegFile.h"
 #include "Session.h"
 
 #include <CVLParamcor/Languages.h>
 #include <CVLParamcor/Parametri.h>
+#include <CVLParamcor/SqliteRegistryStore.h>
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 
 #include <algorithm>
 #include <cstdio>
@@ -20,9 +26,19 @@ struct KnownOption {
 // Every option of every command: the words after an option taking a value are
 // that value, whatever the command.
 constexpr KnownOption kOptions[] = {
-    {"registro", true},  {"installazione", true}, {"lingua", true}, {"file", true},  {"sezione", true},
-    {"macchina", false}, {"regedit4", false},     {"tutti", false}, {"help", false},  {"modello", false},
+    {"registro", true},  {"installazione", true}, {"lingua", true},  {"file", true},        {"sezione", true},
+    {"macchina", false}, {"regedit4", false},     {"tutti", false},  {"help", false},        {"modello", false},
+    {"version", false},  {"json", false},         {"si", false},     {"grezzo", false},      {"predefinito", true},
+    {"ricorsivo", false},
 };
+
+// The one-letter forms, as other tools have them.
+const QMap<QString, QString> kShortOptions = {{"-h", "help"}, {"-r", "ricorsivo"}};
+
+QString& currentCommand() {
+    static QString name;
+    return name;
+}
 
 const KnownOption* findOption(const QString& name) {
     for (const KnownOption& known : kOptions)
@@ -39,7 +55,9 @@ const QString kCommonOptions = QStringLiteral(
     "                        library's, ~/.config/CVLParamcor and /var/lib/CVLParamcor)\n"
     "  --installazione DIR   the installation whose ParamCor.txt lies in DIR (default:\n"
     "                        the folder of the library)\n"
-    "  --help                this help");
+    "  --json                what a reading command prints, as one JSON document\n"
+    "  -h, --help            this help\n"
+    "  --version             the version and the store's files");
 
 QString usageLine(const Command& command) {
     QString line = QStringLiteral("paramcor ") + command.name.join(u' ');
@@ -110,7 +128,36 @@ QString nameOf(const QStringList& words, int count) {
     return QStringLiteral("paramcor ") + words.mid(0, count).join(u' ');
 }
 
+void printVersion(const Arguments& arguments) {
+    printLine(QStringLiteral("paramcor " PARAMCOR_VERSION " (CVLParamcor " PARAMCOR_VERSION ")"));
+    Session session(arguments);
+    const auto* store = dynamic_cast<const SqliteRegistryStore*>(&session.baseStore());
+    if (!store)
+        return;
+    for (const Hive hive : {Hive::CurrentUser, Hive::LocalMachine, Hive::ClassesRoot})
+        printLine(QStringLiteral("%1: %2").arg(regfile::hiveName(hive), QString::fromStdString(store->hiveFile(hive))));
+}
+
 }  // namespace
+
+QString errorPrefix() {
+    return currentCommand().isEmpty() ? QStringLiteral("paramcor: ")
+                                      : QStringLiteral("paramcor: %1: ").arg(currentCommand());
+}
+
+void printJson(const QJsonValue& value) {
+    QJsonDocument document;
+    if (value.isArray())
+        document.setArray(value.toArray());
+    else if (value.isObject())
+        document.setObject(value.toObject());
+    else
+        document.setArray(QJsonArray{value});  // a bare value is no JSON document for Qt
+    QByteArray bytes = document.toJson(QJsonDocument::Compact);
+    if (!value.isArray() && !value.isObject())
+        bytes = bytes.mid(1, bytes.size() - 2);
+    printLine(QString::fromUtf8(bytes));
+}
 
 void printLine(const QString& line) {
     const QByteArray bytes = line.toUtf8() + '\n';
@@ -134,6 +181,13 @@ Arguments parseArguments(const QStringList& arguments) {
     bool optionsEnded = false;
     for (qsizetype i = 0; i < arguments.size(); ++i) {
         const QString& word = arguments[i];
+        if (!optionsEnded && kShortOptions.contains(word)) {
+            const QString name = kShortOptions.value(word);
+            if (parsed.options.contains(name))
+                throw UsageError(QStringLiteral("--%1 is given twice").arg(name));
+            parsed.options.insert(name, QString());
+            continue;
+        }
         if (optionsEnded || !word.startsWith(QLatin1String("--"))) {
             parsed.words << word;
             continue;
@@ -168,17 +222,18 @@ Arguments parseArguments(const QStringList& arguments) {
 const QList<Command>& commands() {
     static const QList<Command> list = {
         {{"valore", "leggi"},
-         "PROGRAMMA NOME TIPO [DEFAULT]",
-         "Reads a typed parameter of a program (LeggiParametro) and prints it.",
-         "TIPO is Integer, Long, Single, Double, String or Boolean. As in every program of the\n"
-         "suite, a missing value is stored with DEFAULT and DEFAULT printed; without DEFAULT\n"
-         "the type's zero is printed and nothing stored. A Double comes back as a Single made\n"
-         "from its low four bytes, as the suite has always read it.\n"
+         "PROGRAMMA NOME [TIPO]",
+         "Reads a typed parameter of a program and prints it; never writes.",
+         "TIPO is Integer, Long, Single, Double, String or Boolean, and the value must be stored\n"
+         "as that type (a Double in full); otherwise the read fails. A missing value is an error\n"
+         "with exit code 3, unless --predefinito gives the value to print; nothing is stored.\n"
+         "  --predefinito VALORE  print VALORE when the value is missing\n"
+         "  --grezzo              the stored registry type and bytes, whatever TIPO says\n"
          "  --macchina            the local machine's store instead of the current user's\n"
          "  --sezione SEZIONE     the section of the program",
-         {"macchina", "sezione SEZIONE"},
+         {"macchina", "sezione SEZIONE", "predefinito VALORE", "grezzo", "json"},
+         2,
          3,
-         4,
          readValue,
          "LeggiParametro"},
         {{"valore", "scrivi"},
@@ -197,7 +252,7 @@ const QList<Command>& commands() {
          "NOME",
          "Prints the current location of one of the suite's folders (Percorso).",
          "NOME as the programs give it: \"DXF\", \"PercorsoDxf\" and \" dxf \" are one folder.",
-         {},
+         {"json"},
          1,
          1,
          showFolder},
@@ -205,7 +260,7 @@ const QList<Command>& commands() {
          "",
          "Lists the folder table: name, default as declared, current location, reference.",
          "  --tutti               also the custom slots that the installation leaves empty",
-         {"tutti"},
+         {"tutti", "json"},
          0,
          0,
          listFolders},
@@ -213,7 +268,7 @@ const QList<Command>& commands() {
          "TESTO",
          "Translates an Italian wording into the current language (Traduci).",
          "  --lingua N            into language N instead, for this command only",
-         {"lingua N"},
+         {"lingua N", "json"},
          1,
          1,
          translate},
@@ -221,7 +276,7 @@ const QList<Command>& commands() {
          "PROGRAMMA PROGRESSIVO",
          "Prints the text with this key in the current language (TraduciChiave).",
          "  --lingua N            in language N instead, for this command only",
-         {"lingua N"},
+         {"lingua N", "json"},
          2,
          2,
          translateKey},
@@ -229,7 +284,7 @@ const QList<Command>& commands() {
          "[N]",
          "Prints the current language, or makes N the language of every program of the user.",
          languageList(),
-         {},
+         {"json"},
          0,
          1,
          language,
@@ -239,16 +294,38 @@ const QList<Command>& commands() {
          "Prints the units of measure and the currency of the current language, decoded.",
          "  --lingua N            those of language N instead\n"
          "  --file DB             read them from the text database DB instead of the user's",
-         {"lingua N", "file DB"},
+         {"lingua N", "file DB", "json"},
          0,
          0,
          units},
+        {{"registro", "elenca"},
+         "CHIAVE",
+         "Lists the values and subkeys of a registry key, one per line.",
+         "CHIAVE starts with its hive: HKEY_CURRENT_USER (HKCU), HKEY_LOCAL_MACHINE (HKLM) or\n"
+         "HKEY_CLASSES_ROOT (HKCR). Each line is a name (\"@\" the unnamed value), a tab, the\n"
+         "registry type, a tab and the contents decoded; a subkey is its name with a trailing\n"
+         "backslash. Values come first, then subkeys, each ordered by name without regard to case.\n"
+         "  -r, --ricorsivo       every key below too, each line naming its path below CHIAVE",
+         {"ricorsivo", "json"},
+         1,
+         1,
+         listKey},
+        {{"registro", "elimina"},
+         "CHIAVE [NOME]",
+         "Deletes a registry value, or a key with all its subkeys and values.",
+         "Asks for confirmation on the terminal; a deleted key is gone as a whole or not at all.\n"
+         "  --si                  delete without asking",
+         {"si"},
+         1,
+         2,
+         deleteFromRegistry},
         {{"registro", "esporta"},
          "CHIAVE FILE.reg",
          "Writes a registry key, its values and all its subkeys to a file for regedit.",
          "CHIAVE starts with its hive: HKEY_CURRENT_USER (HKCU), HKEY_LOCAL_MACHINE (HKLM) or\n"
          "HKEY_CLASSES_ROOT (HKCR), e.g. HKEY_CURRENT_USER\\SOFTWARE\\Corvel. The file is\n"
-         "\"Windows Registry Editor Version 5.00\", UTF-16LE with CR LF, as regedit writes it.\n"
+         "\"Windows Registry Editor Version 5.00\", UTF-16LE with CR LF, as regedit writes it;\n"
+         "\"-\" writes it to standard output.\n"
          "  --regedit4            REGEDIT4 instead, in the Windows-1252 code page",
          {"regedit4"},
          2,
@@ -305,6 +382,10 @@ int run(const QStringList& arguments) {
     const Arguments parsed = parseArguments(arguments);
     const QStringList& words = parsed.words;
     const bool help = parsed.has(QStringLiteral("help"));
+    if (parsed.has(QStringLiteral("version")) && !help) {
+        printVersion(parsed);
+        return 0;
+    }
     if (words.isEmpty()) {
         if (help) {
             printOverview();
@@ -335,7 +416,7 @@ int run(const QStringList& arguments) {
         return 0;
     }
 
-    const QString name = nameOf(words, static_cast<int>(nameLength));
+    currentCommand() = command->name.join(u' ');
     for (auto it = parsed.options.begin(); it != parsed.options.end(); ++it) {
         const QString& option = it.key();
         if (option == QLatin1String("registro") || option == QLatin1String("installazione"))
@@ -343,17 +424,17 @@ int run(const QStringList& arguments) {
         const bool allowed = std::any_of(command->options.begin(), command->options.end(),
                                          [&](const QString& o) { return o.section(u' ', 0, 0) == option; });
         if (!allowed)
-            throw UsageError(QStringLiteral("%1 has no option --%2").arg(name, option));
+            throw UsageError(QStringLiteral("there is no option --%1 here").arg(option));
     }
     const QStringList operands = words.mid(nameLength);
     if (operands.size() < command->minOperands)
         throw UsageError(
-            QStringLiteral("%1: missing %2 (usage: %3)")
-                .arg(name, command->operands.section(u' ', static_cast<int>(operands.size()), command->minOperands - 1),
+            QStringLiteral("missing %1 (usage: %2)")
+                .arg(command->operands.section(u' ', static_cast<int>(operands.size()), command->minOperands - 1),
                      usageLine(*command)));
     if (operands.size() > command->maxOperands)
-        throw UsageError(QStringLiteral("%1: too many arguments from \"%2\" on (usage: %3)")
-                             .arg(name, operands.at(command->maxOperands), usageLine(*command)));
+        throw UsageError(QStringLiteral("too many arguments from \"%1\" on (usage: %2)")
+                             .arg(operands.at(command->maxOperands), usageLine(*command)));
 
     Session session(parsed);
     const int code = command->run(session, parsed, operands);

@@ -2,6 +2,7 @@
 // the two ways a command ends badly.
 #pragma once
 
+#include <QJsonValue>
 #include <QMap>
 #include <QString>
 #include <QStringList>
@@ -13,12 +14,18 @@ namespace paramcor::tool {
 // Something the user has to read: one line on standard error, exit code 1.
 class Failure : public std::runtime_error {
 public:
-    explicit Failure(const QString& text) : std::runtime_error(text.toStdString()), text_(text) {}
+    explicit Failure(const QString& text, int code = 1)
+        : std::runtime_error(text.toStdString()), text_(text), code_(code) {}
     QString text() const { return text_; }
+    int code() const { return code_; }
 
 private:
     QString text_;
+    int code_;
 };
+
+// The exit code of a read that finds nothing, for scripts to tell it from a failure.
+constexpr int kNotFound = 3;
 
 // A command line that cannot be run as it stands: exit code 2.
 class UsageError : public Failure {
@@ -57,6 +64,10 @@ struct Command {
     const char* member = nullptr;  // the member of Parametri it runs, whose help string --help shows
 };
 
+// "paramcor: " and, once the command line names one, the command and ": ", which
+// begin every line the tool writes to standard error.
+QString errorPrefix();
+
 // Every command, in the order of the overview.
 const QList<Command>& commands();
 
@@ -65,6 +76,9 @@ int run(const QStringList& arguments);
 
 // Writes a line in UTF-8 to standard output.
 void printLine(const QString& line = QString());
+
+// Writes a JSON document, for --json, to standard output on one line.
+void printJson(const QJsonValue& value);
 
 // A whole number from `text`, or a usage error naming `what`.
 int parseNumber(const QString& text, int low, int high, const QString& what);

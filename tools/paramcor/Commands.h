@@ -20,6 +20,8 @@ int language(Session& session, const Arguments& arguments, const QStringList& op
 int units(Session& session, const Arguments& arguments, const QStringList& operands);
 
 // RegistryCommands.cpp
+int listKey(Session& session, const Arguments& arguments, const QStringList& operands);
+int deleteFromRegistry(Session& session, const Arguments& arguments, const QStringList& operands);
 int exportRegistry(Session& session, const Arguments& arguments, const QStringList& operands);
 int importRegistry(Session& session, const Arguments& arguments, const QStringList& operands);
 

@@ -12,6 +12,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdio>
+
 namespace paramcor::tool {
 namespace {
 
@@ -78,6 +80,12 @@ QByteArray readWhole(const QString& path, const QString& what) {
     if (bytes.size() > kMaxFileSize)  // it grew meanwhile, or is no plain file
         throw Failure(QStringLiteral("%1 is too large for %2 (more than %3 bytes)").arg(path, what).arg(kMaxFileSize));
     return bytes;
+}
+
+void writeStandardOutput(const QByteArray& bytes) {
+    const auto size = static_cast<std::size_t>(bytes.size());
+    if (std::fwrite(bytes.constData(), 1, size, stdout) != size || std::fflush(stdout) != 0)
+        throw Failure(QStringLiteral("standard output cannot be written"));
 }
 
 void writeWhole(const QString& path, const QByteArray& bytes) {

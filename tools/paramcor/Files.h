@@ -19,6 +19,9 @@ std::unique_ptr<QFile> openToRead(const QString& path, const QString& what);
 // The bytes of such a file.
 QByteArray readWhole(const QString& path, const QString& what);
 
+// Writes bytes to standard output as they are.
+void writeStandardOutput(const QByteArray& bytes);
+
 // Writes a file that appears whole or not at all, replacing what was there. A pipe
 // or a character device (/dev/stdout) takes the bytes straight; anything else that
 // is not a regular file is refused, never replaced.

@@ -2,6 +2,9 @@
 #include "Commands.h"
 #include "Session.h"
 
+#include <QJsonArray>
+#include <QJsonObject>
+
 #include <algorithm>
 
 namespace paramcor::tool {
@@ -56,7 +59,7 @@ void printTable(const QStringList& header, const std::vector<QStringList>& rows)
 
 }  // namespace
 
-int showFolder(Session& session, const Arguments&, const QStringList& operands) {
+int showFolder(Session& session, const Arguments& arguments, const QStringList& operands) {
     Parametri& par = session.parametri();
     const QString key = lookupKey(operands[0]);
     if (key != QLatin1String("WINDOWS")) {
@@ -71,7 +74,10 @@ int showFolder(Session& session, const Arguments&, const QStringList& operands) 
     const int mark = session.errors();
     const QString path = par.Percorso(operands[0]);
     session.throwIfReportedSince(mark);
-    printLine(path);
+    if (arguments.has(QStringLiteral("json")))
+        printJson(QJsonObject{{"nome", operands[0]}, {"percorso", path}});
+    else
+        printLine(path);
     return 0;
 }
 
@@ -84,6 +90,13 @@ int listFolders(Session& session, const Arguments& arguments, const QStringList&
         if (all || first || !row.declared.isEmpty())
             rows.push_back({row.name, row.declared, row.current, row.reference});
         first = false;
+    }
+    if (arguments.has(QStringLiteral("json"))) {
+        QJsonArray table;
+        for (const QStringList& row : rows)
+            table.append(QJsonObject{{"nome", row[0]}, {"default", row[1]}, {"percorso", row[2]}, {"rif", row[3]}});
+        printJson(table);
+        return 0;
     }
     printTable({QStringLiteral("Nome"), QStringLiteral("Default"), QStringLiteral("Percorso"), QStringLiteral("Rif")},
                rows);

@@ -4,6 +4,8 @@
 #include "Session.h"
 #include "TextFile.h"
 
+#include <QJsonObject>
+
 namespace paramcor::tool {
 namespace {
 
@@ -48,7 +50,10 @@ int translate(Session& session, const Arguments& arguments, const QStringList& o
     const int mark = session.errors();
     const QString text = par.Traduci(operands[0]);
     session.throwIfReportedSince(mark);
-    printLine(text);
+    if (arguments.has(QStringLiteral("json")))
+        printJson(QJsonObject{{"testo", operands[0]}, {"lingua", par.Lingua()}, {"traduzione", text}});
+    else
+        printLine(text);
     return 0;
 }
 
@@ -60,11 +65,15 @@ int translateKey(Session& session, const Arguments& arguments, const QStringList
     session.throwIfReportedSince(mark);
     if (text == QLatin1String("???"))  // the library's answer for a key it does not have
         throw Failure(QStringLiteral("no text has the key %1 %2").arg(operands[0], operands[1]));
-    printLine(text);
+    if (arguments.has(QStringLiteral("json")))
+        printJson(QJsonObject{
+            {"programma", operands[0]}, {"progressivo", operands[1]}, {"lingua", par.Lingua()}, {"testo", text}});
+    else
+        printLine(text);
     return 0;
 }
 
-int language(Session& session, const Arguments&, const QStringList& operands) {
+int language(Session& session, const Arguments& arguments, const QStringList& operands) {
     const short wanted =
         operands.isEmpty()
             ? 0
@@ -75,7 +84,10 @@ int language(Session& session, const Arguments&, const QStringList& operands) {
         par.Lingua(wanted);
     const short current = par.Lingua();
     session.throwIfReportedSince(mark);
-    printLine(QStringLiteral("%1 %2").arg(current).arg(languageName(current)));
+    if (arguments.has(QStringLiteral("json")))
+        printJson(QJsonObject{{"lingua", current}, {"nome", languageName(current)}});
+    else
+        printLine(QStringLiteral("%1 %2").arg(current).arg(languageName(current)));
     return 0;
 }
 
@@ -100,7 +112,10 @@ int units(Session& session, const Arguments& arguments, const QStringList&) {
     while (select->step())
         values.insert(select->text(0).toUpper(), select->text(1));
 
-    printLine(QStringLiteral("Units of language %1 (%2) in %3").arg(lingua).arg(languageName(lingua), file.path()));
+    const bool json = arguments.has(QStringLiteral("json"));
+    if (!json)
+        printLine(QStringLiteral("Units of language %1 (%2) in %3").arg(lingua).arg(languageName(lingua), file.path()));
+    QJsonObject rows;
     QStringList missing;
     for (const UnitRow& row : kUnitRows) {
         const QString key = QLatin1String(row.key);
@@ -120,11 +135,15 @@ int units(Session& session, const Arguments& arguments, const QStringList&) {
             shown = QStringLiteral("%1, symbol %2").arg(rest, symbol);
         else
             shown = QStringLiteral("%1, factor %2").arg(symbol, rest.isEmpty() ? QStringLiteral("(none)") : rest);
-        printLine(QStringLiteral("  %1 %2  (%3 \"%4\")")
+        rows.insert(key, QJsonObject{{"simbolo", symbol}, {"resto", rest}, {"testo", value}});
+        if (!json)
+            printLine(QStringLiteral("  %1 %2  (%3 \"%4\")")
                       .arg(QString::fromLatin1(row.label).leftJustified(9), shown, key, value));
     }
     if (!missing.isEmpty())
         throw Failure(QStringLiteral("%1 has no unit row %2").arg(file.path(), missing.join(QStringLiteral(", "))));
+    if (json)
+        printJson(QJsonObject{{"lingua", lingua}, {"file", file.path()}, {"righe", rows}});
     return 0;
 }
 

@@ -1,11 +1,21 @@
-// registro esporta, registro importa: the store to and from the registry editor's
-// files, so that settings move between Windows workstations and this one.
+// registro elenca, elimina, esporta, importa: the store as an administrator looks
+// at and changes it, and to and from the registry editor's files, so that settings
+// move between Windows workstations and this one.
 #include "Commands.h"
 #include "Files.h"
 #include "RegFile.h"
+#include "RegistryValues.h"
 #include "Session.h"
 
+#include <QJsonArray>
+#include <QJsonObject>
+
+#include <algorithm>
+#include <cstdio>
+#include <iostream>
 #include <set>
+
+#include <unistd.h>
 
 namespace paramcor::tool {
 namespace {
@@ -93,24 +103,179 @@ void collect(RegistryStore& store, Hive hive, const std::string& path, Document&
         collect(store, hive, child(path, name), document, values);
 }
 
-}  // namespace
-
-int exportRegistry(Session& session, const Arguments& arguments, const QStringList& operands) {
-    const auto key = regfile::splitKeyName(operands[0]);
+// The key named on the command line, spelled as the store spells it.
+std::pair<Hive, std::string> namedKey(RegistryStore& store, const QString& name) {
+    const auto key = regfile::splitKeyName(name);
     if (!key)
         throw UsageError(QStringLiteral("\"%1\" is not a key: it starts with HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE or "
                                         "HKEY_CLASSES_ROOT (HKCU, HKLM, HKCR) and has no empty name")
-                             .arg(operands[0]));
-    RegistryStore& store = session.store();
-    const Hive hive = key->first;
-    const std::string path = storedSpelling(store, hive, key->second);
+                             .arg(name));
+    return {key->first, storedSpelling(store, key->first, key->second)};
+}
+
+// Opens an existing key for reading; a missing one ends the command with kNotFound.
+KeyHandle openExisting(RegistryStore& store, Hive hive, const std::string& path) {
     KeyHandle handle = 0;
     const long rc = store.openKey(hive, path, &handle);
     if (rc == regerr::FileNotFound)
-        throw Failure(QStringLiteral("there is no key %1 in the store").arg(fullName(hive, path)));
+        throw Failure(QStringLiteral("there is no key %1 in the store").arg(fullName(hive, path)), kNotFound);
     if (rc != regerr::Success)
         storeFailure(hive, path, "read", rc);
-    store.closeKey(handle);
+    return handle;
+}
+
+bool byName(const std::string& a, const std::string& b) {
+    const int folded = QString::fromStdString(a).compare(QString::fromStdString(b), Qt::CaseInsensitive);
+    return folded != 0 ? folded < 0 : a < b;
+}
+
+// A key's values and subkey names, each in the order of their names, whatever the
+// store's own order is.
+struct Contents {
+    std::vector<regfile::Value> values;
+    std::vector<std::string> subkeys;
+};
+
+Contents contentsOf(RegistryStore& store, Hive hive, const std::string& path) {
+    const OpenKey key(store, openExisting(store, hive, path));
+    Contents contents;
+    for (std::uint32_t i = 0;; ++i) {
+        regfile::Value value;
+        const long rc = store.enumValue(key.handle(), i, &value.name, &value.type, &value.data);
+        if (rc == regerr::NoMoreItems)
+            break;
+        if (rc != regerr::Success)
+            storeFailure(hive, path, "read", rc);
+        contents.values.push_back(std::move(value));
+    }
+    for (std::uint32_t i = 0;; ++i) {
+        std::string name;
+        const long rc = store.enumKey(key.handle(), i, &name);
+        if (rc == regerr::NoMoreItems)
+            break;
+        if (rc != regerr::Success)
+            storeFailure(hive, path, "read", rc);
+        contents.subkeys.push_back(std::move(name));
+    }
+    std::sort(contents.values.begin(), contents.values.end(),
+              [](const regfile::Value& a, const regfile::Value& b) { return byName(a.name, b.name); });
+    std::sort(contents.subkeys.begin(), contents.subkeys.end(), byName);
+    return contents;
+}
+
+void listText(RegistryStore& store, Hive hive, const std::string& path, const QString& prefix, bool recursive) {
+    const Contents contents = contentsOf(store, hive, path);
+    for (const regfile::Value& value : contents.values)
+        printLine(prefix + (value.name.empty() ? QStringLiteral("@") : QString::fromStdString(value.name)) + u'\t' +
+                  registryTypeName(value.type) + u'\t' + decodedContents(value.type, value.data));
+    for (const std::string& name : contents.subkeys) {
+        const QString below = prefix + QString::fromStdString(name) + u'\\';
+        printLine(below);
+        if (recursive)
+            listText(store, hive, child(path, name), below, true);
+    }
+}
+
+QJsonObject listJson(RegistryStore& store, Hive hive, const std::string& path, bool recursive) {
+    const Contents contents = contentsOf(store, hive, path);
+    QJsonArray values;
+    for (const regfile::Value& value : contents.values)
+        values.append(valueJson(QString::fromStdString(value.name), value.type, value.data));
+    QJsonArray subkeys;
+    for (const std::string& name : contents.subkeys) {
+        if (recursive)
+            subkeys.append(listJson(store, hive, child(path, name), true));
+        else
+            subkeys.append(QString::fromStdString(name));
+    }
+    return {{"chiave", fullName(hive, path)}, {"valori", values}, {"sottochiavi", subkeys}};
+}
+
+// Asks on the terminal, unless --si said yes already.
+bool confirmed(const Arguments& arguments, const QString& question) {
+    if (arguments.has(QStringLiteral("si")))
+        return true;
+    std::fprintf(stderr, "%s%s [s/N] ", qUtf8Printable(errorPrefix()), qUtf8Printable(question));
+    std::fflush(stderr);
+    std::string answer;
+    const bool answered = static_cast<bool>(std::getline(std::cin, answer));
+    if (!answered || !::isatty(STDIN_FILENO))  // no echo of the answer: end the question's line
+        std::fputc('\n', stderr);
+    if (!answered)
+        return false;
+    const QString given = QString::fromStdString(answer).trimmed().toLower();
+    return given == QLatin1String("s") || given == QLatin1String("si") || given == QStringLiteral("sì") ||
+           given == QLatin1String("y") || given == QLatin1String("yes");
+}
+
+}  // namespace
+
+int listKey(Session& session, const Arguments& arguments, const QStringList& operands) {
+    RegistryStore& store = session.baseStore();
+    const auto [hive, path] = namedKey(store, operands[0]);
+    const bool recursive = arguments.has(QStringLiteral("ricorsivo"));
+    if (arguments.has(QStringLiteral("json")))
+        printJson(listJson(store, hive, path, recursive));
+    else
+        listText(store, hive, path, QString(), recursive);
+    return 0;
+}
+
+int deleteFromRegistry(Session& session, const Arguments& arguments, const QStringList& operands) {
+    RegistryStore& store = session.baseStore();
+    const auto [hive, path] = namedKey(store, operands[0]);
+    const QString name = fullName(hive, path);
+    if (operands.size() == 1 && path.empty())
+        throw UsageError(QStringLiteral("a whole hive cannot be deleted: name a key below %1").arg(name));
+    {
+        const OpenKey existing(store, openExisting(store, hive, path));
+        if (operands.size() > 1) {
+            const long rc =
+                store.queryValue(existing.handle(), operands[1].toStdString(), nullptr, nullptr, 0, nullptr);
+            if (rc == regerr::FileNotFound)
+                throw Failure(QStringLiteral("%1 has no value \"%2\"").arg(name, operands[1]), kNotFound);
+            if (rc != regerr::Success)
+                storeFailure(hive, path, "read", rc);
+        }
+    }
+
+    if (operands.size() > 1) {
+        if (!confirmed(arguments, QStringLiteral("delete the value \"%1\" of %2?").arg(operands[1], name)))
+            throw Failure(QStringLiteral("nothing was deleted"));
+        KeyHandle handle = 0;
+        if (const long rc = store.createKey(hive, path, &handle))
+            storeFailure(hive, path, "written", rc);
+        const OpenKey key(store, handle);
+        if (const long rc = store.deleteValue(handle, operands[1].toStdString()))
+            storeFailure(hive, path, "written", rc);
+        printLine(QStringLiteral("Deleted the value \"%1\" of %2").arg(operands[1], name));
+        return 0;
+    }
+
+    Document below;
+    std::size_t values = 0;
+    collect(store, hive, path, below, values);
+    if (!confirmed(arguments, QStringLiteral("delete %1 with %2 keys and %3 values?")
+                                  .arg(name)
+                                  .arg(below.keys.size())
+                                  .arg(values)))
+        throw Failure(QStringLiteral("nothing was deleted"));
+    const std::size_t slash = path.rfind('\\');
+    const std::string parent = slash == std::string::npos ? std::string() : path.substr(0, slash);
+    KeyHandle handle = 0;
+    if (const long rc = store.createKey(hive, parent, &handle))
+        storeFailure(hive, parent, "written", rc);
+    const OpenKey key(store, handle);
+    if (const long rc = store.deleteTree(handle, slash == std::string::npos ? path : path.substr(slash + 1)))
+        storeFailure(hive, path, "deleted", rc);
+    printLine(QStringLiteral("Deleted %1: %2 keys, %3 values").arg(name).arg(below.keys.size()).arg(values));
+    return 0;
+}
+
+int exportRegistry(Session& session, const Arguments& arguments, const QStringList& operands) {
+    RegistryStore& store = session.store();
+    const auto [hive, path] = namedKey(store, operands[0]);
+    store.closeKey(openExisting(store, hive, path));
 
     Document document;
     document.format = arguments.has(QStringLiteral("regedit4")) ? regfile::Format::Regedit4 : regfile::Format::Unicode;
@@ -123,6 +288,10 @@ int exportRegistry(Session& session, const Arguments& arguments, const QStringLi
         throw Failure(error.message());
     }
 
+    if (operands[1] == QLatin1String("-")) {
+        writeStandardOutput(bytes);
+        return 0;
+    }
     writeWhole(operands[1], bytes);
     printLine(QStringLiteral("Exported %1 to %2: %3 keys, %4 values")
                   .arg(fullName(hive, path), operands[1])

@@ -7,6 +7,7 @@
 #include <QFileInfo>
 #include <QRegularExpression>
 
+#include <atomic>
 #include <cstdio>
 #include <mutex>
 #include <set>
@@ -29,7 +30,7 @@ public:
         if (error)
             ++errors_;
         const char* kind = error ? "" : icon == mb::Exclamation ? "warning: " : "note: ";
-        std::fprintf(stderr, "paramcor: %s%s\n", kind, qUtf8Printable(line));
+        std::fprintf(stderr, "%s%s%s\n", qUtf8Printable(errorPrefix()), kind, qUtf8Printable(line));
         const int buttons = flags & 7;
         const bool second = (flags & mb::DefaultButton2) != 0;
         if (buttons == 1)
@@ -63,7 +64,11 @@ public:
         active_ = true;
     }
 
+    void forbidWrites() { readOnly_ = true; }
+
     long createKey(Hive hive, const std::string& path, KeyHandle* key) override {
+        if (readOnly_)
+            return regerr::AccessDenied;
         return remember(hive, path, key, store_->createKey(hive, path, key));
     }
     long openKey(Hive hive, const std::string& path, KeyHandle* key) override {
@@ -138,6 +143,7 @@ private:
 
     std::shared_ptr<RegistryStore> store_;
     std::mutex mutex_;
+    std::atomic<bool> readOnly_ = false;
     bool active_ = false;
     std::string suiteKey_;
     std::vector<std::uint8_t> language_;
@@ -174,6 +180,14 @@ Session::~Session() {
 
 RegistryStore& Session::store() {
     return *store_;
+}
+
+RegistryStore& Session::baseStore() {
+    return store_->store();
+}
+
+void Session::forbidWrites() {
+    store_->forbidWrites();
 }
 
 Parametri& Session::parametri() {

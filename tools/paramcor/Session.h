@@ -25,6 +25,12 @@ public:
 
     // The store as the library sees it.
     RegistryStore& store();
+    // The store itself, without the language the run may have chosen.
+    RegistryStore& baseStore();
+
+    // From now on the library's writes to the store are refused, as a user without
+    // rights sees it: the command only reads.
+    void forbidWrites();
 
     // The parameter object on the installation. Its creation reads the installation
     // file and opens (after delivering) the texts: Reported when that failed.

@@ -1,9 +1,13 @@
 // valore leggi, valore scrivi: typed parameters through Parametri, so that the tool
 // reads and writes them exactly as the programs of the suite do.
 #include "Commands.h"
+#include "RegistryValues.h"
 #include "Session.h"
 
+#include <QJsonObject>
+
 #include <charconv>
+#include <cstring>
 #include <cmath>
 #include <limits>
 
@@ -34,24 +38,6 @@ QString typeName(Type type) {
         if (t.type == type)
             return QLatin1String(t.name);
     return QString();
-}
-
-QVariant zero(Type type) {
-    switch (type) {
-        case Type::Integer:
-            return Integer(0);
-        case Type::Long:
-            return Long(0);
-        case Type::Single:
-            return Single(0);
-        case Type::Double:
-            return Double(0);
-        case Type::String:
-            return String(QString());
-        case Type::Boolean:
-            return Boolean(false);
-    }
-    return QVariant();
 }
 
 // A number as C writes it: a point for decimals, no thousands separators.
@@ -129,6 +115,34 @@ QString format(const QVariant& value) {
     }
 }
 
+template <class Number>
+Number little(const std::vector<std::uint8_t>& data) {
+    Number value{};
+    std::memcpy(&value, data.data(), sizeof value);
+    return value;
+}
+
+// The value as `type`, when it is stored as the suite stores that type; invalid
+// otherwise.
+QVariant decode(Type type, std::uint32_t stored, const std::vector<std::uint8_t>& data) {
+    const auto is = [&](std::uint32_t wanted, std::size_t size) { return stored == wanted && data.size() == size; };
+    switch (type) {
+        case Type::Integer:
+            return is(regtype::Binary, 2) ? Integer(little<short>(data)) : QVariant();
+        case Type::Long:
+            return is(regtype::Dword, 4) ? Long(little<int>(data)) : QVariant();
+        case Type::Single:
+            return is(regtype::Dword, 4) ? Single(little<float>(data)) : QVariant();
+        case Type::Double:
+            return is(regtype::Binary, 8) ? Double(little<double>(data)) : QVariant();
+        case Type::String:
+            return stored == regtype::String ? String(storedText(data)) : QVariant();
+        case Type::Boolean:
+            return is(regtype::Binary, 1) ? Boolean(data[0] != 0) : QVariant();
+    }
+    return QVariant();
+}
+
 struct Place {
     bool machine;
     QString program;
@@ -162,18 +176,68 @@ QString keyName(Parametri& par, const Place& place) {
 }  // namespace
 
 int readValue(Session& session, const Arguments& arguments, const QStringList& operands) {
-    const Type type = parseType(operands[2]);
-    const QVariant fallback = operands.size() > 3 ? parseValue(type, operands[3]) : zero(type);
+    const bool raw = arguments.has(QStringLiteral("grezzo"));
+    const bool json = arguments.has(QStringLiteral("json"));
+    if (operands.size() < 3 && !raw)
+        throw UsageError(QStringLiteral("missing TIPO (only --grezzo reads without it)"));
+    const bool typed = operands.size() > 2;
+    const Type type = typed ? parseType(operands[2]) : Type::String;
+    QVariant fallback;
+    if (arguments.has(QStringLiteral("predefinito"))) {
+        if (!typed)
+            throw UsageError(QStringLiteral("--predefinito needs TIPO"));
+        fallback = parseValue(type, arguments.value(QStringLiteral("predefinito")));
+    }
+
+    // Straight from the store: the library's read would store a missing default and
+    // read a Double by halves.
+    session.forbidWrites();
     Parametri& par = session.parametri();
     const Place place = placeOf(arguments, operands[0]);
-    select(par, place);
-    const int mark = session.errors();
-    const QVariant value = par.LeggiParametro(operands[1], fallback);
-    session.throwIfReportedSince(mark);
+    const QString key = keyName(par, place);
+    const QString& name = operands[1];
+    RegistryStore& store = session.baseStore();
+    KeyHandle handle = 0;
+    std::uint32_t storedType = 0;
+    std::vector<std::uint8_t> data;
+    long rc = store.openKey(place.machine ? Hive::LocalMachine : Hive::CurrentUser,
+                            key.section(u'\\', 1).toStdString(), &handle);
+    if (rc == regerr::Success) {
+        std::uint32_t size = 0;
+        rc = store.queryValue(handle, name.toStdString(), &storedType, &data, UINT32_MAX, &size);
+        store.closeKey(handle);
+    }
+    const auto print = [&](const QVariant& value, const QString& typeShown) {
+        if (json)
+            printJson(QJsonObject{{"chiave", key}, {"nome", name}, {"tipo", typeShown},
+                                  {"valore", QJsonValue::fromVariant(value)}});
+        else
+            printLine(format(value));
+    };
+    if (rc == regerr::FileNotFound) {
+        if (!fallback.isValid())
+            throw Failure(QStringLiteral("%1 has no value \"%2\"").arg(key, name), kNotFound);
+        print(fallback, typeName(type));
+        return 0;
+    }
+    if (rc != regerr::Success)
+        throw Failure(QStringLiteral("%1 cannot be read (error %2)").arg(key).arg(rc));
+
+    if (raw) {
+        if (json)
+            printJson(QJsonObject{{"chiave", key}, {"nome", name}, {"tipo", registryTypeName(storedType)},
+                                  {"codice", qint64(storedType)}, {"dati", hexBytes(data).remove(u' ')}});
+        else
+            printLine(QStringLiteral("%1 %2").arg(registryTypeName(storedType), hexBytes(data)).trimmed());
+        return 0;
+    }
+    const QVariant value = decode(type, storedType, data);
     if (!value.isValid())
-        throw Failure(
-            QStringLiteral("%1: %2 cannot be read as %3").arg(keyName(par, place), operands[1], typeName(type)));
-    printLine(format(value));
+        throw Failure(QStringLiteral("%1: \"%2\" is stored as %3 of %4 bytes, which is no %5 (--grezzo shows it)")
+                          .arg(key, name, registryTypeName(storedType))
+                          .arg(data.size())
+                          .arg(typeName(type)));
+    print(value, typeName(type));
     return 0;
 }
 

@@ -15,11 +15,11 @@ int main(int argc, char** argv) {
         std::fflush(stdout);
         return code;
     } catch (const paramcor::tool::UsageError& error) {
-        std::fprintf(stderr, "paramcor: %s\n", qUtf8Printable(error.text()));
+        std::fprintf(stderr, "%s%s\n", qUtf8Printable(paramcor::tool::errorPrefix()), qUtf8Printable(error.text()));
         return 2;
     } catch (const paramcor::tool::Failure& error) {
-        std::fprintf(stderr, "paramcor: %s\n", qUtf8Printable(error.text()));
-        return 1;
+        std::fprintf(stderr, "%s%s\n", qUtf8Printable(paramcor::tool::errorPrefix()), qUtf8Printable(error.text()));
+        return error.code();
     } catch (const paramcor::tool::Reported&) {
         return 1;
     }

@@ -1,0 +1,104 @@
+// registro elenca and elimina, and the registry files through pipes: the store as an
+// administrator's scripts see it.
+#include "ToolTesting.h"
+
+#include <QProcess>
+
+#include <gtest/gtest.h>
+
+namespace paramcor::test {
+namespace {
+
+const std::string kSuite = "SOFTWARE\\Corvel";
+
+std::vector<std::uint8_t> dword(std::uint32_t value) {
+    return {static_cast<std::uint8_t>(value), static_cast<std::uint8_t>(value >> 8),
+            static_cast<std::uint8_t>(value >> 16), static_cast<std::uint8_t>(value >> 24)};
+}
+
+void fill(RegistryStore& store) {
+    setValue(store, Hive::CurrentUser, kSuite + "\\Taglio", "zeta", 4, dword(3000));
+    setValue(store, Hive::CurrentUser, kSuite + "\\Taglio", "Alfa", 1, utf8("riga uno\nriga due"));
+    setValue(store, Hive::CurrentUser, kSuite + "\\Taglio", "", 3, {0, 0, 0, 0, 0, 0, 0xF8, 0x3F});
+    setValue(store, Hive::CurrentUser, kSuite + "\\Taglio\\lama", "Passate", 3, {3, 0});
+    setValue(store, Hive::CurrentUser, kSuite + "\\Taglio\\Bordo", "Lucido", 3, {1});
+    setValue(store, Hive::CurrentUser, kSuite + "\\TaglioX", "Resta", 7, {'a', 0, 'b', 0, 0});
+}
+
+TEST(ParamcorRegistryAdmin, ListsInAStableOrderAsTextAndJson) {
+    const Workshop workshop;
+    auto store = workshop.store();
+    fill(store);
+    const QString key = QStringLiteral("HKCU\\SOFTWARE\\Corvel\\Taglio");
+
+    const Outcome flat = workshop.run({"registro", "elenca", key});
+    EXPECT_EQ(flat.code, 0) << flat;
+    EXPECT_EQ(flat.out, QStringLiteral("@\tREG_BINARY\t00 00 00 00 00 00 f8 3f (Double 1.5)\n"
+                                       "Alfa\tREG_SZ\triga uno\\nriga due\n"
+                                       "zeta\tREG_DWORD\t3000 (0x00000bb8)\n"
+                                       "Bordo\\\n"
+                                       "lama\\\n"));
+    const Outcome deep = workshop.run({"registro", "elenca", "-r", key});
+    EXPECT_TRUE(deep.out.endsWith(QStringLiteral("Bordo\\\nBordo\\Lucido\tREG_BINARY\t01 (Boolean True)\n"
+                                                 "lama\\\nlama\\Passate\tREG_BINARY\t03 00 (Integer 3)\n")))
+        << deep;
+
+    const Outcome json = workshop.run({"registro", "elenca", "--json", "-r", "HKCU\\SOFTWARE"});
+    ASSERT_EQ(json.code, 0) << json;
+    QProcess check;
+    check.start(QStringLiteral("python3"), {"-m", "json.tool"});
+    check.write(json.bytes);
+    check.closeWriteChannel();
+    ASSERT_TRUE(check.waitForFinished());
+    EXPECT_EQ(check.exitCode(), 0) << check.readAllStandardError().toStdString();
+    EXPECT_TRUE(json.out.contains(QStringLiteral(R"({"codice":7,"dati":"6100620000","nome":"Resta",)"
+                                                 R"("tipo":"REG_MULTI_SZ","valore":["a","b"]})")))
+        << json;
+
+    const Outcome missing = workshop.run({"registro", "elenca", "HKCU\\SOFTWARE\\Nessuno"});
+    EXPECT_EQ(missing.code, 3) << missing;
+}
+
+TEST(ParamcorRegistryAdmin, DeletesOnlyWhenConfirmed) {
+    const Workshop workshop;
+    auto store = workshop.store();
+    fill(store);
+    const Dump before = dump(store, Hive::CurrentUser, kSuite);
+    const QStringList key = {"registro", "elimina", "HKCU\\software\\corvel\\taglio"};
+
+    for (const QByteArray& answer : {QByteArray("n\n"), QByteArray()}) {
+        const Outcome refused = workshop.run(key, {}, answer);
+        EXPECT_EQ(refused.code, 1) << refused;
+        EXPECT_TRUE(refused.err.contains(QStringLiteral("nothing was deleted"))) << refused;
+    }
+    const Outcome noValue = workshop.run(key + QStringList{"Nessuno", "--si"});
+    EXPECT_EQ(noValue.code, 3) << noValue;
+    EXPECT_EQ(dump(store, Hive::CurrentUser, kSuite), before);
+
+    const Outcome value = workshop.run(key + QStringList{"ZETA", "--si"});
+    EXPECT_EQ(value.code, 0) << value;
+    EXPECT_FALSE(storedValue(store, Hive::CurrentUser, kSuite + "\\Taglio", "zeta").found);
+    EXPECT_TRUE(storedValue(store, Hive::CurrentUser, kSuite + "\\Taglio", "Alfa").found);
+
+    const Outcome tree = workshop.run(key, {}, "s\n");
+    EXPECT_EQ(tree.code, 0) << tree;
+    EXPECT_EQ(tree.out, QStringLiteral("Deleted HKEY_CURRENT_USER\\SOFTWARE\\Corvel\\Taglio: 3 keys, 4 values\n"));
+    Dump left = before;
+    std::erase_if(left, [](const auto& entry) { return entry.first.starts_with(kSuite + "\\Taglio\\") ||
+                                                       entry.first == kSuite + "\\Taglio"; });
+    EXPECT_EQ(dump(store, Hive::CurrentUser, kSuite), left);
+}
+
+TEST(ParamcorRegistryAdmin, ExportsToStandardOutput) {
+    const Workshop workshop;
+    auto store = workshop.store();
+    fill(store);
+    const QString file = workshop.path("taglio.reg");
+    ASSERT_EQ(workshop.run({"registro", "esporta", "HKCU\\SOFTWARE\\Corvel", file}).code, 0);
+    const Outcome piped = workshop.run({"registro", "esporta", "HKCU\\SOFTWARE\\Corvel", "-"});
+    EXPECT_EQ(piped.code, 0) << piped;
+    EXPECT_EQ(piped.bytes, fileBytes(file));
+}
+
+}  // namespace
+}  // namespace paramcor::test
