@@ -89,15 +89,40 @@ TEST(ParamcorRegistryAdmin, DeletesOnlyWhenConfirmed) {
     EXPECT_EQ(dump(store, Hive::CurrentUser, kSuite), left);
 }
 
-TEST(ParamcorRegistryAdmin, ExportsToStandardOutput) {
+TEST(ParamcorRegistryAdmin, PipesCarryASubtreeIntoAnotherStore) {
     const Workshop workshop;
     auto store = workshop.store();
     fill(store);
     const QString file = workshop.path("taglio.reg");
-    ASSERT_EQ(workshop.run({"registro", "esporta", "HKCU\\SOFTWARE\\Corvel", file}).code, 0);
-    const Outcome piped = workshop.run({"registro", "esporta", "HKCU\\SOFTWARE\\Corvel", "-"});
+    ASSERT_EQ(workshop.run({"registro", "esporta", "HKCU\\SOFTWARE\\Corvel\\Taglio", file}).code, 0);
+    const Outcome piped = workshop.run({"registro", "esporta", "HKCU\\SOFTWARE\\Corvel\\Taglio", "-"});
     EXPECT_EQ(piped.code, 0) << piped;
     EXPECT_EQ(piped.bytes, fileBytes(file));
+
+    const Workshop other;
+    const Outcome imported = other.run({"registro", "importa", "-"}, {}, piped.bytes);
+    EXPECT_EQ(imported.code, 0) << imported;
+    auto otherStore = other.store();
+    EXPECT_EQ(dump(otherStore, Hive::CurrentUser, kSuite + "\\Taglio"), dump(store, Hive::CurrentUser, kSuite + "\\Taglio"));
+}
+
+TEST(ParamcorRegistryAdmin, RegistryFilesRemoveValuesAndKeys) {
+    const Workshop workshop;
+    auto store = workshop.store();
+    fill(store);
+    Dump expected = dump(store, Hive::CurrentUser, kSuite);
+    expected.erase(kSuite + "\\Taglio\\lama");
+    expected[kSuite + "\\Taglio"].erase("zeta");
+    expected[kSuite + "\\Taglio"]["Nuovo"] = {4, dword(1)};
+
+    const QByteArray file = "REGEDIT4\r\n\r\n"
+                            "[-HKEY_CURRENT_USER\\SOFTWARE\\Corvel\\Taglio\\LAMA]\r\n"
+                            "[-HKEY_CURRENT_USER\\SOFTWARE\\Nessuno]\r\n"
+                            "[HKEY_CURRENT_USER\\SOFTWARE\\Corvel\\Taglio]\r\n"
+                            "\"Zeta\"=-\r\n\"Mai stato\"=-\r\n\"Nuovo\"=dword:00000001\r\n";
+    const Outcome run = workshop.run({"registro", "importa", "-"}, {}, file);
+    EXPECT_EQ(run.code, 0) << run;
+    EXPECT_EQ(dump(store, Hive::CurrentUser, kSuite), expected);
 }
 
 }  // namespace

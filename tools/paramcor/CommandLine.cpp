@@ -334,8 +334,9 @@ const QList<Command>& commands() {
         {{"registro", "importa"},
          "FILE.reg",
          "Reads a regedit file (version 5.00 or REGEDIT4) into the registry store.",
-         "Strings, dword, hex and hex(N) values. A file with a fault is refused with its line\n"
-         "number and nothing of it is imported.",
+         "Strings, dword, hex and hex(N) values; \"NAME\"=- removes a value and [-KEY] a key with\n"
+         "all below it. A file with a fault is refused with its line number and nothing of it\n"
+         "is imported. \"-\" reads the file from standard input.",
          {},
          1,
          1,

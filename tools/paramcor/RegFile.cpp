@@ -273,8 +273,12 @@ public:
             endOfLine();
             return value;
         }
-        if (first == u'-')
-            fail(QStringLiteral("removing a value (=-) is not something this store does"));
+        if (first == u'-') {
+            source_.get();
+            endOfLine();
+            value.remove = true;
+            return value;
+        }
         QString word;
         while (word.size() < 6 && ((source_.peek() >= u'a' && source_.peek() <= u'z') ||
                                    (source_.peek() >= u'A' && source_.peek() <= u'Z')))
@@ -449,8 +453,9 @@ Key parseKeyLine(const QString& line, int number) {
     if (!text.endsWith(u']'))
         throw FormatError(number, QStringLiteral("a key's line should end with \"]\""));
     text = text.mid(1, text.size() - 2);
-    if (text.startsWith(u'-'))
-        throw FormatError(number, QStringLiteral("removing a key ([-...]) is not something this store does"));
+    const bool remove = text.startsWith(u'-');
+    if (remove)
+        text.remove(0, 1);
     const auto split = splitKeyName(text);
     if (!split) {
         const QString hive = text.section(u'\\', 0, 0);
@@ -469,7 +474,9 @@ Key parseKeyLine(const QString& line, int number) {
     for (const QString& name : QString::fromStdString(split->second).split(u'\\'))
         if (name.size() > kMaxKeyName)
             throw FormatError(number, QStringLiteral("a key name is longer than %1 characters").arg(kMaxKeyName));
-    return Key{split->first, split->second, {}};
+    if (remove && split->second.empty())
+        throw FormatError(number, QStringLiteral("a whole hive cannot be removed"));
+    return Key{split->first, split->second, {}, remove};
 }
 
 QString quote(const QString& text) {
@@ -607,6 +614,8 @@ Document parse(QIODevice& device, qint64 maxBytes) {
         } else if (first == u'"' || first == u'@') {
             if (document.keys.empty())
                 throw FormatError(number, QStringLiteral("a value before the first key"));
+            if (document.keys.back().remove)
+                throw FormatError(number, QStringLiteral("a value in a key that is being removed"));
             document.keys.back().values.push_back(ValueReader(source, document.format).read());
         } else {
             throw FormatError(number, QStringLiteral("neither a key in [ ], a value nor a comment"));
@@ -620,9 +629,13 @@ QByteArray write(const Document& document) {
         QString name = hiveName(key.hive);
         if (!key.path.empty())
             name += u'\\' + QString::fromStdString(key.path);
-        text += u'[' + name + QStringLiteral("]\r\n");
+        text += (key.remove ? QStringLiteral("[-") : QStringLiteral("[")) + name + QStringLiteral("]\r\n");
         for (const Value& value : key.values)
-            text += valueLine(value, document.format, name) + QStringLiteral("\r\n");
+            text += (value.remove ? (value.name.empty() ? QStringLiteral("@")
+                                                        : quote(QString::fromStdString(value.name))) +
+                                        QStringLiteral("=-")
+                                  : valueLine(value, document.format, name)) +
+                    QStringLiteral("\r\n");
         text += QStringLiteral("\r\n");
     }
     if (document.format == Format::Unicode)

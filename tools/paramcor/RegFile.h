@@ -9,6 +9,9 @@
 //     "Spessore"=hex:00,00,20,40
 //     "Path"=hex(2):25,00,54,00,45,00,4d,00,50,00,25,00,5c,00,\  (a long list goes on
 //       43,00,56,00,4c,00,00,00                                    after a backslash)
+//     "Old"=-                                   (the value is removed)
+//
+//     [-HKEY_CURRENT_USER\SOFTWARE\Corvel\Old]  (the key and all below it are removed)
 //
 // or "REGEDIT4" in the 8-bit code page (a line in UTF-8 when it is valid UTF-8, as
 // files made on Linux are, otherwise in Windows-1252). Values are kept as the store
@@ -37,12 +40,14 @@ struct Value {
     std::string name;  // empty: the key's unnamed value, "@"
     std::uint32_t type = 0;
     std::vector<std::uint8_t> data;
+    bool remove = false;  // "name"=-: the value is to go
 };
 
 struct Key {
     Hive hive = Hive::CurrentUser;
     std::string path;  // below the hive; empty for the hive's root key
     std::vector<Value> values;
+    bool remove = false;  // [-KEY]: the key and all below it are to go
 };
 
 struct Document {

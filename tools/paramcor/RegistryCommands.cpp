@@ -7,6 +7,7 @@
 #include "RegistryValues.h"
 #include "Session.h"
 
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonObject>
 
@@ -301,10 +302,18 @@ int exportRegistry(Session& session, const Arguments& arguments, const QStringLi
 }
 
 int importRegistry(Session& session, const Arguments&, const QStringList& operands) {
-    const QString& name = operands[0];
+    const bool piped = operands[0] == QLatin1String("-");
+    const QString name = piped ? QStringLiteral("standard input") : operands[0];
     Document document;
     try {
-        document = regfile::parse(*openToRead(name, QStringLiteral("a registry file")), kMaxFileSize);
+        if (piped) {
+            QFile in;
+            if (!in.open(stdin, QIODevice::ReadOnly))
+                throw Failure(QStringLiteral("standard input cannot be read: %1").arg(in.errorString()));
+            document = regfile::parse(in, kMaxFileSize);
+        } else {
+            document = regfile::parse(*openToRead(name, QStringLiteral("a registry file")), kMaxFileSize);
+        }
     } catch (const regfile::FormatError& error) {
         const QString where = error.line() > 0 ? QStringLiteral("%1:%2").arg(name).arg(error.line()) : name;
         throw Failure(QStringLiteral("%1: %2; nothing was imported").arg(where, error.message()));
@@ -327,18 +336,51 @@ int importRegistry(Session& session, const Arguments&, const QStringList& operan
 
     std::set<std::pair<Hive, QString>> keys;
     std::size_t values = 0;
+    std::size_t removed = 0;
     for (const regfile::Key& key : document.keys) {
+        if (key.remove) {
+            // As regedit: a key that is not there is no fault.
+            const std::size_t slash = key.path.rfind('\\');
+            const std::string parent = slash == std::string::npos ? std::string() : key.path.substr(0, slash);
+            KeyHandle handle = 0;
+            if (store.openKey(key.hive, key.path, &handle) != regerr::Success)
+                continue;
+            store.closeKey(handle);
+            if (const long rc = store.createKey(key.hive, parent, &handle))
+                storeFailure(key.hive, parent, "written", rc);
+            const OpenKey open(store, handle);
+            const long rc = store.deleteTree(handle, key.path.substr(slash == std::string::npos ? 0 : slash + 1));
+            if (rc != regerr::Success && rc != regerr::FileNotFound)
+                storeFailure(key.hive, key.path, "deleted", rc);
+            ++removed;
+            continue;
+        }
         KeyHandle handle = 0;
         if (const long rc = store.createKey(key.hive, key.path, &handle))
             storeFailure(key.hive, key.path, "written", rc);
         const OpenKey open(store, handle);
-        for (const regfile::Value& value : key.values)
-            if (const long rc = store.setValue(handle, value.name, value.type, value.data))
+        for (const regfile::Value& value : key.values) {
+            if (value.remove) {
+                const long rc = store.deleteValue(handle, value.name);
+                if (rc != regerr::Success && rc != regerr::FileNotFound)
+                    storeFailure(key.hive, key.path, "written", rc);
+                ++removed;
+            } else if (const long rc = store.setValue(handle, value.name, value.type, value.data)) {
                 storeFailure(key.hive, key.path, "written", rc);
+            } else {
+                ++values;
+            }
+        }
         keys.insert({key.hive, QString::fromStdString(key.path).toUpper()});
-        values += key.values.size();
     }
-    printLine(QStringLiteral("Imported %1: %2 keys, %3 values").arg(name).arg(keys.size()).arg(values));
+    if (removed == 0)
+        printLine(QStringLiteral("Imported %1: %2 keys, %3 values").arg(name).arg(keys.size()).arg(values));
+    else
+        printLine(QStringLiteral("Imported %1: %2 keys, %3 values, %4 removed")
+                      .arg(name)
+                      .arg(keys.size())
+                      .arg(values)
+                      .arg(removed));
     return 0;
 }
 

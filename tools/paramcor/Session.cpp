@@ -115,6 +115,12 @@ public:
     long enumKey(KeyHandle key, std::uint32_t index, std::string* name) override {
         return store_->enumKey(key, index, name);
     }
+    long deleteValue(KeyHandle key, const std::string& name) override {
+        return readOnly_ ? regerr::AccessDenied : store_->deleteValue(key, name);
+    }
+    long deleteTree(KeyHandle key, const std::string& path) override {
+        return readOnly_ ? regerr::AccessDenied : store_->deleteTree(key, path);
+    }
     long enumValue(KeyHandle key, std::uint32_t index, std::string* name, std::uint32_t* type,
                    std::vector<std::uint8_t>* data) override {
         return store_->enumValue(key, index, name, type, data);
