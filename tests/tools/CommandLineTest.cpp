@@ -55,7 +55,7 @@ void PrintTo(const BadLine& line, std::ostream* os) {
 class ParamcorBadCommandLine : public ::testing::TestWithParam<BadLine> {};
 
 TEST_P(ParamcorBadCommandLine, EndsWithOneLineAndTouchesNothing) {
-    const Workshop workshop;
+    const Workshop workshop({}, true);
     const Outcome run = workshop.run(GetParam().arguments);
     EXPECT_EQ(run.code, GetParam().code) << run;
     EXPECT_TRUE(run.out.isEmpty()) << run;

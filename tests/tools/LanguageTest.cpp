@@ -159,5 +159,44 @@ TEST(ParamcorUnits, DecodedFromTheRowsOfTheLanguage) {
     EXPECT_EQ(none.errLines().size(), 1) << none;
 }
 
+// The tool's own words come from the text database in the user's language, or
+// the language of --lingua; where a language has no translation, in English.
+TEST(ParamcorTexts, TheToolSpeaksTheUsersLanguage) {
+    const Workshop workshop;
+    const struct {
+        int language;
+        const char* usage;
+        const char* noSuchKey;
+    } cases[] = {
+        {1, "Uso: paramcor COMANDO [OPZIONI] [ARGOMENTI]", "nessun testo ha la chiave NESSUNO 0001"},
+        {2, "Usage: paramcor COMMAND [OPTIONS] [ARGUMENTS]", "no text has the key NESSUNO 0001"},
+        {3, "Aufruf: paramcor BEFEHL [OPTIONEN] [ARGUMENTE]", "kein Text hat den Schlüssel NESSUNO 0001"},
+        {4, "Usage : paramcor COMMANDE [OPTIONS] [ARGUMENTS]", "aucun texte n'a la clé NESSUNO 0001"},
+        {5, "Uso: paramcor COMANDO [OPCIONES] [ARGUMENTOS]", "ningún texto tiene la clave NESSUNO 0001"},
+        {6, "Usage: paramcor COMMAND [OPTIONS] [ARGUMENTS]", "no text has the key NESSUNO 0001"},  // not translated
+    };
+    for (const auto& c : cases) {
+        const QString language = QString::number(c.language);
+        const Outcome help = workshop.run({"--lingua", language, "--help"});
+        EXPECT_EQ(help.code, 0) << help;
+        EXPECT_EQ(help.out.section(u'\n', 0, 0), QString::fromUtf8(c.usage)) << help;
+        EXPECT_TRUE(help.err.isEmpty()) << help;
+        const Outcome failed = workshop.run({"chiave", "--lingua", language, "NESSUNO", "0001"});
+        EXPECT_EQ(failed.code, 1) << failed;
+        EXPECT_TRUE(failed.err.contains(QString::fromUtf8(c.noSuchKey))) << failed;
+    }
+
+    // The stored language, when no --lingua says otherwise.
+    ASSERT_EQ(workshop.run({"lingua", "3"}).code, 0);
+    EXPECT_TRUE(workshop.run({"--help"}).out.startsWith(QStringLiteral("Aufruf: paramcor BEFEHL"))) << workshop.run({"--help"});
+
+    // Without an installation there are no texts to speak from: English, and no
+    // word about the library that could not start.
+    const Outcome bare = runTool({"--help", "--lingua", "3"});
+    EXPECT_EQ(bare.code, 0) << bare;
+    EXPECT_TRUE(bare.out.startsWith(QStringLiteral("Usage: paramcor COMMAND"))) << bare;
+    EXPECT_TRUE(bare.err.isEmpty()) << bare;
+}
+
 }  // namespace
 }  // namespace paramcor::test

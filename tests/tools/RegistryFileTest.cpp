@@ -258,7 +258,7 @@ const char kGood[] =
 class ParamcorBadRegistryFile : public ::testing::TestWithParam<BadFile> {};
 
 TEST_P(ParamcorBadRegistryFile, IsRefusedWithItsLineAndNothingIsImported) {
-    const Workshop workshop;
+    const Workshop workshop({}, true);
     const QString file = workshop.path("guasto.reg");
     writeFile(file, GetParam().bytes);
     const Outcome run = workshop.run({"registro", "importa", file});
@@ -322,7 +322,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& info) { return std::string(info.param.label); });
 
 TEST(ParamcorRegistryFile, HugeAndMissingFilesAreRefused) {
-    const Workshop workshop;
+    const Workshop workshop({}, true);
     const QString huge = workshop.path("enorme.reg");
     {
         QFile file(huge);
@@ -340,7 +340,7 @@ TEST(ParamcorRegistryFile, HugeAndMissingFilesAreRefused) {
 }
 
 TEST(ParamcorRegistryFile, AHiveThatMayNotBeWrittenStopsTheImportBeforeItStarts) {
-    const Workshop workshop;
+    const Workshop workshop({}, true);
     auto store = workshop.store();
     setValue(store, Hive::LocalMachine, kSuite, "VersioneProdotto", 1, utf8("5.0"));
     ASSERT_TRUE(QFile::setPermissions(workshop.registry() + QStringLiteral("/HKEY_LOCAL_MACHINE.db"),

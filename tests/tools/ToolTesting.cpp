@@ -47,7 +47,7 @@ Outcome runTool(const QStringList& arguments, const std::function<void()>& inChi
     return run;
 }
 
-Workshop::Workshop(const QByteArray& installationFile) {
+Workshop::Workshop(const QByteArray& installationFile, bool untouched) {
     const QString samples = QStringLiteral(CVLPARAMCOR_SAMPLES);
     EXPECT_TRUE(QDir().mkpath(installation() + QStringLiteral("/Testi")));
     if (installationFile.isEmpty())
@@ -60,6 +60,11 @@ Workshop::Workshop(const QByteArray& installationFile) {
     // Copies keep the sample's permissions, which the build may have made read-only.
     QFile::setPermissions(installation() + QStringLiteral("/Testi/CvlTrad.mdb"),
                           QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup | QFile::ReadOther);
+    if (untouched)
+        return;
+    EXPECT_TRUE(QDir().mkpath(registry()));
+    auto users = store();
+    setValue(users, Hive::CurrentUser, "SOFTWARE\\Corvel", "Lingua", regtype::String, utf8(QStringLiteral("2")));
 }
 
 Outcome Workshop::run(const QStringList& arguments, const std::function<void()>& inChild,

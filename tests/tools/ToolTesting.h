@@ -41,8 +41,10 @@ Outcome runTool(const QStringList& arguments, const std::function<void()>& inChi
 // the registry store, in a temporary folder.
 class Workshop {
 public:
-    // The sample installation, or one with this installation file.
-    explicit Workshop(const QByteArray& installationFile = QByteArray());
+    // The sample installation, or one with this installation file. The tool speaks
+    // its user's language: the user's is English unless `untouched`, when not even
+    // the store's folder exists yet.
+    explicit Workshop(const QByteArray& installationFile = QByteArray(), bool untouched = false);
 
     QString folder() const { return dir_.path(); }
     QString installation() const { return dir_.path() + QStringLiteral("/CVL"); }

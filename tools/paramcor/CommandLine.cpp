@@ -3,6 +3,7 @@
 #include "Commands.h"
 #include "RegFile.h"
 #include "Session.h"
+#include "Wording.h"
 
 #include <CVLParamcor/Languages.h>
 #include <CVLParamcor/Parametri.h>
@@ -14,6 +15,8 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <exception>
+#include <memory>
 
 namespace paramcor::tool {
 namespace {
@@ -86,13 +89,11 @@ void printHelp(const Command& command) {
 }
 
 void printOverview(const QString& group = QString()) {
-    printLine(QStringLiteral("Usage: paramcor COMMAND [OPTIONS] [ARGUMENTS]"));
+    printLine(tr("Usage: paramcor COMMAND [OPTIONS] [ARGUMENTS]"));
     printLine();
-    printLine(
-        QStringLiteral("Looks inside and changes what the CVLParamcor library keeps: parameters, "
-                       "folders, texts, units."));
+    printLine(tr("Looks inside and changes what the CVLParamcor library keeps: parameters, folders, texts, units."));
     printLine();
-    printLine(QStringLiteral("Commands:"));
+    printLine(tr("Commands:"));
     for (const Command& command : commands()) {
         if (!group.isEmpty() && command.name.first() != group)
             continue;
@@ -123,6 +124,39 @@ QString languageList() {
         line = line.trimmed();
     return lines.join(u'\n');
 }
+
+// --registro, --installazione and --lingua as parseArguments finds them, from a
+// command line that may yet prove wrong: the tool's texts come from there.
+Arguments sessionOptions(const QStringList& arguments) {
+    Arguments found;
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QString& word = arguments[i];
+        if (word == QLatin1String("--"))
+            break;
+        if (!word.startsWith(QLatin1String("--")))
+            continue;
+        const qsizetype equals = word.indexOf(u'=');
+        const QString name = word.mid(2, equals < 0 ? -1 : equals - 2);
+        const KnownOption* known = findOption(name);
+        if (!known || !known->takesValue)
+            continue;
+        QString value = equals >= 0 ? word.mid(equals + 1) : i + 1 < arguments.size() ? arguments[++i] : QString();
+        if ((name == QLatin1String("registro") || name == QLatin1String("installazione") ||
+             name == QLatin1String("lingua")) &&
+            !found.has(name))
+            found.options.insert(name, value);
+    }
+    return found;
+}
+
+// The tool's texts come from the run's library while it lasts.
+class TextSource {
+public:
+    explicit TextSource(Session* session) { setTextSource(session); }
+    ~TextSource() { setTextSource(nullptr); }
+    TextSource(const TextSource&) = delete;
+    TextSource& operator=(const TextSource&) = delete;
+};
 
 QString nameOf(const QStringList& words, int count) {
     return QStringLiteral("paramcor ") + words.mid(0, count).join(u' ');
@@ -380,6 +414,28 @@ const QList<Command>& commands() {
 }
 
 int run(const QStringList& arguments) {
+    // Made before anything is said, for the texts; a store or installation that
+    // cannot be used is reported once the command line has proved right.
+    std::unique_ptr<Session> session;
+    std::exception_ptr sessionFailure;
+    const Arguments options = sessionOptions(arguments);
+    try {
+        session = std::make_unique<Session>(options);
+        bool ok = false;
+        const int language = options.value(QStringLiteral("lingua")).trimmed().toInt(&ok);
+        if (ok && language >= 1 && language <= kLanguageColumns)
+            session->overrideLanguage(static_cast<short>(language));
+    } catch (const Failure&) {
+        sessionFailure = std::current_exception();
+    }
+    const TextSource texts(session.get());
+    // Help is said in the user's language, for which the library starts; a wrong
+    // command line is not, as it must touch nothing.
+    const auto helpInUsersLanguage = [&session] {
+        if (session)
+            session->startForTexts();
+    };
+
     const Arguments parsed = parseArguments(arguments);
     const QStringList& words = parsed.words;
     const bool help = parsed.has(QStringLiteral("help"));
@@ -389,6 +445,7 @@ int run(const QStringList& arguments) {
     }
     if (words.isEmpty()) {
         if (help) {
+            helpInUsersLanguage();
             printOverview();
             return 0;
         }
@@ -403,16 +460,18 @@ int run(const QStringList& arguments) {
             command = &candidate;
     if (!command) {
         if (grouped && help && words.size() == 1) {
+            helpInUsersLanguage();
             printOverview(words.first());
             return 0;
         }
         if (grouped && words.size() == 1)
             throw UsageError(QStringLiteral("%1 needs a subcommand (paramcor %2 --help lists them)")
                                  .arg(nameOf(words, 1), words.first()));
-        throw UsageError(QStringLiteral("unknown command \"%1\" (paramcor --help lists them)")
+        throw UsageError(tr("unknown command \"%1\" (paramcor --help lists them)")
                              .arg(words.mid(0, nameLength).join(u' ')));
     }
     if (help) {
+        helpInUsersLanguage();
         printHelp(*command);
         return 0;
     }
@@ -437,9 +496,10 @@ int run(const QStringList& arguments) {
         throw UsageError(QStringLiteral("too many arguments from \"%1\" on (usage: %2)")
                              .arg(operands.at(command->maxOperands), usageLine(*command)));
 
-    Session session(parsed);
-    const int code = command->run(session, parsed, operands);
-    return session.failed() ? 1 : code;
+    if (sessionFailure)
+        std::rethrow_exception(sessionFailure);
+    const int code = command->run(*session, parsed, operands);
+    return session->failed() ? 1 : code;
 }
 
 }  // namespace paramcor::tool

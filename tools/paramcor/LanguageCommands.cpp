@@ -3,6 +3,7 @@
 #include "Commands.h"
 #include "Session.h"
 #include "TextFile.h"
+#include "Wording.h"
 
 #include <QJsonObject>
 
@@ -29,16 +30,16 @@ QString systemName(const QString& code) {
     bool ok = false;
     const int number = code.trimmed().toInt(&ok);
     if (!ok)
-        return QStringLiteral("unknown (\"%1\")").arg(code);
+        return tr("unknown (\"%1\")").arg(code);
     switch (number) {
         case 0:
-            return QStringLiteral("0, metric decimal (mm, mm², mm³ inside)");
+            return tr("0, metric decimal (mm, mm², mm³ inside)");
         case 1:
-            return QStringLiteral("1, Anglo-Saxon (inches inside, pound sterling)");
+            return tr("1, Anglo-Saxon (inches inside, pound sterling)");
         case 2:
-            return QStringLiteral("2, United States (inches inside, US dollar)");
+            return tr("2, United States (inches inside, US dollar)");
         default:
-            return QStringLiteral("%1, unknown").arg(number);
+            return tr("%1, unknown").arg(number);
     }
 }
 
@@ -64,7 +65,7 @@ int translateKey(Session& session, const Arguments& arguments, const QStringList
     const QString text = par.TraduciChiave(operands[0], operands[1]);
     session.throwIfReportedSince(mark);
     if (text == QLatin1String("???"))  // the library's answer for a key it does not have
-        throw Failure(QStringLiteral("no text has the key %1 %2").arg(operands[0], operands[1]));
+        throw Failure(tr("no text has the key %1 %2").arg(operands[0], operands[1]));
     if (arguments.has(QStringLiteral("json")))
         printJson(QJsonObject{
             {"programma", operands[0]}, {"progressivo", operands[1]}, {"lingua", par.Lingua()}, {"testo", text}});
@@ -77,7 +78,7 @@ int language(Session& session, const Arguments& arguments, const QStringList& op
     const short wanted =
         operands.isEmpty()
             ? 0
-            : static_cast<short>(parseNumber(operands[0], 1, kLanguages, QStringLiteral("the language")));
+            : static_cast<short>(parseNumber(operands[0], 1, kLanguages, tr("the language")));
     Parametri& par = session.parametri();
     const int mark = session.errors();
     if (wanted != 0)
@@ -114,7 +115,7 @@ int units(Session& session, const Arguments& arguments, const QStringList&) {
 
     const bool json = arguments.has(QStringLiteral("json"));
     if (!json)
-        printLine(QStringLiteral("Units of language %1 (%2) in %3").arg(lingua).arg(languageName(lingua), file.path()));
+        printLine(tr("Units of language %1 (%2) in %3").arg(lingua).arg(languageName(lingua), file.path()));
     QJsonObject rows;
     QStringList missing;
     for (const UnitRow& row : kUnitRows) {
@@ -132,16 +133,16 @@ int units(Session& session, const Arguments& arguments, const QStringList&) {
         if (key == QLatin1String("01_SYS"))
             shown = systemName(value);
         else if (key == QLatin1String("02_VAL"))
-            shown = QStringLiteral("%1, symbol %2").arg(rest, symbol);
+            shown = tr("%1, symbol %2").arg(rest, symbol);
         else
-            shown = QStringLiteral("%1, factor %2").arg(symbol, rest.isEmpty() ? QStringLiteral("(none)") : rest);
+            shown = tr("%1, factor %2").arg(symbol, rest.isEmpty() ? tr("(none)") : rest);
         rows.insert(key, QJsonObject{{"simbolo", symbol}, {"resto", rest}, {"testo", value}});
         if (!json)
             printLine(QStringLiteral("  %1 %2  (%3 \"%4\")")
-                      .arg(QString::fromLatin1(row.label).leftJustified(9), shown, key, value));
+                      .arg(tr(QString::fromLatin1(row.label)).leftJustified(9), shown, key, value));
     }
     if (!missing.isEmpty())
-        throw Failure(QStringLiteral("%1 has no unit row %2").arg(file.path(), missing.join(QStringLiteral(", "))));
+        throw Failure(tr("%1 has no unit row %2").arg(file.path(), missing.join(QStringLiteral(", "))));
     if (json)
         printJson(QJsonObject{{"lingua", lingua}, {"file", file.path()}, {"righe", rows}});
     return 0;

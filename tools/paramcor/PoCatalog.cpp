@@ -1,4 +1,5 @@
 #include "PoCatalog.h"
+#include "Wording.h"
 
 #include "CodePage.h"
 #include "CommandLine.h"
@@ -108,7 +109,7 @@ QString text(const char* bytes, const QString& path) {
         return QString();
     if (auto decoded = fromStrictUtf8(QByteArrayView(bytes)))
         return *decoded;
-    throw Failure(QStringLiteral("%1: a text is not valid UTF-8").arg(path));
+    throw Failure(tr("%1: a text is not valid UTF-8").arg(path));
 }
 
 }  // namespace
@@ -122,11 +123,11 @@ QString headerField(const QString& header, const char* field) {
 }
 
 Catalog read(const QString& path) {
-    QByteArray bytes = readWhole(path, QStringLiteral("a PO file"));
+    QByteArray bytes = readWhole(path, tr("a PO file"));
     if (bytes.startsWith("\xFF\xFE") || bytes.startsWith("\xFE\xFF"))
-        throw Failure(QStringLiteral("%1 is UTF-16 text; a PO file is UTF-8 (msgconv -t UTF-8 converts it)").arg(path));
+        throw Failure(tr("%1 is UTF-16 text; a PO file is UTF-8 (msgconv -t UTF-8 converts it)").arg(path));
     if (bytes.contains('\0'))
-        throw Failure(QStringLiteral("%1: unexpected encoding: it holds zero bytes, as UTF-16 text or binary data "
+        throw Failure(tr("%1: unexpected encoding: it holds zero bytes, as UTF-16 text or binary data "
                                      "do; a PO file is UTF-8 text")
                           .arg(path));
     if (bytes.startsWith("\xEF\xBB\xBF"))
@@ -136,7 +137,7 @@ Catalog read(const QString& path) {
     QTemporaryFile copy(QDir::temp().filePath(QStringLiteral("paramcor-XXXXXX.po")));
     if (!copy.open() || copy.write(bytes) != bytes.size() || !copy.flush())
         throw Failure(
-            QStringLiteral("%1 cannot be read: no room for a temporary copy (%2)").arg(path, copy.errorString()));
+            tr("%1 cannot be read: no room for a temporary copy (%2)").arg(path, copy.errorString()));
     copy.close();
     scratchFile = copy.fileName();
 
@@ -146,7 +147,7 @@ Catalog read(const QString& path) {
     problems = nullptr;
     scratchFile.clear();
     if (!file)
-        throw Failure(QStringLiteral("%1 cannot be read").arg(path));
+        throw Failure(tr("%1 cannot be read").arg(path));
     if (found.count > 0) {
         const QString where = found.line > 0 ? QStringLiteral("%1:%2").arg(path).arg(found.line) : path;
         throw Failure(QStringLiteral("%1: %2").arg(where, found.first));
@@ -157,7 +158,7 @@ Catalog read(const QString& path) {
     catalog.header = header ? QString::fromUtf8(header) : QString();
     const QString charset = charsetOf(catalog.header);
     if (!isUtf8Charset(charset))
-        throw Failure(QStringLiteral("%1 is written in %2; a PO file is UTF-8 here (msgconv -t UTF-8 converts it)")
+        throw Failure(tr("%1 is written in %2; a PO file is UTF-8 here (msgconv -t UTF-8 converts it)")
                           .arg(path, charset));
 
     for (const char* const* domain = po_file_domains(file.get()); domain && *domain; ++domain) {
@@ -170,7 +171,7 @@ Catalog read(const QString& path) {
             if (!context && source.isEmpty())
                 continue;  // the header
             if (po_message_msgid_plural(message))
-                throw Failure(QStringLiteral("%1: \"%2\" has plural forms, which the suite's texts do not have")
+                throw Failure(tr("%1: \"%2\" has plural forms, which the suite's texts do not have")
                                   .arg(path, source));
             Entry entry;
             entry.hasContext = context != nullptr;
@@ -188,7 +189,7 @@ Catalog read(const QString& path) {
 QByteArray write(const Catalog& catalog) {
     QTemporaryFile out(QDir::temp().filePath(QStringLiteral("paramcor-XXXXXX.po")));
     if (!out.open())
-        throw Failure(QStringLiteral("no room for a temporary file: %1").arg(out.errorString()));
+        throw Failure(tr("no room for a temporary file: %1").arg(out.errorString()));
     out.close();
 
     const PoFile file(po_file_create());
@@ -220,10 +221,10 @@ QByteArray write(const Catalog& catalog) {
     problems = nullptr;
     scratchFile.clear();
     if (found.count > 0)
-        throw Failure(QStringLiteral("the PO file cannot be made: %1").arg(found.first));
+        throw Failure(tr("the PO file cannot be made: %1").arg(found.first));
     QFile written(out.fileName());
     if (!written.open(QIODevice::ReadOnly))
-        throw Failure(QStringLiteral("the PO file cannot be made: %1").arg(written.errorString()));
+        throw Failure(tr("the PO file cannot be made: %1").arg(written.errorString()));
     return written.readAll();
 }
 

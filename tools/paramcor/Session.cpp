@@ -1,5 +1,7 @@
 #include "Session.h"
 
+#include "Wording.h"
+
 #include <CVLParamcor/Languages.h>
 #include <CVLParamcor/SqliteRegistryStore.h>
 
@@ -7,10 +9,12 @@
 #include <QFileInfo>
 #include <QRegularExpression>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <mutex>
 #include <set>
+#include <vector>
 
 namespace paramcor::tool {
 
@@ -20,17 +24,10 @@ namespace paramcor::tool {
 class ToolMessages final : public MessageBoxes {
 public:
     int show(const QString& text, int flags, const QString& title) override {
-        QString line = text;
-        line.replace(QRegularExpression(QStringLiteral("\\s*\\n+\\s*")), QStringLiteral(" "));
-        line = line.trimmed();
-        if (!title.isNull() && title.compare(QLatin1String("CVLParamcor"), Qt::CaseInsensitive) != 0)
-            line = title + QStringLiteral(": ") + line;
-        const int icon = flags & 0x70;
-        const bool error = icon == mb::Critical || text.startsWith(QLatin1String("error"), Qt::CaseInsensitive);
-        if (error)
-            ++errors_;
-        const char* kind = error ? "" : icon == mb::Exclamation ? "warning: " : "note: ";
-        std::fprintf(stderr, "%s%s%s\n", qUtf8Printable(errorPrefix()), kind, qUtf8Printable(line));
+        if (holding_)
+            held_.push_back({text, flags, title});
+        else
+            say(text, flags, title);
         const int buttons = flags & 7;
         const bool second = (flags & mb::DefaultButton2) != 0;
         if (buttons == 1)
@@ -42,8 +39,36 @@ public:
 
     int errors() const { return errors_; }
 
+    // While holding, messages are kept back instead of said.
+    void hold(bool on) { holding_ = on; }
+    bool holding() const { return holding_; }
+    std::size_t heldCount() const { return held_.size(); }
+    void dropHeldFrom(std::size_t count) { held_.resize(std::min(count, held_.size())); }
+
 private:
+    struct Held {
+        QString text;
+        int flags;
+        QString title;
+    };
+
+    void say(const QString& text, int flags, const QString& title) {
+        QString line = text;
+        line.replace(QRegularExpression(QStringLiteral("\\s*\\n+\\s*")), QStringLiteral(" "));
+        line = line.trimmed();
+        if (!title.isNull() && title.compare(QLatin1String("CVLParamcor"), Qt::CaseInsensitive) != 0)
+            line = title + QStringLiteral(": ") + line;
+        const int icon = flags & 0x70;
+        const bool error = icon == mb::Critical || text.startsWith(QLatin1String("error"), Qt::CaseInsensitive);
+        if (error)
+            ++errors_;
+        const char* kind = error ? "" : icon == mb::Exclamation ? "warning: " : "note: ";
+        std::fprintf(stderr, "%s%s%s\n", qUtf8Printable(errorPrefix()), kind, qUtf8Printable(line));
+    }
+
     int errors_ = 0;
+    bool holding_ = false;
+    std::vector<Held> held_;
 };
 
 // The store with one value in memory: "Lingua" of the suite's key in the current
@@ -209,6 +234,30 @@ Parametri& Session::parametri() {
     return *parametri_;
 }
 
+Parametri* Session::startedParametri() const {
+    return parametri_.get();
+}
+
+void Session::startForTexts() {
+    if (!parametri_)
+        quietly([this] {
+            parametri_ = std::make_unique<Parametri>();
+            if (language_ != 0) {
+                store_->set(parametri_->RadReg().toStdString(), language_);
+                parametri_->Lingua();
+            }
+        });
+}
+
+void Session::quietly(const std::function<void()>& work) {
+    const bool holding = messages_->holding();
+    const std::size_t kept = messages_->heldCount();
+    messages_->hold(true);
+    work();
+    messages_->dropHeldFrom(kept);
+    messages_->hold(holding);
+}
+
 void Session::overrideLanguage(short language) {
     language_ = language;
     if (parametri_) {
@@ -234,7 +283,7 @@ QString languageName(int language) {
     const LanguageInfo* info = languageInfo(language);
     if (info && !info->ownName.isEmpty())
         return info->ownName;
-    return QStringLiteral("language %1, unnamed").arg(language);
+    return tr("language %1, unnamed").arg(language);
 }
 
 }  // namespace paramcor::tool

@@ -8,6 +8,7 @@
 #include <CVLParamcor/Platform.h>
 #include <CVLParamcor/RegistryStore.h>
 
+#include <functional>
 #include <memory>
 
 namespace paramcor::tool {
@@ -35,6 +36,15 @@ public:
     // The parameter object on the installation. Its creation reads the installation
     // file and opens (after delivering) the texts: Reported when that failed.
     Parametri& parametri();
+
+    // The parameter object once a command has made it; null before.
+    Parametri* startedParametri() const;
+    // Makes it for nothing but the tool's own texts (the help), without a word:
+    // a library that cannot start leaves the texts English.
+    void startForTexts();
+    // Runs `work` without the library's messages: a lookup of the tool's own
+    // texts is no part of the command.
+    void quietly(const std::function<void()>& work);
 
     // Makes the library see `language` as the current language while this run lasts,
     // without writing it: other programs of the user keep theirs.

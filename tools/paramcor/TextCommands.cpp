@@ -5,6 +5,7 @@
 #include "PoCatalog.h"
 #include "Session.h"
 #include "TextFile.h"
+#include "Wording.h"
 
 #include <QDate>
 #include <QDateTime>
@@ -24,7 +25,7 @@ const char kLanguageField[] = "X-CVLParamcor-Lingua";
 
 int translationLanguage(const Arguments& arguments) {
     return parseNumber(arguments.value(QStringLiteral("lingua")), 2, kLanguages,
-                       QStringLiteral("--lingua (the language of the translations; 1, Italian, is the wording)"));
+                       tr("--lingua (the language of the translations; 1, Italian, is the wording)"));
 }
 
 // The header translators' tools expect, with no field left at gettext's
@@ -62,7 +63,7 @@ QString describe(int language) {
 int exportTexts(Session& session, const Arguments& arguments, const QStringList& operands) {
     const bool model = arguments.has(QStringLiteral("modello"));
     if (model == arguments.has(QStringLiteral("lingua")))
-        throw UsageError(QStringLiteral("paramcor testi esporta needs either --lingua N, the language of the "
+        throw UsageError(tr("paramcor testi esporta needs either --lingua N, the language of the "
                                         "translations, or --modello for a template"));
     // Italian too: its file is the wordings as they stand, for proofreading.
     const int language =
@@ -97,16 +98,17 @@ int exportTexts(Session& session, const Arguments& arguments, const QStringList&
     }
     writeWhole(operands[0], po::write(catalog));
     if (model)
-        printLine(QStringLiteral("Exported the template of %1 texts from %2 to %3")
+        printLine(tr("Exported the template of %1 texts from %2 to %3")
                       .arg(catalog.entries.size())
                       .arg(file.path(), operands[0]));
     else
-        printLine(QStringLiteral("Exported %1 texts of %2 from %3 to %4, %5 of them translated")
+        printLine(tr("Exported %1 texts of %2 from %3 to %4, %5 of them translated")
                       .arg(catalog.entries.size())
                       .arg(describe(language), file.path(), operands[0])
                       .arg(translated));
     for (const QString& key : withoutWording)
-        std::fprintf(stderr, "paramcor: warning: %s left out: it has no Italian wording\n", qUtf8Printable(key));
+        std::fprintf(stderr, "paramcor: %s\n",
+                     qUtf8Printable(tr("warning: %1 left out: it has no Italian wording").arg(key)));
     return 0;
 }
 
@@ -118,7 +120,7 @@ int importTexts(Session& session, const Arguments& arguments, const QStringList&
     } catch (const UsageError&) {
         throw;
     } catch (const Failure& failure) {
-        throw Failure(failure.text() + QStringLiteral("; nothing was imported"));
+        throw Failure(failure.text() + tr("; nothing was imported"));
     }
 
     int language = given;
@@ -130,18 +132,18 @@ int importTexts(Session& session, const Arguments& arguments, const QStringList&
         if (!ok)
             language = paramcor::languageOfCode(code);
         if (language == 1)
-            throw Failure(QStringLiteral("%1 holds the Italian wordings, which are the texts' keys and are changed "
+            throw Failure(tr("%1 holds the Italian wordings, which are the texts' keys and are changed "
                                          "in the delivered texts only; nothing was imported")
                               .arg(operands[0]));
         if (language < 2 || language > kLanguages)
-            throw Failure(QStringLiteral("%1 does not say which language it holds (Language: \"%2\"): give --lingua N; "
+            throw Failure(tr("%1 does not say which language it holds (Language: \"%2\"): give --lingua N; "
                                          "nothing was imported")
                               .arg(operands[0], code));
     }
     for (const po::Entry& entry : catalog.entries)
         if (!entry.hasContext || !entry.context.contains(kKeySeparator))
             throw Failure(
-                QStringLiteral("%1: \"%2\" has no key (msgctxt \"Programma|Progressivo\"); nothing was imported")
+                tr("%1: \"%2\" has no key (msgctxt \"Programma|Progressivo\"); nothing was imported")
                     .arg(operands[0], entry.source));
 
     const QString database = arguments.value(QStringLiteral("file"));
@@ -182,13 +184,13 @@ int importTexts(Session& session, const Arguments& arguments, const QStringList&
             continue;
         }
         if (entry.fuzzy) {
-            leftOut.emplace_back(&entry, QStringLiteral("marked fuzzy (unsure)"));
+            leftOut.emplace_back(&entry, tr("marked fuzzy (unsure)"));
             continue;
         }
         select->bind(1, program).bind(2, key);
         if (!select->step()) {
             select->reset();
-            leftOut.emplace_back(&entry, QStringLiteral("the database has no text with this key"));
+            leftOut.emplace_back(&entry, tr("the database has no text with this key"));
             continue;
         }
         const QString wording = select->text(0);
@@ -197,7 +199,7 @@ int importTexts(Session& session, const Arguments& arguments, const QStringList&
         select->reset();
         if (wording != entry.source) {
             leftOut.emplace_back(&entry,
-                                 QStringLiteral("it translates an older Italian wording; the text now reads \"%1\"")
+                                 tr("it translates an older Italian wording; the text now reads \"%1\"")
                                      .arg(wording));
             continue;
         }
@@ -218,21 +220,21 @@ int importTexts(Session& session, const Arguments& arguments, const QStringList&
     file.exec("COMMIT");
 
     printLine(
-        QStringLiteral("Imported %1 into %2 of %3: %4 texts changed, %5 unchanged, %6 untranslated, %7 left out")
+        tr("Imported %1 into %2 of %3: %4 texts changed, %5 unchanged, %6 untranslated, %7 left out")
             .arg(operands[0], describe(language), file.path())
             .arg(changed)
             .arg(unchanged)
             .arg(untranslated)
             .arg(leftOut.size()));
     for (const auto& [entry, why] : leftOut)
-        std::fprintf(stderr, "paramcor: warning: %s \"%s\" left out: %s\n", qUtf8Printable(entry->context),
-                     qUtf8Printable(entry->source), qUtf8Printable(why));
+        std::fprintf(stderr, "paramcor: %s\n",
+                     qUtf8Printable(tr("warning: %1 \"%2\" left out: %3").arg(entry->context, entry->source, why)));
     return 0;
 }
 
 int createTexts(Session&, const Arguments&, const QStringList& operands) {
     TextFile::create(operands[0]);
-    printLine(QStringLiteral("Created the empty text database %1").arg(operands[0]));
+    printLine(tr("Created the empty text database %1").arg(operands[0]));
     return 0;
 }
 

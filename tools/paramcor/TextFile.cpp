@@ -1,4 +1,5 @@
 #include "TextFile.h"
+#include "Wording.h"
 
 #include "CommandLine.h"
 #include "Session.h"
@@ -24,14 +25,14 @@ namespace {
 QString unusable(const QString& path) {
     QFile file(path);
     if (!file.exists())
-        return QStringLiteral("there is no such file");
+        return tr("there is no such file");
     if (!file.open(QIODevice::ReadOnly))
-        return QStringLiteral("it cannot be read (%1)").arg(file.errorString());
+        return tr("it cannot be read (%1)").arg(file.errorString());
     const QByteArray header = file.read(100);
     if (header.mid(4, 15) == "Standard Jet DB" || header.mid(4, 15) == "Standard ACE DB")
-        return QStringLiteral("it is an Access database from Windows, which the suite converts when it installs");
+        return tr("it is an Access database from Windows, which the suite converts when it installs");
     if (!header.startsWith(QByteArrayLiteral("SQLite format 3\0")))
-        return QStringLiteral("it is not a text database");
+        return tr("it is not a text database");
     return QString();
 }
 
@@ -62,7 +63,7 @@ QString languageColumn(int language) {
 
 Statement::Statement(sqlite3* db, const char* sql, const QString& file) : db_(db), file_(file) {
     if (sqlite3_prepare_v2(db, sql, -1, &statement_, nullptr) != SQLITE_OK)
-        fail(db_, file_, QStringLiteral("cannot read it as a text database"));
+        fail(db_, file_, tr("cannot read it as a text database"));
 }
 
 Statement::~Statement() {
@@ -86,7 +87,7 @@ bool Statement::step() {
     if (rc == SQLITE_ROW)
         return true;
     if (rc != SQLITE_DONE)
-        fail(db_, file_, QStringLiteral("cannot read or write it"));
+        fail(db_, file_, tr("cannot read or write it"));
     return false;
 }
 
@@ -122,11 +123,11 @@ TextFile::TextFile(const QString& path, Mode mode) : path_(path) {
     const int rc = sqlite3_open_v2(QFile::encodeName(path).constData(), &db, flags, nullptr);
     db_.reset(db);
     if (rc != SQLITE_OK)
-        fail(db, path_, QStringLiteral("cannot open it"));
+        fail(db, path_, tr("cannot open it"));
     sqlite3_busy_timeout(db, 5000);  // other programs of the suite may be writing
     auto check = prepare("SELECT count(*) FROM sqlite_master WHERE type = 'table' AND name = 'Testi'");
     if (!check->step() || check->integer(0) == 0)
-        throw Failure(QStringLiteral("%1: it has no table Testi: it is not a text database").arg(path_));
+        throw Failure(tr("%1: it has no table Testi: it is not a text database").arg(path_));
 }
 
 TextFile::~TextFile() = default;
@@ -148,21 +149,21 @@ void TextFile::requireLanguage(int language) {
     for (const QString& needed : {QStringLiteral("PROGRAMMA"), QStringLiteral("PROGRESSIVO"),
                                   QStringLiteral("TESTO_01"), languageColumn(language).toUpper()})
         if (!names.contains(needed))
-            throw Failure(QStringLiteral("%1: table Testi has no column %2").arg(path_, needed));
+            throw Failure(tr("%1: table Testi has no column %2").arg(path_, needed));
 }
 
 void TextFile::create(const QString& path) {
     const QFileInfo target(path);
     if (target.exists() || target.isSymLink())
-        throw Failure(QStringLiteral("%1 already exists").arg(path));
+        throw Failure(tr("%1 already exists").arg(path));
     if (!target.absoluteDir().exists())
-        throw Failure(QStringLiteral("%1: there is no folder %2").arg(path, target.absolutePath()));
+        throw Failure(tr("%1: there is no folder %2").arg(path, target.absolutePath()));
 
     // Made beside its place under a temporary name, then given its name, which
     // fails rather than replace a file that appeared meanwhile.
     QTemporaryFile scratch(target.absoluteDir().filePath(QStringLiteral(".paramcor-XXXXXX")));
     if (!scratch.open())
-        throw Failure(QStringLiteral("%1 cannot be created: %2").arg(path, scratch.errorString()));
+        throw Failure(tr("%1 cannot be created: %2").arg(path, scratch.errorString()));
     scratch.close();
     sqlite3* db = nullptr;
     const QByteArray scratchName = QFile::encodeName(scratch.fileName());
@@ -172,7 +173,7 @@ void TextFile::create(const QString& path) {
     const QString error = QString::fromUtf8(sqlite3_errmsg(db));
     sqlite3_close_v2(db);
     if (rc != SQLITE_OK)
-        throw Failure(QStringLiteral("%1 cannot be created: %2").arg(path, error));
+        throw Failure(tr("%1 cannot be created: %2").arg(path, error));
 
     // Every program of the workstation uses the texts: the permissions a new file
     // gets, not the private ones of a temporary file.
@@ -181,8 +182,8 @@ void TextFile::create(const QString& path) {
     ::chmod(scratchName.constData(), 0666 & ~mask);
     if (!QFile::rename(scratch.fileName(), path))
         throw Failure(
-            QStringLiteral("%1 cannot be created: %2")
-                .arg(path, QFileInfo::exists(path) ? QStringLiteral("it already exists") : scratch.errorString()));
+            tr("%1 cannot be created: %2")
+                .arg(path, QFileInfo::exists(path) ? tr("it already exists") : scratch.errorString()));
     scratch.setAutoRemove(false);
 }
 
