@@ -186,6 +186,12 @@ TEST(ParamcorTexts, TheToolSpeaksTheUsersLanguage) {
         EXPECT_TRUE(failed.err.contains(QString::fromUtf8(c.noSuchKey))) << failed;
     }
 
+    const Outcome commandHelp = workshop.run({"testi", "esporta", "--help", "--lingua", "3"});
+    EXPECT_TRUE(commandHelp.out.contains(QStringLiteral("\nSchreibt die Texte einer Sprache als gettext-PO-Datei")))
+        << commandHelp;
+    EXPECT_TRUE(commandHelp.out.contains(QStringLiteral("\n  --lingua N            die Sprache, 1 bis 15\n")))
+        << commandHelp;
+
     // The stored language, when no --lingua says otherwise.
     ASSERT_EQ(workshop.run({"lingua", "3"}).code, 0);
     EXPECT_TRUE(workshop.run({"--help"}).out.startsWith(QStringLiteral("Aufruf: paramcor BEFEHL"))) << workshop.run({"--help"});

@@ -72,9 +72,9 @@ QString usageLine(const Command& command) {
 }
 
 void printHelp(const Command& command) {
-    printLine(QStringLiteral("Usage: ") + usageLine(command));
+    printLine(tr("Usage: %1").arg(usageLine(command)));
     printLine();
-    printLine(command.summary);
+    printLine(tr(command.summary));
     if (command.member) {
         const QString help = helpString(QLatin1String(command.member));
         if (!help.isEmpty())
@@ -82,10 +82,10 @@ void printHelp(const Command& command) {
     }
     if (!command.details.isEmpty()) {
         printLine();
-        printLine(command.details);
+        printLine(tr(command.details));
     }
     printLine();
-    printLine(kCommonOptions);
+    printLine(tr(kCommonOptions));
 }
 
 void printOverview(const QString& group = QString()) {
@@ -97,13 +97,13 @@ void printOverview(const QString& group = QString()) {
     for (const Command& command : commands()) {
         if (!group.isEmpty() && command.name.first() != group)
             continue;
-        printLine(QStringLiteral("  %1\n      %2").arg(usageLine(command).mid(9), command.summary));
+        printLine(QStringLiteral("  %1\n      %2").arg(usageLine(command).mid(9), tr(command.summary)));
     }
     printLine();
     printLine(
-        QStringLiteral("\"paramcor COMMAND --help\" tells more about each. The exit code is 0 when the command "
-                       "did its work, 1 when it failed, 2 when the command line is wrong."));
-    printLine(kCommonOptions);
+        tr("\"paramcor COMMAND --help\" tells more about each. The exit code is 0 when the command "
+           "did its work, 1 when it failed, 2 when the command line is wrong."));
+    printLine(tr(kCommonOptions));
 }
 
 // "1 Italiano, 2 English, ...", as many to a line as fit.
@@ -117,7 +117,7 @@ QString languageList() {
             lines << QString();
         lines.last() += item;
     }
-    lines.last() += QStringLiteral("%1 to %2 further columns of the text database, unnamed.")
+    lines.last() += tr("%1 to %2 further columns of the text database, unnamed.")
                         .arg(kOfferedLanguages + 1)
                         .arg(kLanguageColumns);
     for (QString& line : lines)
@@ -162,9 +162,8 @@ QString nameOf(const QStringList& words, int count) {
     return QStringLiteral("paramcor ") + words.mid(0, count).join(u' ');
 }
 
-void printVersion(const Arguments& arguments) {
+void printVersion(Session& session) {
     printLine(QStringLiteral("paramcor " PARAMCOR_VERSION " (CVLParamcor " PARAMCOR_VERSION ")"));
-    Session session(arguments);
     const auto* store = dynamic_cast<const SqliteRegistryStore*>(&session.baseStore());
     if (!store)
         return;
@@ -202,7 +201,7 @@ int parseNumber(const QString& text, int low, int high, const QString& what) {
     bool ok = false;
     const int number = text.trimmed().toInt(&ok);
     if (!ok || number < low || number > high)
-        throw UsageError(QStringLiteral("%1 must be a whole number from %2 to %3, not \"%4\"")
+        throw UsageError(tr("%1 must be a whole number from %2 to %3, not \"%4\"")
                              .arg(what)
                              .arg(low)
                              .arg(high)
@@ -429,23 +428,22 @@ int run(const QStringList& arguments) {
         sessionFailure = std::current_exception();
     }
     const TextSource texts(session.get());
-    // Help is said in the user's language, for which the library starts; a wrong
-    // command line is not, as it must touch nothing.
-    const auto helpInUsersLanguage = [&session] {
-        if (session)
-            session->startForTexts();
-    };
 
     const Arguments parsed = parseArguments(arguments);
     const QStringList& words = parsed.words;
     const bool help = parsed.has(QStringLiteral("help"));
     if (parsed.has(QStringLiteral("version")) && !help) {
-        printVersion(parsed);
+        if (sessionFailure)
+            std::rethrow_exception(sessionFailure);
+        printVersion(*session);
         return 0;
     }
+    // Help is said in the user's language, for which the library starts; a wrong
+    // command line is not, as it must touch nothing.
+    if (help && session)
+        session->startForTexts();
     if (words.isEmpty()) {
         if (help) {
-            helpInUsersLanguage();
             printOverview();
             return 0;
         }
@@ -460,7 +458,6 @@ int run(const QStringList& arguments) {
             command = &candidate;
     if (!command) {
         if (grouped && help && words.size() == 1) {
-            helpInUsersLanguage();
             printOverview(words.first());
             return 0;
         }
@@ -471,7 +468,6 @@ int run(const QStringList& arguments) {
                              .arg(words.mid(0, nameLength).join(u' ')));
     }
     if (help) {
-        helpInUsersLanguage();
         printHelp(*command);
         return 0;
     }
