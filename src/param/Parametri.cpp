@@ -14,7 +14,7 @@
 namespace paramcor {
 
 struct Parametri::Impl {
-    bool ready = false;  // creation ran to the end
+    bool ready = false;   // creation ran to the end
     short announced = 0;  // the language the windows were last told
     QString tempFolder;
     Folders folders;

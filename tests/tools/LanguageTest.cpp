@@ -194,7 +194,8 @@ TEST(ParamcorTexts, TheToolSpeaksTheUsersLanguage) {
 
     // The stored language, when no --lingua says otherwise.
     ASSERT_EQ(workshop.run({"lingua", "3"}).code, 0);
-    EXPECT_TRUE(workshop.run({"--help"}).out.startsWith(QStringLiteral("Aufruf: paramcor BEFEHL"))) << workshop.run({"--help"});
+    EXPECT_TRUE(workshop.run({"--help"}).out.startsWith(QStringLiteral("Aufruf: paramcor BEFEHL")))
+        << workshop.run({"--help"});
 
     // Without an installation there are no texts to speak from: English, and no
     // word about the library that could not start.

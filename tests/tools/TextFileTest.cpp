@@ -144,7 +144,8 @@ TEST(ParamcorTextFiles, EveryLanguageAndTheTemplateAreFilesGettextTakesAsTheyAre
     const Rows before = textRows(workshop.userTexts());
     const Outcome back = workshop.run({"testi", "importa", merged});
     ASSERT_EQ(back.code, 0) << back;
-    EXPECT_TRUE(back.out.contains(QStringLiteral("into Testo_03 (Deutsch) of %1: 0 texts changed").arg(workshop.userTexts())))
+    EXPECT_TRUE(
+        back.out.contains(QStringLiteral("into Testo_03 (Deutsch) of %1: 0 texts changed").arg(workshop.userTexts())))
         << back;
     EXPECT_TRUE(back.out.endsWith(QStringLiteral(" 0 left out\n"))) << back;
     EXPECT_EQ(textRows(workshop.userTexts()), before);
@@ -188,10 +189,10 @@ TEST(ParamcorTextFiles, AnEditedFileChangesExactlyTheEditedRows) {
     // Each entry left out is named, with the reason.
     QStringList named = run.errLines();
     QStringList expected({QStringLiteral("paramcor: warning: %1 \"%2\" left out: marked fuzzy (unsure)")
-                               .arg(keys[3], before.at(keys[3])[kItalian]),
-                           QStringLiteral("paramcor: warning: %1 \"%2 vecchia\" left out: it translates an older "
-                                          "Italian wording; the text now reads \"%2\"")
-                               .arg(keys[4], before.at(keys[4])[kItalian])});
+                              .arg(keys[3], before.at(keys[3])[kItalian]),
+                          QStringLiteral("paramcor: warning: %1 \"%2 vecchia\" left out: it translates an older "
+                                         "Italian wording; the text now reads \"%2\"")
+                              .arg(keys[4], before.at(keys[4])[kItalian])});
     named.sort();
     expected.sort();
     EXPECT_EQ(named, expected) << run;

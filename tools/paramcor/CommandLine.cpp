@@ -117,9 +117,8 @@ QString languageList() {
             lines << QString();
         lines.last() += item;
     }
-    lines.last() += tr("%1 to %2 further columns of the text database, unnamed.")
-                        .arg(kOfferedLanguages + 1)
-                        .arg(kLanguageColumns);
+    lines.last() +=
+        tr("%1 to %2 further columns of the text database, unnamed.").arg(kOfferedLanguages + 1).arg(kLanguageColumns);
     for (QString& line : lines)
         line = line.trimmed();
     return lines.join(u'\n');
@@ -201,11 +200,8 @@ int parseNumber(const QString& text, int low, int high, const QString& what) {
     bool ok = false;
     const int number = text.trimmed().toInt(&ok);
     if (!ok || number < low || number > high)
-        throw UsageError(tr("%1 must be a whole number from %2 to %3, not \"%4\"")
-                             .arg(what)
-                             .arg(low)
-                             .arg(high)
-                             .arg(text));
+        throw UsageError(
+            tr("%1 must be a whole number from %2 to %3, not \"%4\"").arg(what).arg(low).arg(high).arg(text));
     return number;
 }
 
@@ -464,8 +460,8 @@ int run(const QStringList& arguments) {
         if (grouped && words.size() == 1)
             throw UsageError(QStringLiteral("%1 needs a subcommand (paramcor %2 --help lists them)")
                                  .arg(nameOf(words, 1), words.first()));
-        throw UsageError(tr("unknown command \"%1\" (paramcor --help lists them)")
-                             .arg(words.mid(0, nameLength).join(u' ')));
+        throw UsageError(
+            tr("unknown command \"%1\" (paramcor --help lists them)").arg(words.mid(0, nameLength).join(u' ')));
     }
     if (help) {
         printHelp(*command);

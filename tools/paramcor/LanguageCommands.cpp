@@ -76,9 +76,7 @@ int translateKey(Session& session, const Arguments& arguments, const QStringList
 
 int language(Session& session, const Arguments& arguments, const QStringList& operands) {
     const short wanted =
-        operands.isEmpty()
-            ? 0
-            : static_cast<short>(parseNumber(operands[0], 1, kLanguages, tr("the language")));
+        operands.isEmpty() ? 0 : static_cast<short>(parseNumber(operands[0], 1, kLanguages, tr("the language")));
     Parametri& par = session.parametri();
     const int mark = session.errors();
     if (wanted != 0)

@@ -1,9 +1,9 @@
 #include "PoCatalog.h"
-#include "Wording.h"
 
 #include "CodePage.h"
 #include "CommandLine.h"
 #include "Files.h"
+#include "Wording.h"
 
 #include <QDir>
 #include <QFile>
@@ -128,7 +128,7 @@ Catalog read(const QString& path) {
         throw Failure(tr("%1 is UTF-16 text; a PO file is UTF-8 (msgconv -t UTF-8 converts it)").arg(path));
     if (bytes.contains('\0'))
         throw Failure(tr("%1: unexpected encoding: it holds zero bytes, as UTF-16 text or binary data "
-                                     "do; a PO file is UTF-8 text")
+                         "do; a PO file is UTF-8 text")
                           .arg(path));
     if (bytes.startsWith("\xEF\xBB\xBF"))
         bytes.remove(0, 3);  // some editors put it there; gettext's reader does not expect it
@@ -136,8 +136,7 @@ Catalog read(const QString& path) {
     // libgettextpo reads files by name: it reads what was checked here.
     QTemporaryFile copy(QDir::temp().filePath(QStringLiteral("paramcor-XXXXXX.po")));
     if (!copy.open() || copy.write(bytes) != bytes.size() || !copy.flush())
-        throw Failure(
-            tr("%1 cannot be read: no room for a temporary copy (%2)").arg(path, copy.errorString()));
+        throw Failure(tr("%1 cannot be read: no room for a temporary copy (%2)").arg(path, copy.errorString()));
     copy.close();
     scratchFile = copy.fileName();
 
@@ -158,8 +157,8 @@ Catalog read(const QString& path) {
     catalog.header = header ? QString::fromUtf8(header) : QString();
     const QString charset = charsetOf(catalog.header);
     if (!isUtf8Charset(charset))
-        throw Failure(tr("%1 is written in %2; a PO file is UTF-8 here (msgconv -t UTF-8 converts it)")
-                          .arg(path, charset));
+        throw Failure(
+            tr("%1 is written in %2; a PO file is UTF-8 here (msgconv -t UTF-8 converts it)").arg(path, charset));
 
     for (const char* const* domain = po_file_domains(file.get()); domain && *domain; ++domain) {
         const Iterator messages(po_message_iterator(file.get(), *domain));
@@ -171,8 +170,7 @@ Catalog read(const QString& path) {
             if (!context && source.isEmpty())
                 continue;  // the header
             if (po_message_msgid_plural(message))
-                throw Failure(tr("%1: \"%2\" has plural forms, which the suite's texts do not have")
-                                  .arg(path, source));
+                throw Failure(tr("%1: \"%2\" has plural forms, which the suite's texts do not have").arg(path, source));
             Entry entry;
             entry.hasContext = context != nullptr;
             entry.context = text(context, path);

@@ -63,8 +63,9 @@ QString describe(int language) {
 int exportTexts(Session& session, const Arguments& arguments, const QStringList& operands) {
     const bool model = arguments.has(QStringLiteral("modello"));
     if (model == arguments.has(QStringLiteral("lingua")))
-        throw UsageError(tr("paramcor testi esporta needs either --lingua N, the language of the "
-                                        "translations, or --modello for a template"));
+        throw UsageError(
+            tr("paramcor testi esporta needs either --lingua N, the language of the "
+               "translations, or --modello for a template"));
     // Italian too: its file is the wordings as they stand, for proofreading.
     const int language =
         model ? 0 : parseNumber(arguments.value(QStringLiteral("lingua")), 1, kLanguages, QStringLiteral("--lingua"));
@@ -133,18 +134,17 @@ int importTexts(Session& session, const Arguments& arguments, const QStringList&
             language = paramcor::languageOfCode(code);
         if (language == 1)
             throw Failure(tr("%1 holds the Italian wordings, which are the texts' keys and are changed "
-                                         "in the delivered texts only; nothing was imported")
+                             "in the delivered texts only; nothing was imported")
                               .arg(operands[0]));
         if (language < 2 || language > kLanguages)
             throw Failure(tr("%1 does not say which language it holds (Language: \"%2\"): give --lingua N; "
-                                         "nothing was imported")
+                             "nothing was imported")
                               .arg(operands[0], code));
     }
     for (const po::Entry& entry : catalog.entries)
         if (!entry.hasContext || !entry.context.contains(kKeySeparator))
-            throw Failure(
-                tr("%1: \"%2\" has no key (msgctxt \"Programma|Progressivo\"); nothing was imported")
-                    .arg(operands[0], entry.source));
+            throw Failure(tr("%1: \"%2\" has no key (msgctxt \"Programma|Progressivo\"); nothing was imported")
+                              .arg(operands[0], entry.source));
 
     const QString database = arguments.value(QStringLiteral("file"));
     // In the user's own database an imported translation is the customer's
@@ -199,8 +199,7 @@ int importTexts(Session& session, const Arguments& arguments, const QStringList&
         select->reset();
         if (wording != entry.source) {
             leftOut.emplace_back(&entry,
-                                 tr("it translates an older Italian wording; the text now reads \"%1\"")
-                                     .arg(wording));
+                                 tr("it translates an older Italian wording; the text now reads \"%1\"").arg(wording));
             continue;
         }
         if (current == entry.translation) {
@@ -219,13 +218,12 @@ int importTexts(Session& session, const Arguments& arguments, const QStringList&
     }
     file.exec("COMMIT");
 
-    printLine(
-        tr("Imported %1 into %2 of %3: %4 texts changed, %5 unchanged, %6 untranslated, %7 left out")
-            .arg(operands[0], describe(language), file.path())
-            .arg(changed)
-            .arg(unchanged)
-            .arg(untranslated)
-            .arg(leftOut.size()));
+    printLine(tr("Imported %1 into %2 of %3: %4 texts changed, %5 unchanged, %6 untranslated, %7 left out")
+                  .arg(operands[0], describe(language), file.path())
+                  .arg(changed)
+                  .arg(unchanged)
+                  .arg(untranslated)
+                  .arg(leftOut.size()));
     for (const auto& [entry, why] : leftOut)
         std::fprintf(stderr, "paramcor: %s\n",
                      qUtf8Printable(tr("warning: %1 \"%2\" left out: %3").arg(entry->context, entry->source, why)));

@@ -1,8 +1,8 @@
 #include "TextFile.h"
-#include "Wording.h"
 
 #include "CommandLine.h"
 #include "Session.h"
+#include "Wording.h"
 
 #include <QDir>
 #include <QFile>
@@ -181,9 +181,8 @@ void TextFile::create(const QString& path) {
     ::umask(mask);
     ::chmod(scratchName.constData(), 0666 & ~mask);
     if (!QFile::rename(scratch.fileName(), path))
-        throw Failure(
-            tr("%1 cannot be created: %2")
-                .arg(path, QFileInfo::exists(path) ? tr("it already exists") : scratch.errorString()));
+        throw Failure(tr("%1 cannot be created: %2")
+                          .arg(path, QFileInfo::exists(path) ? tr("it already exists") : scratch.errorString()));
     scratch.setAutoRemove(false);
 }
 
