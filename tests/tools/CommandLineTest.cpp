@@ -141,7 +141,7 @@ TEST(ParamcorCommandLine, EveryReadingCommandSpeaksJson) {
         EXPECT_EQ(error.error, QJsonParseError::NoError) << run;
         EXPECT_FALSE(document.isEmpty()) << run;
     }
-    EXPECT_EQ(workshop.run({"lingua", "--json"}).out, QStringLiteral("{\"lingua\":1,\"nome\":\"Italiano\"}\n"));
+    EXPECT_EQ(workshop.run({"lingua", "--json"}).out, QStringLiteral("{\"lingua\":2,\"nome\":\"English\"}\n"));
 }
 
 TEST(ParamcorCommandLine, ShortOptionsVersionAndCompletion) {
