@@ -8,7 +8,6 @@ set(CPACK_PACKAGE_NAME cvlparamcor)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGE_VENDOR "Corvel")
 set(CPACK_PACKAGE_CONTACT "Corvel support <traduzioni@corvel.it>")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "shared settings of the CVL suite for stone and glass cutting")
 set(CPACK_SET_DESTDIR ON)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
@@ -23,8 +22,10 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME cvlparamcor)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+# The first line of a description is the package's synopsis.
 set(CPACK_DEBIAN_RUNTIME_DESCRIPTION
-    "Every program of the suite keeps its parameters, its folders, the language
+    "shared settings of the CVL suite for stone and glass cutting
+Every program of the suite keeps its parameters, its folders, the language
 of its texts and the units of measure through this library. The package
 holds the library, its windows, the paramcor command line and the
 workstation's installation; it sets up the group cvlparamcor of the suite's
@@ -35,9 +36,9 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME cvlparamcor-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "cvlparamcor (= ${PROJECT_VERSION}), qt6-base-dev")
-set(CPACK_COMPONENT_DEV_DESCRIPTION_SUMMARY "shared settings of the CVL suite: development files")
 set(CPACK_DEBIAN_DEV_DESCRIPTION
-    "Headers, the CMake package (find_package(CVLParamcor)) and the pkg-config
+    "shared settings of the CVL suite: development files
+Headers, the CMake package (find_package(CVLParamcor)) and the pkg-config
 file for programs of the suite that use the CVLParamcor library.")
 
 # Each package carries its copyright and changelog, as Debian wants (of a native
