@@ -63,8 +63,13 @@ Workshop::Workshop(const QByteArray& installationFile, bool untouched) {
     if (untouched)
         return;
     EXPECT_TRUE(QDir().mkpath(registry()));
+    // "Lingua" lies under the installation's registry root.
+    std::string root = "Corvel";
+    for (const QByteArray& line : installationFile.split('\n'))
+        if (line.trimmed().toUpper().startsWith("REGISTRYROOT"))
+            root = line.mid(line.indexOf('=') + 1).trimmed().toStdString();
     auto users = store();
-    setValue(users, Hive::CurrentUser, "SOFTWARE\\Corvel", "Lingua", regtype::String, utf8(QStringLiteral("2")));
+    setValue(users, Hive::CurrentUser, "SOFTWARE\\" + root, "Lingua", regtype::String, utf8(QStringLiteral("2")));
 }
 
 Outcome Workshop::run(const QStringList& arguments, const std::function<void()>& inChild,

@@ -1,6 +1,7 @@
 #include "Files.h"
 
 #include "CommandLine.h"
+#include "Wording.h"
 
 #include <QFileInfo>
 #include <QTemporaryFile>
@@ -22,7 +23,7 @@ QString systemError(int code) {
 }
 
 [[noreturn]] void cannotWrite(const QString& path, const QString& why) {
-    throw Failure(QStringLiteral("%1 cannot be written: %2").arg(path, why));
+    throw Failure(tr("%1 cannot be written: %2").arg(path, why));
 }
 
 // Every byte, or the system's reason why not.
@@ -41,10 +42,10 @@ bool writeAll(int fd, const QByteArray& bytes) {
 
 void writeStraight(const QString& path, const QByteArray& bytes, bool pipe) {
     // Without a reader, a pipe would hold the command forever.
-    const int fd = ::open(QFile::encodeName(path).constData(),
-                          O_WRONLY | O_NOCTTY | O_CLOEXEC | (pipe ? O_NONBLOCK : 0));
+    const int fd =
+        ::open(QFile::encodeName(path).constData(), O_WRONLY | O_NOCTTY | O_CLOEXEC | (pipe ? O_NONBLOCK : 0));
     if (fd < 0)
-        cannotWrite(path, errno == ENXIO && pipe ? QStringLiteral("no program reads from the pipe") : systemError(errno));
+        cannotWrite(path, errno == ENXIO && pipe ? tr("no program reads from the pipe") : systemError(errno));
     if (pipe)
         ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
     const bool written = writeAll(fd, bytes);
@@ -60,17 +61,15 @@ void writeStraight(const QString& path, const QByteArray& bytes, bool pipe) {
 std::unique_ptr<QFile> openToRead(const QString& path, const QString& what) {
     const QFileInfo info(path);
     if (!info.exists())
-        throw Failure(QStringLiteral("%1: there is no such file").arg(path));
+        throw Failure(tr("%1: there is no such file").arg(path));
     if (info.isDir())
-        throw Failure(QStringLiteral("%1 is a folder, not %2").arg(path, what));
+        throw Failure(tr("%1 is a folder, not %2").arg(path, what));
     if (info.size() > kMaxFileSize)
-        throw Failure(QStringLiteral("%1 is too large for %2 (%3 bytes, at most %4)")
-                          .arg(path, what)
-                          .arg(info.size())
-                          .arg(kMaxFileSize));
+        throw Failure(
+            tr("%1 is too large for %2 (%3 bytes, at most %4)").arg(path, what).arg(info.size()).arg(kMaxFileSize));
     auto file = std::make_unique<QFile>(path);
     if (!file->open(QIODevice::ReadOnly))
-        throw Failure(QStringLiteral("%1 cannot be read: %2").arg(path, file->errorString()));
+        throw Failure(tr("%1 cannot be read: %2").arg(path, file->errorString()));
     return file;
 }
 
@@ -78,14 +77,14 @@ QByteArray readWhole(const QString& path, const QString& what) {
     const auto file = openToRead(path, what);
     QByteArray bytes = file->read(kMaxFileSize + 1);
     if (bytes.size() > kMaxFileSize)  // it grew meanwhile, or is no plain file
-        throw Failure(QStringLiteral("%1 is too large for %2 (more than %3 bytes)").arg(path, what).arg(kMaxFileSize));
+        throw Failure(tr("%1 is too large for %2 (more than %3 bytes)").arg(path, what).arg(kMaxFileSize));
     return bytes;
 }
 
 void writeStandardOutput(const QByteArray& bytes) {
     const auto size = static_cast<std::size_t>(bytes.size());
     if (std::fwrite(bytes.constData(), 1, size, stdout) != size || std::fflush(stdout) != 0)
-        throw Failure(QStringLiteral("standard output cannot be written"));
+        throw Failure(tr("standard output cannot be written"));
 }
 
 void writeWhole(const QString& path, const QByteArray& bytes) {
@@ -93,7 +92,7 @@ void writeWhole(const QString& path, const QByteArray& bytes) {
     const bool exists = ::stat(QFile::encodeName(path).constData(), &status) == 0;
     if (exists && !S_ISREG(status.st_mode)) {
         if (!S_ISFIFO(status.st_mode) && !S_ISCHR(status.st_mode))
-            cannotWrite(path, QStringLiteral("it is not a regular file, and it is not replaced"));
+            cannotWrite(path, tr("it is not a regular file, and it is not replaced"));
         writeStraight(path, bytes, S_ISFIFO(status.st_mode));
         return;
     }

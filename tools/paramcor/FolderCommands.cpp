@@ -1,6 +1,7 @@
 // percorso, percorsi: the suite's folders as the library resolves them.
 #include "Commands.h"
 #include "Session.h"
+#include "Wording.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
@@ -68,7 +69,7 @@ int showFolder(Session& session, const Arguments& arguments, const QStringList& 
             return row.name.toUpper() == key && (!row.declared.isEmpty() || &row == &rows.front());
         });
         if (!known)
-            throw Failure(QStringLiteral("the installation declares no folder \"%1\" (paramcor percorsi lists them)")
+            throw Failure(tr("the installation declares no folder \"%1\" (paramcor percorsi lists them)")
                               .arg(operands[0].trimmed()));
     }
     const int mark = session.errors();

@@ -135,9 +135,11 @@ int units(Session& session, const Arguments& arguments, const QStringList&) {
         else
             shown = tr("%1, factor %2").arg(symbol, rest.isEmpty() ? tr("(none)") : rest);
         rows.insert(key, QJsonObject{{"simbolo", symbol}, {"resto", rest}, {"testo", value}});
+        // The suite's wording of the label may be the lower-case one of its example lines.
+        QString label = tr(QString::fromLatin1(row.label));
+        label[0] = label[0].toUpper();
         if (!json)
-            printLine(QStringLiteral("  %1 %2  (%3 \"%4\")")
-                      .arg(tr(QString::fromLatin1(row.label)).leftJustified(9), shown, key, value));
+            printLine(QStringLiteral("  %1 %2  (%3 \"%4\")").arg(label.leftJustified(9), shown, key, value));
     }
     if (!missing.isEmpty())
         throw Failure(tr("%1 has no unit row %2").arg(file.path(), missing.join(QStringLiteral(", "))));

@@ -62,8 +62,8 @@ private:
         const bool error = icon == mb::Critical || text.startsWith(QLatin1String("error"), Qt::CaseInsensitive);
         if (error)
             ++errors_;
-        const char* kind = error ? "" : icon == mb::Exclamation ? "warning: " : "note: ";
-        std::fprintf(stderr, "%s%s%s\n", qUtf8Printable(errorPrefix()), kind, qUtf8Printable(line));
+        const QString kind = error ? QString() : icon == mb::Exclamation ? tr("warning: ") : tr("note: ");
+        std::fprintf(stderr, "%s%s%s\n", qUtf8Printable(errorPrefix()), qUtf8Printable(kind), qUtf8Printable(line));
     }
 
     int errors_ = 0;

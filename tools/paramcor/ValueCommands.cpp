@@ -3,6 +3,7 @@
 #include "Commands.h"
 #include "RegistryValues.h"
 #include "Session.h"
+#include "Wording.h"
 
 #include <QJsonObject>
 
@@ -200,8 +201,8 @@ int readValue(Session& session, const Arguments& arguments, const QStringList& o
     KeyHandle handle = 0;
     std::uint32_t storedType = 0;
     std::vector<std::uint8_t> data;
-    long rc = store.openKey(place.machine ? Hive::LocalMachine : Hive::CurrentUser,
-                            key.section(u'\\', 1).toStdString(), &handle);
+    long rc = store.openKey(place.machine ? Hive::LocalMachine : Hive::CurrentUser, key.section(u'\\', 1).toStdString(),
+                            &handle);
     if (rc == regerr::Success) {
         std::uint32_t size = 0;
         rc = store.queryValue(handle, name.toStdString(), &storedType, &data, UINT32_MAX, &size);
@@ -209,31 +210,34 @@ int readValue(Session& session, const Arguments& arguments, const QStringList& o
     }
     const auto print = [&](const QVariant& value, const QString& typeShown) {
         if (json)
-            printJson(QJsonObject{{"chiave", key}, {"nome", name}, {"tipo", typeShown},
-                                  {"valore", QJsonValue::fromVariant(value)}});
+            printJson(QJsonObject{
+                {"chiave", key}, {"nome", name}, {"tipo", typeShown}, {"valore", QJsonValue::fromVariant(value)}});
         else
             printLine(format(value));
     };
     if (rc == regerr::FileNotFound) {
         if (!fallback.isValid())
-            throw Failure(QStringLiteral("%1 has no value \"%2\"").arg(key, name), kNotFound);
+            throw Failure(tr("%1 has no value \"%2\"").arg(key, name), kNotFound);
         print(fallback, typeName(type));
         return 0;
     }
     if (rc != regerr::Success)
-        throw Failure(QStringLiteral("%1 cannot be read (error %2)").arg(key).arg(rc));
+        throw Failure(tr("%1 cannot be read (error %2)").arg(key).arg(rc));
 
     if (raw) {
         if (json)
-            printJson(QJsonObject{{"chiave", key}, {"nome", name}, {"tipo", registryTypeName(storedType)},
-                                  {"codice", qint64(storedType)}, {"dati", hexBytes(data).remove(u' ')}});
+            printJson(QJsonObject{{"chiave", key},
+                                  {"nome", name},
+                                  {"tipo", registryTypeName(storedType)},
+                                  {"codice", qint64(storedType)},
+                                  {"dati", hexBytes(data).remove(u' ')}});
         else
             printLine(QStringLiteral("%1 %2").arg(registryTypeName(storedType), hexBytes(data)).trimmed());
         return 0;
     }
     const QVariant value = decode(type, storedType, data);
     if (!value.isValid())
-        throw Failure(QStringLiteral("%1: \"%2\" is stored as %3 of %4 bytes, which is no %5 (--grezzo shows it)")
+        throw Failure(tr("%1: \"%2\" is stored as %3 of %4 bytes, which is no %5 (--grezzo shows it)")
                           .arg(key, name, registryTypeName(storedType))
                           .arg(data.size())
                           .arg(typeName(type)));
@@ -255,7 +259,7 @@ int writeValue(Session& session, const Arguments& arguments, const QStringList& 
     const Hive hive = place.machine ? Hive::LocalMachine : Hive::CurrentUser;
     const long opened = session.store().createKey(hive, key.section(u'\\', 1).toStdString(), &handle);
     if (opened != regerr::Success)
-        throw Failure(QStringLiteral("%1 cannot be written (error %2)").arg(key).arg(opened));
+        throw Failure(tr("%1 cannot be written (error %2)").arg(key).arg(opened));
     session.store().closeKey(handle);
 
     const int mark = session.errors();

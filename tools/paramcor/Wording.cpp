@@ -14,7 +14,7 @@ struct Texts {
     bool looking = false;  // what is said while the texts are being found is English
     Parametri* par = nullptr;
     short language = 0;
-    QHash<QString, QString> italianOf;  // the tool's rows: English -> Italian wording
+    QHash<QString, QString> italianOf;  // the tool's rows translated into the language: English -> Italian wording
 };
 
 Texts& texts() {
@@ -32,9 +32,16 @@ void lookForTexts(Texts& t) {
         try {
             TextFile file(t.par->Percorso(QStringLiteral("Testi")) + QStringLiteral("CvlTradU.mdb"),
                           TextFile::Mode::ReadOnly);
-            auto select = file.prepare("SELECT TESTO_01, Testo_02 FROM Testi WHERE Programma = 'PARAMCOR'");
+            if (t.language < 1 || t.language > kLanguages)
+                return;
+            const QByteArray sql =
+                QStringLiteral("SELECT TESTO_01, Testo_02, %1 FROM Testi WHERE Programma = 'PARAMCOR'")
+                    .arg(languageColumn(t.language))
+                    .toUtf8();
+            auto select = file.prepare(sql.constData());
             while (select->step())
-                t.italianOf.insert(select->text(1), select->text(0));
+                if (!select->text(2).trimmed().isEmpty())
+                    t.italianOf.insert(select->text(1), select->text(0));
         } catch (const std::exception&) {
             t.italianOf.clear();  // no texts: English
         }
@@ -64,10 +71,7 @@ QString tr(const QString& english) {
         return english;
     QString translated;
     t.session->quietly([&] { translated = t.par->Traduci(*row); });
-    // Traduci gives the wording back where the language has no translation.
-    if (translated.trimmed().isEmpty() || (translated == *row && t.language != 1))
-        return english;
-    return translated;
+    return translated.trimmed().isEmpty() ? english : translated;
 }
 
 }  // namespace paramcor::tool
