@@ -99,6 +99,11 @@ public:
     // still open on a removed key no longer find its values, and writing through
     // them fails.
     virtual long deleteTree(KeyHandle key, const std::string& path);
+
+    // A file whose status changes (its time is set) after every write committed to
+    // the hive by any process, so that a program can wait for changes without asking
+    // again and again; empty when the store has none.
+    virtual std::string changeFile(Hive hive) const;
 };
 
 inline long RegistryStore::enumKey(KeyHandle, std::uint32_t, std::string*) {
@@ -116,6 +121,10 @@ inline long RegistryStore::deleteValue(KeyHandle, const std::string&) {
 
 inline long RegistryStore::deleteTree(KeyHandle, const std::string&) {
     return regerr::InvalidFunction;
+}
+
+inline std::string RegistryStore::changeFile(Hive) const {
+    return std::string();
 }
 
 }  // namespace paramcor

@@ -18,7 +18,8 @@ namespace paramcor {
 // Files: "HKEY_CURRENT_USER.db" and "HKEY_CLASSES_ROOT.db" in the user folder,
 // "HKEY_LOCAL_MACHINE.db" in the machine folder, each with a small "-changes" file
 // beside it that counts committed writes, so that readers can keep what they have
-// read in memory until somebody writes. Folders are created when first written.
+// read in memory until somebody writes; its time is set after each count, for
+// programs that follow it to be told of changes. Folders are created when first written.
 class SqliteRegistryStore final : public RegistryStore {
 public:
     struct Options {
@@ -49,6 +50,7 @@ public:
                    std::vector<std::uint8_t>* data) override;
     long deleteValue(KeyHandle key, const std::string& name) override;
     long deleteTree(KeyHandle key, const std::string& path) override;
+    std::string changeFile(Hive hive) const override;
 
     // The file that holds a hive.
     std::string hiveFile(Hive hive) const;

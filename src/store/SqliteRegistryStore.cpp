@@ -276,6 +276,7 @@ public:
     // the permission bits of the hive: whoever may write the hive must be able to
     // bump its counter.
     void map(const std::string& path, bool create, mode_t mode) {
+        path_ = path;
         // O_NONBLOCK: a FIFO in its place must not hang us.
         constexpr int flags = O_CLOEXEC | O_NONBLOCK;
         int fd = -1;
@@ -313,12 +314,19 @@ public:
         return word_ ? std::atomic_ref<std::uint64_t>(*word_).load(std::memory_order_acquire) : 0;
     }
 
-    // Returns the value before the bump.
-    std::uint64_t bump() { return std::atomic_ref<std::uint64_t>(*word_).fetch_add(1, std::memory_order_acq_rel); }
+    // Returns the value before the bump. The file's time is set too: a write through
+    // the mapping tells nobody, a change of status wakes whoever follows the file
+    // (inotify), so that programs can be told of changes without asking.
+    std::uint64_t bump() {
+        const std::uint64_t before = std::atomic_ref<std::uint64_t>(*word_).fetch_add(1, std::memory_order_acq_rel);
+        ::utimensat(AT_FDCWD, path_.c_str(), nullptr, AT_SYMLINK_NOFOLLOW);
+        return before;
+    }
 
 private:
     std::uint64_t* word_ = nullptr;
     bool writable_ = false;
+    std::string path_;
 };
 
 // An open SQLite connection to a hive with its prepared statements. The statements
@@ -1055,6 +1063,11 @@ long SqliteRegistryStore::deleteValue(KeyHandle key, const std::string& name) {
 
 long SqliteRegistryStore::deleteTree(KeyHandle key, const std::string& path) {
     return d->deleteTree(key, path);
+}
+
+std::string SqliteRegistryStore::changeFile(Hive hive) const {
+    const int index = hiveIndex(hive);
+    return index < 0 ? std::string() : d->hives[index].file + "-changes";
 }
 
 std::string SqliteRegistryStore::hiveFile(Hive hive) const {

@@ -348,6 +348,16 @@ const QList<Command>& commands() {
          1,
          2,
          deleteFromRegistry},
+        {{"registro", "osserva"},
+         "CHIAVE",
+         "Prints each key below which a value or key changes, as it happens, until interrupted.",
+         "One line per changed key, whichever program made the change. Nothing runs while\n"
+         "nothing changes: the store wakes the command.\n"
+         "  -r, --ricorsivo       the keys below CHIAVE too",
+         {"ricorsivo"},
+         1,
+         1,
+         watchRegistry},
         {{"registro", "esporta"},
          "CHIAVE FILE.reg",
          "Writes a registry key, its values and all its subkeys to a file for regedit.",

@@ -22,6 +22,7 @@ int units(Session& session, const Arguments& arguments, const QStringList& opera
 // RegistryCommands.cpp
 int listKey(Session& session, const Arguments& arguments, const QStringList& operands);
 int deleteFromRegistry(Session& session, const Arguments& arguments, const QStringList& operands);
+int watchRegistry(Session& session, const Arguments& arguments, const QStringList& operands);
 int exportRegistry(Session& session, const Arguments& arguments, const QStringList& operands);
 int importRegistry(Session& session, const Arguments& arguments, const QStringList& operands);
 

@@ -7,6 +7,9 @@
 #include "RegistryValues.h"
 #include "Session.h"
 
+#include <CVLParamcor/OsservatoreRegistro.h>
+
+#include <QCoreApplication>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonObject>
@@ -271,6 +274,18 @@ int deleteFromRegistry(Session& session, const Arguments& arguments, const QStri
         storeFailure(hive, path, "deleted", rc);
     printLine(QStringLiteral("Deleted %1: %2 keys, %3 values").arg(name).arg(below.keys.size()).arg(values));
     return 0;
+}
+
+int watchRegistry(Session& session, const Arguments& arguments, const QStringList& operands) {
+    const auto [hive, path] = namedKey(session.baseStore(), operands[0]);
+    OsservatoreRegistro observer(session.sharedStore());
+    QObject::connect(&observer, &OsservatoreRegistro::Cambiata, [](Hive changed, const QString& key) {
+        printLine(fullName(changed, key.toStdString()));
+        std::fflush(stdout);  // as it happens, into a pipe too
+    });
+    if (!observer.Osserva(hive, QString::fromStdString(path), arguments.has(QStringLiteral("ricorsivo"))))
+        throw Failure(QStringLiteral("this store cannot tell of changes"));
+    return QCoreApplication::exec();
 }
 
 int exportRegistry(Session& session, const Arguments& arguments, const QStringList& operands) {

@@ -80,6 +80,7 @@ public:
     explicit LanguageOverride(std::shared_ptr<RegistryStore> store) : store_(std::move(store)) {}
 
     RegistryStore& store() { return *store_; }
+    std::shared_ptr<RegistryStore> shared() { return store_; }
 
     void set(const std::string& suiteKey, short language) {
         const std::lock_guard lock(mutex_);
@@ -215,6 +216,10 @@ RegistryStore& Session::store() {
 
 RegistryStore& Session::baseStore() {
     return store_->store();
+}
+
+std::shared_ptr<RegistryStore> Session::sharedStore() {
+    return store_->shared();
 }
 
 void Session::forbidWrites() {

@@ -28,6 +28,7 @@ public:
     RegistryStore& store();
     // The store itself, without the language the run may have chosen.
     RegistryStore& baseStore();
+    std::shared_ptr<RegistryStore> sharedStore();
 
     // From now on the library's writes to the store are refused, as a user without
     // rights sees it: the command only reads.
