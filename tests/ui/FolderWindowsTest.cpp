@@ -5,6 +5,7 @@
 #include "folders/ui/BrowseForFolder.h"
 #include "folders/ui/FormDipendenze.h"
 
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QFileDialog>
 #include <QLineEdit>
@@ -13,6 +14,8 @@
 #include <QScrollBar>
 #include <QTreeWidget>
 #include <QtTest/QTest>
+
+#include <cstring>
 
 namespace paramcor {
 namespace {
@@ -401,6 +404,37 @@ TEST_F(FolderWindows, RestoresOneDefaultOrAllOfThemAfterAsking) {
         test::clickToolbarButton(editor, "Conferma");
     });
     EXPECT_FALSE(par.CambiaPercorsi());
+}
+
+TEST_F(FolderWindows, AFolderMovedByAnotherProgramIsShownWhereItWent) {
+    Parametri par;
+    par.ScriviPercorso("DXF", "/lavoro/dxf/");
+    par.ScriviPercorso("Lastre", "/lavoro/lastre/");
+    test::onModalNamed("FormPercorsi", [&](QWidget* editor) {
+        select(editor, "Lastre");
+        auto* location = child<QLineEdit>(editor, "PercorsoCorrente");
+        location->setText("/qui/lastre/");
+        QTest::keyClick(location, Qt::Key_Return);
+        {
+            auto other = installation.platform().otherProgramStore();
+            KeyHandle key = 0;
+            ASSERT_EQ(other.createKey(Hive::CurrentUser, "SOFTWARE\\Corvel", &key), regerr::Success);
+            for (const auto& [name, path] : {std::pair{"PercorsoDXF", "/altrove/dxf/"}, {"PercorsoLastre", "/altrove/lastre/"}})
+                other.setValue(key, name, regtype::String, std::vector<std::uint8_t>(path, path + std::strlen(path)));
+            other.closeKey(key);
+        }
+        auto* grid = child<QTreeWidget>(editor, "grdPercorsi");
+        const auto shown = [&](const char* name) { return grid->findItems(name, Qt::MatchExactly, 0).value(0)->text(1); };
+        const QDeadlineTimer deadline(5000);
+        while (shown("DXF") != "/altrove/dxf/" && !deadline.hasExpired())
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+        EXPECT_EQ(shown("DXF"), "/altrove/dxf/");
+        EXPECT_EQ(shown("Lastre"), "/qui/lastre/");  // the user's own choice stays
+        test::clickToolbarButton(editor, "Conferma");
+    });
+    EXPECT_TRUE(par.CambiaPercorsi());
+    EXPECT_EQ(par.Percorso("DXF"), "/altrove/dxf/");
+    EXPECT_EQ(par.Percorso("Lastre"), "/qui/lastre/");
 }
 
 TEST_F(FolderWindows, ATypedLocationIsWrittenAsTyped) {

@@ -4,6 +4,7 @@
 #include "folders/ui/BrowseForFolder.h"
 #include "folders/ui/FormDipendenze.h"
 
+#include <CVLParamcor/OsservatoreRegistro.h>
 #include <CVLParamcor/Parametri.h>
 #include <CVLParamcor/Platform.h>
 
@@ -112,6 +113,12 @@ FormPercorsi::FormPercorsi(Parametri& owner, const QString& filter, QWidget* par
 
     loadFolders();
     fillGrid(filter);
+    // The folders live right under the suite's root, the machine-wide ones in the
+    // machine's hive.
+    observer_ = new OsservatoreRegistro(this);
+    for (const Hive hive : {Hive::CurrentUser, Hive::LocalMachine})
+        observer_->Osserva(hive, owner_.RadReg());
+    connect(observer_, &OsservatoreRegistro::Cambiata, this, [this] { reloadStored(); });
     if (grid_->topLevelItemCount() > 0)
         grid_->setCurrentItem(grid_->topLevelItem(0));
     else
@@ -141,6 +148,22 @@ void FormPercorsi::loadFolders() {
             }
     for (std::size_t i = 1; i < folders_.size(); ++i)
         fallbackOf(static_cast<int>(i), 0);
+}
+
+void FormPercorsi::reloadStored() {
+    for (std::size_t i = 0; i < folders_.size(); ++i) {
+        QString name;
+        QString declared;
+        QString stored;
+        QString reference;
+        Folder& f = folders_[i];
+        if (!owner_.DatiPercorso(static_cast<short>(i), name, declared, stored, reference) || stored == f.stored)
+            continue;
+        if (f.location == f.stored)
+            f.location = stored;
+        f.stored = stored;
+    }
+    showRow(selectedRow());
 }
 
 const QString& FormPercorsi::fallbackOf(int row, int depth) {

@@ -1,7 +1,9 @@
 // The folder editor: the suite's folders with their current and default
 // locations. Changes are kept in the window until the user confirms; then every
 // folder whose location changed is written with ScriviPercorso. A change can be
-// carried over to the folders whose default is built on the changed one.
+// carried over to the folders whose default is built on the changed one. A folder
+// that another program moves while the window is open is shown where it went,
+// unless the user has already moved it here.
 #pragma once
 
 #include "ui/ModalForm.h"
@@ -13,6 +15,7 @@ class QPushButton;
 class QTreeWidget;
 
 namespace paramcor {
+class OsservatoreRegistro;
 class Parametri;
 }
 
@@ -49,6 +52,8 @@ private:
     };
 
     void loadFolders();
+    // Takes the locations stored meanwhile by other programs.
+    void reloadStored();
     // The default of a row with its macro expanded, as the library resolves it.
     const QString& fallbackOf(int row, int depth);
     void fillGrid(const QString& filter);
@@ -72,6 +77,7 @@ private:
     QPushButton* change_ = nullptr;
     QPushButton* restore_ = nullptr;
     Browser browser_;
+    OsservatoreRegistro* observer_ = nullptr;
     bool changed_ = false;
 };
 
