@@ -4,6 +4,9 @@
 
 #include <QProcess>
 
+#include <algorithm>
+#include <set>
+
 #include <gtest/gtest.h>
 
 namespace paramcor::test {
@@ -123,6 +126,56 @@ TEST(ParamcorRegistryAdmin, RegistryFilesRemoveValuesAndKeys) {
     const Outcome run = workshop.run({"registro", "importa", "-"}, {}, file);
     EXPECT_EQ(run.code, 0) << run;
     EXPECT_EQ(dump(store, Hive::CurrentUser, kSuite), expected);
+}
+
+}  // namespace
+}  // namespace paramcor::test
+
+namespace paramcor::test {
+namespace {
+
+TEST(ParamcorRegistryAdmin, WatchingPrintsEachChangeAsItHappens) {
+    const Workshop workshop;
+    QProcess watcher;
+    watcher.start(QStringLiteral(PARAMCOR_TOOL),
+                  {"--registro", workshop.registry(), "registro", "osserva", "-r", "HKCU\\SOFTWARE\\Corvel"});
+    ASSERT_TRUE(watcher.waitForStarted());
+    const auto nextLine = [&] {
+        while (!watcher.canReadLine() && watcher.waitForReadyRead(5000)) {
+        }
+        return QString::fromUtf8(watcher.readLine()).trimmed();
+    };
+    // The watch starts some time after the process: write until it is heard.
+    auto store = workshop.store();
+    QString first;
+    for (int i = 0; i < 50 && first.isEmpty(); ++i) {
+        setValue(store, Hive::CurrentUser, kSuite, "Pronto", 4, dword(i));
+        if (watcher.waitForReadyRead(100))
+            first = nextLine();
+    }
+    EXPECT_EQ(first, QStringLiteral("HKEY_CURRENT_USER\\SOFTWARE\\Corvel"));
+
+    // Lines until those expected have come; programs may also touch the suite's key.
+    const auto linesUntil = [&](const std::set<QString>& expected) {
+        std::set<QString> lines;
+        while (!std::includes(lines.begin(), lines.end(), expected.begin(), expected.end())) {
+            const QString line = nextLine();
+            if (line.isEmpty())
+                break;
+            if (line != QStringLiteral("HKEY_CURRENT_USER\\SOFTWARE\\Corvel"))
+                lines.insert(line);
+        }
+        return lines;
+    };
+    ASSERT_EQ(workshop.run({"valore", "scrivi", "--sezione", "Lama", "Taglio", "Giri", "Long", "5"}).code, 0);
+    const std::set<QString> made = {"HKEY_CURRENT_USER\\SOFTWARE\\Corvel\\Taglio",
+                                    "HKEY_CURRENT_USER\\SOFTWARE\\Corvel\\Taglio\\Lama"};
+    EXPECT_EQ(linesUntil(made), made);
+    ASSERT_EQ(workshop.run({"registro", "elimina", "--si", "HKCU\\SOFTWARE\\Corvel\\Taglio\\Lama", "Giri"}).code, 0);
+    const std::set<QString> changed = {"HKEY_CURRENT_USER\\SOFTWARE\\Corvel\\Taglio\\Lama"};
+    EXPECT_EQ(linesUntil(changed), changed);
+    watcher.kill();
+    watcher.waitForFinished();
 }
 
 }  // namespace
