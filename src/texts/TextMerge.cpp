@@ -38,10 +38,10 @@ QStringList translationColumns() {
 class Merge {
 public:
     explicit Merge(SqlDatabase& user)
-        : byWording_(
-              user.prepare("SELECT rowid, TESTO_01, ModificatoDalCliente, DataModifica FROM Testi WHERE TESTO_01 = ?1 "
-                           "ORDER BY rowid")),
-          byKey_(user.prepare("SELECT rowid FROM Testi WHERE Programma = ?1 AND Progressivo = ?2")),
+        : byWording_(user.prepare(("SELECT rowid, TESTO_01, ModificatoDalCliente, DataModifica FROM Testi WHERE " +
+                                   wordingIs(1) + " ORDER BY rowid")
+                                      .toUtf8())),
+          byKey_(user.prepare(("SELECT rowid FROM Testi WHERE " + keyIs(1)).toUtf8())),
           insert_(user.prepare(insertRow().constData())),
           replace_(user.prepare(updateColumns(columnNames()).constData())),
           translate_(user.prepare(updateColumns(translationColumns()).constData())) {}

@@ -27,6 +27,16 @@ QString languageColumn(int language) {
            QStringLiteral("%1").arg(language, 2, 10, QLatin1Char('0'));
 }
 
+QString wordingIs(int parameter) {
+    return QStringLiteral("TESTO_01 = ?%1 COLLATE NOCASE").arg(parameter);
+}
+
+QString keyIs(int firstParameter) {
+    return QStringLiteral("Programma = ?%1 COLLATE NOCASE AND Progressivo = ?%2 COLLATE NOCASE")
+        .arg(firstParameter)
+        .arg(firstParameter + 1);
+}
+
 void createLayout(SqlDatabase& db) {
     // Keys and the Italian wording compare without regard to case, as the indexes
     // of the suite's original database engine did.
@@ -38,8 +48,8 @@ void createLayout(SqlDatabase& db) {
     sql += QStringLiteral(
         ", DataCreazione TEXT, DataModifica TEXT, Tradotti TEXT, "
         "ModificatoDalCliente INTEGER NOT NULL DEFAULT 0, Commento TEXT, ChiaviRicerca TEXT);"
-        "CREATE UNIQUE INDEX TestiK1 ON Testi(Programma, Progressivo);"
-        "CREATE INDEX TestiK2 ON Testi(TESTO_01);"
+        "CREATE UNIQUE INDEX TestiK1 ON Testi(Programma COLLATE NOCASE, Progressivo COLLATE NOCASE);"
+        "CREATE INDEX TestiK2 ON Testi(TESTO_01 COLLATE NOCASE);"
         "CREATE TABLE Versione(Versione TEXT);");
     sql += QStringLiteral("INSERT INTO Versione VALUES('%1');").arg(kFormatVersion);
     db.exec(sql.toUtf8().constData());

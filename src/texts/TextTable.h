@@ -25,6 +25,12 @@ const QStringList& columnNames();
 // The column of language n (1 to 15): "TESTO_01", "Testo_02" ...
 QString languageColumn(int language);
 
+// The conditions of the lookups by Italian wording and by key, with their first
+// parameter number. They compare without regard to case whatever collation a file
+// declares for its columns, so that the indexes TestiK2 and TestiK1 serve them.
+QString wordingIs(int parameter);
+QString keyIs(int firstParameter);
+
 // Creates the tables, indexes and version row in an empty database.
 void createLayout(SqlDatabase& db);
 

@@ -252,9 +252,8 @@ Translation::Statements& Translation::statements() {
             language >= 1 && language <= texts::kLanguages ? texts::languageColumn(language) : QStringLiteral("NULL");
         auto s = std::make_unique<Statements>();
         s->byWording = db.prepare(
-            ("SELECT " + column + " FROM Testi WHERE TESTO_01 = ?1 ORDER BY TESTO_01, rowid LIMIT 1").toUtf8());
-        s->byKey =
-            db.prepare(("SELECT " + column + " FROM Testi WHERE Programma = ?1 AND Progressivo = ?2 LIMIT 1").toUtf8());
+            ("SELECT " + column + " FROM Testi WHERE " + texts::wordingIs(1) + " ORDER BY rowid LIMIT 1").toUtf8());
+        s->byKey = db.prepare(("SELECT " + column + " FROM Testi WHERE " + texts::keyIs(1) + " LIMIT 1").toUtf8());
         s->scan = db.prepare(("SELECT TESTO_01, " + column + " FROM Testi ORDER BY rowid").toUtf8());
         statements_ = std::move(s);
         statementsLanguage_ = language;

@@ -35,6 +35,21 @@ void writeTextFile(const QString& path, const std::vector<TextRow>& rows, const 
     transaction.commit();
 }
 
+void redeclarePlain(const QString& path) {
+    SqlDatabase db(path, SqlDatabase::Mode::ReadWrite);
+    const QStringList columns = texts::columnNames();
+    QStringList declared;
+    for (const QString& column : columns)
+        declared << column + (column == "ModificatoDalCliente" ? " INTEGER NOT NULL DEFAULT 0" : " TEXT");
+    db.exec(("ALTER TABLE Testi RENAME TO Made; CREATE TABLE Testi(" + declared.join(", ") +
+             "); INSERT INTO Testi SELECT " + columns.join(", ") +
+             " FROM Made ORDER BY rowid; DROP TABLE Made; "
+             "CREATE UNIQUE INDEX TestiK1 ON Testi(Programma COLLATE NOCASE, Progressivo COLLATE NOCASE); "
+             "CREATE INDEX TestiK2 ON Testi(TESTO_01 COLLATE NOCASE);")
+                .toUtf8()
+                .constData());
+}
+
 std::vector<TextRow> readTextFile(const QString& path) {
     SqlDatabase db(path, SqlDatabase::Mode::ReadOnly);
     auto select = db.prepare(

@@ -21,6 +21,10 @@ struct TextRow {
 // A text database with these rows; `version` empty leaves Versione without a row.
 void writeTextFile(const QString& path, const std::vector<TextRow>& rows, const QString& version = "6.0.0");
 
+// Declares the file's table again as other tools make it: plain TEXT columns, and
+// the case-insensitive comparison in the indexes only.
+void redeclarePlain(const QString& path);
+
 // Rows of a text database, ordered by key; the unit rows (PARAM) left out.
 std::vector<TextRow> readTextFile(const QString& path);
 

@@ -4,6 +4,7 @@
 #include "support/TestPlatform.h"
 #include "support/TextFiles.h"
 #include "texts/TextDatabase.h"
+#include "texts/TextTable.h"
 
 #include <QFile>
 
@@ -56,22 +57,53 @@ TEST_F(TextDatabaseTest, DeliveredFileIsCopiedWhenThereIsNoUserFileAndThenSetAsi
     EXPECT_TRUE(messages().empty());
 }
 
-TEST_F(TextDatabaseTest, MergeKeepsCorrectionsAndUpdatesEverySharedWording) {
-    test::writeTextFile(user, {
-                                  {"CNC", "0001", "Salva", "Save (old)", "20250101"},
-                                  {"TAGLIO", "0001", "Salva", "Save (old)", "20250101"},
-                                  {"TAGLIO", "0002", "Lastra", "My slab", "20250101", true},
-                                  {"TAGLIO", "0003", "Vecchio", "Old", "20250101", true},
-                                  {"TAGLIO", "0004", "Uguale", "Same", "20260301"},
-                                  {"TAGLIO", "0005", "salva", "save, lower case", "20250101"},
-                              });
-    test::writeTextFile(delivered, {
-                                       {"TAGLIO", "0001", "Salva", "Save", "20260301"},
-                                       {"TAGLIO", "0002", "Lastra", "Slab", "20260301"},
-                                       {"TAGLIO", "0003", "Nuovo", "New", "20260301"},  // new wording, known key
-                                       {"TAGLIO", "0004", "Uguale", "Changed", "20260301"},
-                                       {"LASTRE", "0001", "Spessore", "Thickness", "20260301"},
-                                   });
+// The user's texts in a file the library made, or in one with plain columns (true).
+class TextLayouts : public TextDatabaseTest, public ::testing::WithParamInterface<bool> {
+protected:
+    void writeUserFile(const std::vector<TextRow>& rows) {
+        test::writeTextFile(user, rows);
+        if (GetParam())
+            test::redeclarePlain(user);
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Layouts, TextLayouts, ::testing::Bool(),
+                         [](const auto& info) { return info.param ? "PlainColumns" : "MadeByTheLibrary"; });
+
+TEST_P(TextLayouts, WordingsAndKeysAreSoughtWithoutRegardToCaseThroughTheirIndexes) {
+    writeUserFile({{"TAGLIO", "0001", "Lastra", "Slab"}, {"CNC", "0001", "LASTRA", "Slab"}});
+    SqlDatabase db(user, SqlDatabase::Mode::ReadOnly);
+    auto count = db.prepare(
+        ("SELECT count(*) FROM Testi WHERE " + texts::wordingIs(1) + " AND " + texts::keyIs(2)).toUtf8().constData());
+    ASSERT_TRUE(count.bind(1, QString("lastra")).bind(2, QString("cnc")).bind(3, QString("0001")).step());
+    EXPECT_EQ(count.integer(0), 1);
+    for (const auto& [condition, index] : {std::pair{texts::wordingIs(1), "TestiK2"}, {texts::keyIs(1), "TestiK1"}}) {
+        auto plan = db.prepare(("EXPLAIN QUERY PLAN SELECT rowid FROM Testi WHERE " + condition).toUtf8().constData());
+        ASSERT_TRUE(plan.step());
+        EXPECT_TRUE(plan.text(3).contains(QString("USING INDEX %1").arg(index)) ||
+                    plan.text(3).contains(QString("USING COVERING INDEX %1").arg(index)))
+            << plan.text(3).toStdString();
+    }
+}
+
+TEST_P(TextLayouts, MergeKeepsCorrectionsAndUpdatesEverySharedWording) {
+    writeUserFile({
+        {"CNC", "0001", "Salva", "Save (old)", "20250101"},
+        {"TAGLIO", "0001", "Salva", "Save (old)", "20250101"},
+        {"TAGLIO", "0002", "Lastra", "My slab", "20250101", true},
+        {"TAGLIO", "0003", "Vecchio", "Old", "20250101", true},
+        {"TAGLIO", "0004", "Uguale", "Same", "20260301"},
+        {"TAGLIO", "0005", "salva", "save, lower case", "20250101"},
+    });
+    test::writeTextFile(delivered,
+                        {
+                            {"TAGLIO", "0001", "Salva", "Save", "20260301"},
+                            {"TAGLIO", "0002", "Lastra", "Slab", "20260301"},
+                            {"TAGLIO", "0003", "Nuovo", "New", "20260301"},  // new wording, known key
+                            {"TAGLIO", "0004", "Uguale", "Changed", "20260301"},
+                            {"LASTRE", "0001", "Spessore", "Thickness", "20260301"},
+                            {"LASTRE", "0002", "UGUALE", "SAME", "20260301"},  // found, but not to the letter
+                        });
     EXPECT_TRUE(open());
     EXPECT_EQ(texts.lastMerge().added, 1);
     EXPECT_EQ(texts.lastMerge().replaced, 1);

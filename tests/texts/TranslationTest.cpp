@@ -15,8 +15,9 @@ namespace {
 
 using test::TextRow;
 
-// English is language 2, German 3. The clock is driven by the test.
-class TranslationTest : public ::testing::Test {
+// English is language 2, German 3. The clock is driven by the test. The texts are
+// in a file the library made, or in one with plain columns (true).
+class TranslationTest : public ::testing::TestWithParam<bool> {
 protected:
     void SetUp() override {
         paramcor::platform().timer = [this] { return now; };
@@ -32,6 +33,8 @@ protected:
                                 {"TAGLIO", "0008", "Età", "Age"},
                                 {"TAGLIO", "0009", "Perché?", "Why?"},
                             });
+        if (GetParam())
+            test::redeclarePlain(platform.folder() + "/CvlTradU.mdb");
         par = std::make_unique<Parametri>();
         par->Lingua(2);
         ASSERT_TRUE(platform.messages().empty());
@@ -49,7 +52,7 @@ protected:
     std::unique_ptr<Parametri> par;
 };
 
-TEST_F(TranslationTest, WordingsAreFoundAsGivenThenWithoutTheirPunctuation) {
+TEST_P(TranslationTest, WordingsAreFoundAsGivenThenWithoutTheirPunctuation) {
     const std::pair<QString, QString> cases[] = {
         {"Lastra", "Slab"},
         {"lastra", "Slab"},  // the index ignores case
@@ -81,7 +84,7 @@ TEST_F(TranslationTest, WordingsAreFoundAsGivenThenWithoutTheirPunctuation) {
     EXPECT_TRUE(platform.messages().empty());
 }
 
-TEST_F(TranslationTest, CharactersAreRemovedFromTranslations) {
+TEST_P(TranslationTest, CharactersAreRemovedFromTranslations) {
     EXPECT_EQ(par->Traduci("&Salva", "&"), "Save");
     EXPECT_EQ(par->Traduci("&Salva"), "&Save");
     EXPECT_EQ(par->Traduci("&Salva", ""), "&Save");
@@ -94,7 +97,7 @@ TEST_F(TranslationTest, CharactersAreRemovedFromTranslations) {
     EXPECT_TRUE(logLines().isEmpty());
 }
 
-TEST_F(TranslationTest, DebugMarksAndLogsGapsOnce) {
+TEST_P(TranslationTest, DebugMarksAndLogsGapsOnce) {
     par->DebugTraduzioni(true);
     par->DebugTraduzioni(true);
     ASSERT_EQ(platform.messages().size(), 1u);
@@ -116,7 +119,7 @@ TEST_F(TranslationTest, DebugMarksAndLogsGapsOnce) {
     EXPECT_EQ(platform.messages().size(), 1u);
 }
 
-TEST_F(TranslationTest, KeysInEveryCase) {
+TEST_P(TranslationTest, KeysInEveryCase) {
     EXPECT_EQ(par->TraduciChiave("taglio", "0001"), "Slab");
     EXPECT_EQ(par->TraduciChiave("TAGLIO", "9999"), "???");
     EXPECT_EQ(par->TraduciChiave("TAGLIO", "0006"), "");
@@ -135,7 +138,7 @@ TEST_F(TranslationTest, KeysInEveryCase) {
     EXPECT_EQ(par->TraduciChiave("Taglio", "x9999"), "x9999");
 }
 
-TEST_F(TranslationTest, TheLanguageIsReadAgainAfterTwoQuietSeconds) {
+TEST_P(TranslationTest, TheLanguageIsReadAgainAfterTwoQuietSeconds) {
     auto storeLanguage = [&](const char* value) {
         test::putValue(platform.store(), Hive::CurrentUser, "SOFTWARE", "Lingua", regtype::String,
                        {value, value + std::strlen(value)});
@@ -169,7 +172,7 @@ TEST_F(TranslationTest, TheLanguageIsReadAgainAfterTwoQuietSeconds) {
     EXPECT_EQ(par->Lingua(), 4);
 }
 
-TEST_F(TranslationTest, WithoutADatabaseWordingsComeBackAsGiven) {
+TEST_P(TranslationTest, WithoutADatabaseWordingsComeBackAsGiven) {
     QFile::remove(platform.folder() + "/CvlTradU.mdb");
     Parametri bare;
     EXPECT_EQ(bare.Traduci("(Lastra)"), "Lastra");
@@ -184,7 +187,7 @@ TEST_F(TranslationTest, WithoutADatabaseWordingsComeBackAsGiven) {
     EXPECT_EQ(helpString("Traduci"), "");
 }
 
-TEST_F(TranslationTest, CorrectingTextsIsOnlyForTranslations) {
+TEST_P(TranslationTest, CorrectingTextsIsOnlyForTranslations) {
     par->Lingua(1);
     now += 5;
     par->Traduci("x");  // a new burst reads the language
@@ -196,6 +199,9 @@ TEST_F(TranslationTest, CorrectingTextsIsOnlyForTranslations) {
     EXPECT_FALSE(par->CambiaLingua());
     EXPECT_EQ(par->Lingua(), 2);
 }
+
+INSTANTIATE_TEST_SUITE_P(Layouts, TranslationTest, ::testing::Bool(),
+                         [](const auto& info) { return info.param ? "PlainColumns" : "MadeByTheLibrary"; });
 
 }  // namespace
 }  // namespace paramcor

@@ -63,7 +63,8 @@ public:
             encoding_ = Encoding::Utf16;
             device_.skip(2);
         } else if (start.startsWith("\xFE\xFF")) {
-            throw FormatError(0, QStringLiteral("the file is big-endian UTF-16, which regedit neither writes nor reads"));
+            throw FormatError(0,
+                              QStringLiteral("the file is big-endian UTF-16, which regedit neither writes nor reads"));
         } else if (start.startsWith("\xEF\xBB\xBF")) {
             encoding_ = Encoding::Utf8;
             device_.skip(3);
@@ -147,8 +148,8 @@ private:
             const QByteArray block = read();
             if (block.isEmpty()) {
                 if (bytes_ % 2 != 0)
-                    throw FormatError(0, QStringLiteral(
-                                             "the file is cut short: UTF-16 text cannot have an odd number of bytes"));
+                    throw FormatError(
+                        0, QStringLiteral("the file is cut short: UTF-16 text cannot have an odd number of bytes"));
                 return false;
             }
             text_ = utf16_.decode(block);
@@ -333,7 +334,8 @@ private:
         bool cut = false;
         const QString rest = trimmedRight(source_.restOfLine(40, &cut));
         if (!rest.isEmpty())
-            fail(QStringLiteral("unexpected \"%1%2\" after the value").arg(rest, cut ? QStringLiteral("...") : QString()));
+            fail(QStringLiteral("unexpected \"%1%2\" after the value")
+                     .arg(rest, cut ? QStringLiteral("...") : QString()));
     }
 
     // A string in quotes, in which \\ stands for a backslash and \" for a quote.
@@ -426,7 +428,8 @@ private:
                 text[static_cast<qsizetype>(i / 2)] = QChar(char16_t(bytes[i] | (bytes[i + 1] << 8)));
             std::vector<std::uint8_t>().swap(bytes);
             for (qsizetype i = 0; i < text.size(); ++i) {
-                const bool paired = text.at(i).isHighSurrogate() && i + 1 < text.size() && text.at(i + 1).isLowSurrogate();
+                const bool paired =
+                    text.at(i).isHighSurrogate() && i + 1 < text.size() && text.at(i + 1).isLowSurrogate();
                 if (paired)
                     ++i;
                 else if (text.at(i).isSurrogate())
@@ -609,7 +612,8 @@ Document parse(QIODevice& device, qint64 maxBytes) {
             bool cut = false;
             const QString line = source.restOfLine(kMaxKeyLine, &cut);
             if (cut)
-                throw FormatError(number, QStringLiteral("the key's line is longer than %1 characters").arg(kMaxKeyLine));
+                throw FormatError(number,
+                                  QStringLiteral("the key's line is longer than %1 characters").arg(kMaxKeyLine));
             document.keys.push_back(parseKeyLine(line, number));
         } else if (first == u'"' || first == u'@') {
             if (document.keys.empty())

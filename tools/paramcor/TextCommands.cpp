@@ -155,14 +155,14 @@ int importTexts(Session& session, const Arguments& arguments, const QStringList&
     file.requireLanguage(language);
     const QString column = languageColumn(language);
     auto select = file.prepare(QStringLiteral("SELECT TESTO_01, %1, Tradotti FROM Testi "
-                                              "WHERE Programma = ?1 AND Progressivo = ?2")
+                                              "WHERE Programma = ?1 COLLATE NOCASE AND Progressivo = ?2 COLLATE NOCASE")
                                    .arg(column)
                                    .toUtf8()
                                    .constData());
     auto update =
         file.prepare(QStringLiteral("UPDATE Testi SET %1 = ?1, DataModifica = ?2, Tradotti = ?3, "
                                     "ModificatoDalCliente = CASE WHEN ?4 THEN 1 ELSE ModificatoDalCliente END "
-                                    "WHERE Programma = ?5 AND Progressivo = ?6")
+                                    "WHERE Programma = ?5 COLLATE NOCASE AND Progressivo = ?6 COLLATE NOCASE")
                          .arg(column)
                          .toUtf8()
                          .constData());

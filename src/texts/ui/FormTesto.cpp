@@ -154,9 +154,8 @@ void FormTesto::Aggiorna() {
     const QString italian = item->data(kItalianRole).toString();
     const QString corrected = testo2_->text();
     // Every program's row with this wording takes the correction.
-    const QString sql =
-        QStringLiteral("UPDATE Testi SET %1 = ?1, ModificatoDalCliente = 1, DataModifica = ?2 WHERE TESTO_01 = ?3")
-            .arg(languageColumn_);
+    const QString sql = QStringLiteral("UPDATE Testi SET %1 = ?1, ModificatoDalCliente = 1, DataModifica = ?2 WHERE %2")
+                            .arg(languageColumn_, texts::wordingIs(3));
     SqlTransaction transaction(db_);
     db_.prepare(sql.toUtf8().constData()).bind(1, corrected).bind(2, texts::today()).bind(3, italian).run();
     transaction.commit();
