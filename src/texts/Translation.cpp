@@ -58,12 +58,17 @@ void Translation::setLanguage(short language) {
 }
 
 short Translation::readLanguage() {
+    QString stored;
+    return readLanguage(stored);
+}
+
+short Translation::readLanguage(QString& stored) {
     MainParametri& selection = MainParametri::instance();
     selection.Push();
     selection.selectHive(Hive::CurrentUser, false);
-    const QVariant stored = selection.ReadValue(QStringLiteral("Lingua"), QStringLiteral("1"));
+    stored = selection.ReadValue(QStringLiteral("Lingua"), QStringLiteral("1")).toString();
     selection.Pop();
-    const double number = roundHalfEven(leadingNumber(stored.toString()));
+    const double number = roundHalfEven(leadingNumber(stored));
     const short language = number < 1 || number > 32767 ? 3 : static_cast<short>(number);
     setLanguage(language);
     return language;
@@ -81,7 +86,12 @@ void Translation::writeLanguage(short language) {
 void Translation::refreshAfterQuiet() {
     const double now = platform().timer();
     if (quietSince(previousLookup_, now)) {
-        writeLanguage(readLanguage());
+        // Assigned again as the suite always has, but only when that changes the
+        // value: every write makes the other programs drop what they have found.
+        QString stored;
+        const short language = readLanguage(stored);
+        if (stored != QString::number(language))
+            writeLanguage(language);
         checkForChanges();
     }
     previousLookup_ = now;

@@ -47,6 +47,7 @@ private:
     // timer went back to zero at midnight.
     static bool quietSince(double previous, double now) { return !(previous >= now - 2 && previous <= now + 1); }
     void setLanguage(short language);
+    short readLanguage(QString& stored);
 
     struct Found {
         bool found = false;

@@ -143,7 +143,13 @@ TEST_P(TranslationTest, TheLanguageIsReadAgainAfterTwoQuietSeconds) {
         test::putValue(platform.store(), Hive::CurrentUser, "SOFTWARE", "Lingua", regtype::String,
                        {value, value + std::strlen(value)});
     };
+    // A burst that finds the language unchanged does not write it again: every
+    // write makes the other programs drop what they have found.
+    auto counting = std::make_shared<test::CountingStore>(paramcor::platform().registry);
+    paramcor::platform().registry = counting;
+    now += 2.5;
     EXPECT_EQ(par->Traduci("Lastra"), "Slab");
+    EXPECT_EQ(counting->writes["Lingua"], 0);
     storeLanguage("3");  // another program changes the language
     now += 1.9;
     EXPECT_EQ(par->Traduci("Lastra"), "Slab");

@@ -24,33 +24,6 @@ namespace {
 using test::child;
 using test::onNextModal;
 
-// The real store, counting the values written by name.
-class CountingStore final : public RegistryStore {
-public:
-    explicit CountingStore(const std::string& folder) : store_(folder) {}
-    long createKey(Hive hive, const std::string& path, KeyHandle* key) override {
-        return store_.createKey(hive, path, key);
-    }
-    long openKey(Hive hive, const std::string& path, KeyHandle* key) override {
-        return store_.openKey(hive, path, key);
-    }
-    long queryValue(KeyHandle key, const std::string& name, std::uint32_t* type, std::vector<std::uint8_t>* data,
-                    std::uint32_t capacity, std::uint32_t* size) override {
-        return store_.queryValue(key, name, type, data, capacity, size);
-    }
-    long setValue(KeyHandle key, const std::string& name, std::uint32_t type,
-                  const std::vector<std::uint8_t>& data) override {
-        ++writes[name];
-        return store_.setValue(key, name, type, data);
-    }
-    long closeKey(KeyHandle key) override { return store_.closeKey(key); }
-
-    std::map<std::string, int> writes;
-
-private:
-    SqliteRegistryStore store_;
-};
-
 class LanguageWindow : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -118,7 +91,8 @@ TEST_F(LanguageWindow, ConfirmingAnotherLanguageStoresIt) {
 }
 
 TEST_F(LanguageWindow, ConfirmingTheLanguageAlreadyCurrentReturnsFalseAndWritesNothing) {
-    auto store = std::make_shared<CountingStore>(installation.platform().storeFolder());
+    auto store = std::make_shared<test::CountingStore>(
+        std::make_shared<SqliteRegistryStore>(installation.platform().storeFolder()));
     Platform counted = platform();
     counted.registry = store;
     counted.timer = [] { return 36000.0; };  // one burst of lookups throughout
