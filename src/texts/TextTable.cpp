@@ -68,7 +68,12 @@ QString unusableReason(const QString& path) {
     if (!header.startsWith(QByteArrayLiteral("SQLite format 3\0")))
         return QStringLiteral("it is not a text database");
     try {
-        SqlDatabase db(path, SqlDatabase::Mode::ReadOnly);
+        // A journal left by a program that died must be rolled back before anything
+        // can be read, and only a connection that may write does that.
+        const QFileInfo info(path);
+        const bool writable = (info.permissions() & (QFile::WriteOwner | QFile::WriteGroup | QFile::WriteOther)) &&
+                              info.isWritable() && QFileInfo(info.absolutePath()).isWritable();
+        SqlDatabase db(path, writable ? SqlDatabase::Mode::ReadWrite : SqlDatabase::Mode::ReadOnly);
         auto statement = db.prepare("SELECT count(*) FROM sqlite_master WHERE type = 'table' AND name = 'Testi'");
         if (!statement.step() || statement.integer(0) == 0)
             return QStringLiteral("it is a database of another program: it has no table Testi");

@@ -35,7 +35,9 @@ QString keyIs(int firstParameter);
 void createLayout(SqlDatabase& db);
 
 // Why a file cannot be used as a text database; empty when it can. Looks at the
-// file's first bytes before any engine touches it, so that nothing is changed.
+// file's first bytes before any engine touches it, so that a file of another kind
+// is never changed; a journal left beside a text database is rolled back when the
+// file may be written.
 QString unusableReason(const QString& path);
 
 // Whether Testi has exactly the 23 columns of the layout, by name.

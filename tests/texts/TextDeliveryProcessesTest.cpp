@@ -71,6 +71,30 @@ TEST(TextDelivery, AMergeKilledHalfwayLeavesTheUserFileAsItWas) {
     EXPECT_EQ(test::readTextFile(user).size(), 75000u);
 }
 
+TEST(TextDelivery, AJournalLeftByAKilledWriterIsRolledBackByTheNextStart) {
+    test::TestPlatform platform;
+    const QString user = platform.folder() + "/CvlTradU.mdb";
+    std::vector<TextRow> rows;
+    for (int i = 0; i < 2000; ++i)
+        rows.push_back({"TAGLIO", QString::number(i).rightJustified(6, '0'), QString("Testo %1").arg(i),
+                        QString("Text %1").arg(i)});
+    test::writeTextFile(user, rows);
+
+    QProcess writer;
+    writer.start(QStringLiteral(TEXTS_OPENER),
+                 {platform.folder(), QString::fromStdString(platform.storeFolder()), "a-meta"});
+    ASSERT_TRUE(writer.waitForReadyRead(60000));
+    writer.kill();
+    writer.waitForFinished();
+    ASSERT_TRUE(QFile::exists(user + "-journal"));
+
+    auto program = startProgram(platform);
+    ASSERT_TRUE(program->waitForFinished(60000));
+    EXPECT_EQ(program->exitCode(), 0);  // no message
+    EXPECT_FALSE(QFile::exists(user + "-journal"));
+    EXPECT_EQ(test::readTextFile(user), rows);
+}
+
 TEST(TextDelivery, TwoProgramsStartingTogetherMergeOnce) {
     test::TestPlatform platform;
     const QString user = platform.folder() + "/CvlTradU.mdb";
