@@ -52,9 +52,22 @@ bool TextDatabase::ApriDatabaseTesti(Folders& folders) {
     if (VerificaFile(delivered, false)) {
         // Programs that start together must not both consume the delivery: the
         // second waits, then finds it gone.
+        // The lock names the program that holds it; when that program is no longer
+        // running the lock is stale and the wait ends.
         QLockFile lock(delivered + QStringLiteral(".lock"));
         lock.setStaleLockTime(0);
-        if (lock.tryLock(120000) && QFile::exists(delivered) && !deliver(delivered, user))
+        bool locked = lock.tryLock(1000);
+        if (!locked && lock.error() == QLockFile::LockFailedError) {
+            qint64 pid = 0;
+            QString host;
+            QString program;
+            lock.getLockInfo(&pid, &host, &program);
+            message(QStringLiteral("Waiting for another program to finish delivering the language files") + u'\n' +
+                        delivered + u'\n' + QStringLiteral("%1 (process %2)").arg(program).arg(pid),
+                    mb::Information, kTitle);
+            locked = lock.tryLock(119000);
+        }
+        if (locked && QFile::exists(delivered) && !deliver(delivered, user))
             return false;
     }
     if (!VerificaFile(user, true)) {

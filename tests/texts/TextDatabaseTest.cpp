@@ -6,9 +6,14 @@
 #include "texts/TextDatabase.h"
 #include "texts/TextTable.h"
 
+#include <QCoreApplication>
 #include <QFile>
+#include <QLockFile>
 
 #include <gtest/gtest.h>
+
+#include <chrono>
+#include <thread>
 
 namespace paramcor {
 namespace {
@@ -128,6 +133,22 @@ TEST_P(TextLayouts, MergeKeepsCorrectionsAndUpdatesEverySharedWording) {
     EXPECT_TRUE(again.ApriDatabaseTesti(folders));
     EXPECT_EQ(again.lastMerge().added + again.lastMerge().replaced + again.lastMerge().updated, 0);
     EXPECT_EQ(test::readTextFile(user), expected);
+}
+
+TEST_F(TextDatabaseTest, ADeliveryThatAnotherProgramHoldsIsWaitedForAndSaidSo) {
+    test::writeTextFile(delivered, {{"TAGLIO", "0001", "Lastra", "Slab"}});
+    QLockFile holder(delivered + ".lock");
+    ASSERT_TRUE(holder.tryLock(0));
+    std::thread release([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+        holder.unlock();
+    });
+    EXPECT_TRUE(open());
+    release.join();
+    ASSERT_EQ(messages().size(), 1u);
+    EXPECT_TRUE(messages()[0].text.startsWith("Waiting for another program")) << messages()[0].text.toStdString();
+    EXPECT_TRUE(messages()[0].text.contains(QString("(process %1)").arg(QCoreApplication::applicationPid())));
+    EXPECT_FALSE(QFile::exists(delivered));  // delivered once the holder let go
 }
 
 TEST_F(TextDatabaseTest, OlderOrOddVersionsAreReplacedWithABackup) {
