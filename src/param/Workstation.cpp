@@ -150,7 +150,7 @@ QString createTempFile(const QString& folder, const QString& prefix) {
         const quint32 unique = (start + n) % 0xFFFFu + 1;
         const QString name = stem + QString::number(unique, 16).toUpper() + QStringLiteral(".tmp");
         QFile file(name);
-        if (file.open(QIODevice::WriteOnly | QIODevice::NewOnly))
+        if (file.open(QIODevice::WriteOnly | QIODevice::NewOnly, QFile::ReadOwner | QFile::WriteOwner))
             return name;
         if (!QFile::exists(name))
             return QString();  // not a name clash: the folder cannot take files

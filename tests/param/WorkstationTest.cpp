@@ -122,6 +122,8 @@ TEST(TemporaryFiles, AreCreatedEmptyWithUniqueNames) {
         const QFileInfo info(name);
         EXPECT_TRUE(info.isFile()) << name.toStdString();
         EXPECT_EQ(info.size(), 0);
+        EXPECT_FALSE(info.permissions().testAnyFlags(QFile::ReadGroup | QFile::WriteGroup | QFile::ReadOther |
+                                                     QFile::WriteOther));
         EXPECT_EQ(info.absolutePath() + "/", folder);
         EXPECT_TRUE(QRegularExpression("^ABC[0-9A-F]{1,4}\\.tmp$").match(info.fileName()).hasMatch())
             << info.fileName().toStdString();

@@ -4,11 +4,14 @@
 #include "FolderWindowsTesting.h"
 #include "WindowTesting.h"
 #include "texts/ui/FormTesto.h"
+#include "texts/ui/mail/Mail.h"
 
 #include <QApplication>
 #include <QDate>
+#include <QDateTime>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QProcess>
@@ -261,7 +264,7 @@ TEST_F(TextCorrection, WithoutAServerTheMailsGoToTheOutboxAndTheUserIsTold) {
                 {"LUCIDA", "001", "Bordo", "Edge «à»", "20250101", true}});
     installation.setLanguage(2);
     Parametri par;
-    const QDir outbox(par.PercorsoTemp() + "Outbox");
+    const QDir outbox(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + "/CVLParamcor/Outbox");
     const QStringList before = outbox.entryList({"*.eml"}, QDir::Files);
     ui::FormTesto form(par);
     click(&form, "Mail");
@@ -275,11 +278,35 @@ TEST_F(TextCorrection, WithoutAServerTheMailsGoToTheOutboxAndTheUserIsTold) {
     for (const QString& old : before)
         written.removeAll(old);
     ASSERT_EQ(written.size(), 1);
+    // The user's folder, not the shared temporary one, and for the user alone.
+    constexpr auto kOthers =
+        QFile::ReadGroup | QFile::WriteGroup | QFile::ExeGroup | QFile::ReadOther | QFile::WriteOther | QFile::ExeOther;
+    EXPECT_FALSE(QFileInfo(outbox.path()).permissions().testAnyFlags(kOthers));
+    EXPECT_FALSE(QFileInfo(outbox.filePath(written[0])).permissions().testAnyFlags(kOthers));
     const ReceivedMail mail = parseMail(test::fileBytes(outbox.filePath(written[0])));
     EXPECT_EQ(mail.headers.at("subject"), "[CVLTRAD] Lang=2 (Mail 1/1)");
     EXPECT_EQ(mail.headers.at("to"), "<traduzioni@corvel.it>");
     EXPECT_EQ(mail.body, QString("1:Bordo \n2:Edge «à» \n \n1:Spessore \n2:Thickness \n \n").toUtf8());
     EXPECT_EQ(entries(&form), QStringList({"Bordo", "Spessore"}));
+}
+
+TEST(CorrectionMail, ALongSubjectGoesInShortEncodedWordsOfWholeCharacters) {
+    const QString subject = QString("Correzioni più lunghe di una riga € ").repeated(4) + QString::fromUtf8("😀");
+    const QByteArray text = ui::mail::compose({"a@b.it", "c@d.it", subject, "corpo"}, QDateTime::currentDateTime());
+    const qsizetype start = text.indexOf("\r\nSubject: ") + 2;
+    const QList<QByteArray> lines = text.mid(start, text.indexOf("\r\nMessage-ID:") - start).split('\n');
+    ASSERT_GT(lines.size(), 2);
+    QByteArray decoded;
+    for (const QByteArray& line : lines) {
+        const QByteArray word = line.trimmed().mid(line.startsWith("Subject: ") ? 9 : 0);
+        EXPECT_LE(line.trimmed().size() + 1, 76) << line.toStdString();
+        EXPECT_LE(word.size(), 75);
+        ASSERT_TRUE(word.startsWith("=?UTF-8?B?") && word.endsWith("?=")) << word.toStdString();
+        const QByteArray bytes = QByteArray::fromBase64(word.mid(10, word.size() - 12));
+        EXPECT_EQ(QString::fromUtf8(bytes).toUtf8(), bytes);  // no character cut in two
+        decoded += bytes;
+    }
+    EXPECT_EQ(QString::fromUtf8(decoded), subject);
 }
 
 // A real SMTP server on the loopback interface, started by the test, that stops

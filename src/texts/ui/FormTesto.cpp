@@ -185,7 +185,7 @@ void FormTesto::Mail() {
 
     const mail::Settings settings = mail::readSettings(owner_);
     const bool toOutbox = settings.server.isEmpty();
-    const QString outbox = QDir::toNativeSeparators(owner_.PercorsoTemp() + QStringLiteral("Outbox"));
+    const QString outbox = QDir::toNativeSeparators(mail::outboxFolder());
     const QString number = QString::number(language_);
     const int mails = static_cast<int>((rows.size() + kRowsPerMail - 1) / kRowsPerMail);
     const QString stamp = QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss"));

@@ -4,6 +4,8 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
+#include <QStandardPaths>
 #include <QSysInfo>
 #include <QUuid>
 
@@ -12,6 +14,8 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+
+#include <unistd.h>
 
 namespace paramcor::ui::mail {
 
@@ -35,7 +39,7 @@ Settings readSettings(Parametri& owner) {
         s.security = Settings::Security::Tls;
     bool numeric = false;
     const int given = port.toInt(&numeric);
-    s.port = numeric && given > 0 && given < 65536 ? given
+    s.port = numeric && given > 0 && given < 65536        ? given
              : s.security == Settings::Security::Tls      ? 465
              : s.security == Settings::Security::StartTls ? 587
                                                           : 25;
@@ -48,11 +52,38 @@ Settings readSettings(Parametri& owner) {
 
 namespace {
 
-// A header value: as it is when it is plain ASCII, otherwise an encoded word.
-QByteArray headerText(const QString& text) {
+// A header's value after "Name: ": as it is when it is plain ASCII and fits the
+// line, otherwise encoded words of whole characters, each on a line of at most 76
+// characters (RFC 2047), the first sharing its line with the header's name.
+QByteArray headerText(const QByteArray& name, const QString& text) {
+    constexpr qsizetype kLine = 76;
+    constexpr qsizetype kFrame = 12;  // "=?UTF-8?B?" and "?="
     const QByteArray utf8 = text.toUtf8();
     const bool plain = std::all_of(utf8.begin(), utf8.end(), [](char c) { return c >= 32 && c < 127; });
-    return plain ? utf8 : "=?UTF-8?B?" + utf8.toBase64() + "?=";
+    if (plain && name.size() + 2 + utf8.size() <= kLine)
+        return utf8;
+    QByteArray out;
+    QByteArray word;
+    // Bytes a word may hold: its base64 fits the room left on its line.
+    qsizetype room = (kLine - name.size() - 2 - kFrame) / 4 * 3;
+    auto flush = [&] {
+        if (!out.isEmpty())
+            out += "\r\n ";
+        out += "=?UTF-8?B?" + word.toBase64() + "?=";
+        word.clear();
+        room = (kLine - 1 - kFrame) / 4 * 3;
+    };
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const qsizetype units = text.at(i).isHighSurrogate() && i + 1 < text.size() ? 2 : 1;
+        const QByteArray character = text.mid(i, units).toUtf8();
+        i += units - 1;
+        if (word.size() + character.size() > room)
+            flush();
+        word += character;
+    }
+    if (!word.isEmpty() || out.isEmpty())
+        flush();
+    return out;
 }
 
 }  // namespace
@@ -62,7 +93,7 @@ QByteArray compose(const Message& message, const QDateTime& date) {
     text += "Date: " + date.toString(Qt::RFC2822Date).toLatin1() + "\r\n";
     text += "From: <" + message.from.toUtf8() + ">\r\n";
     text += "To: <" + message.to.toUtf8() + ">\r\n";
-    text += "Subject: " + headerText(message.subject) + "\r\n";
+    text += "Subject: " + headerText("Subject", message.subject) + "\r\n";
     text += "Message-ID: <" + QUuid::createUuid().toString(QUuid::WithoutBraces).toLatin1() + "@cvlparamcor>\r\n";
     text += "MIME-Version: 1.0\r\n";
     text += "Content-Type: text/plain; charset=UTF-8\r\n";
@@ -143,14 +174,26 @@ QString sendSmtp(const Settings& settings, const Message& message) {
     return QString::fromUtf8(error[0] != '\0' ? error : curl_easy_strerror(result));
 }
 
+QString outboxFolder() {
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
+           QStringLiteral("/CVLParamcor/Outbox");
+}
+
 QString writeToOutbox(const QString& folder, const QString& name, const Message& message) {
-    if (!QDir().mkpath(folder))
+    constexpr QFile::Permissions kPrivate = QFile::ReadOwner | QFile::WriteOwner;
+    const QFileInfo parent(QFileInfo(folder).absolutePath());
+    if (!QDir().mkpath(parent.absoluteFilePath()))
         return {};
+    if (!QFileInfo::exists(folder) && !QDir().mkdir(folder, kPrivate | QFile::ExeOwner))
+        return {};
+    // One made before, by this user, loses what others could see.
+    if (QFileInfo(folder).ownerId() == ::getuid())
+        QFile::setPermissions(folder, kPrivate | QFile::ExeOwner);
     for (int attempt = 0; attempt < 1000; ++attempt) {
         const QString path = QDir(folder).filePath(
             name + (attempt == 0 ? QString() : QStringLiteral("-%1").arg(attempt)) + QStringLiteral(".eml"));
         QFile file(path);
-        if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly))
+        if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly, kPrivate))
             continue;
         const QByteArray text = compose(message, QDateTime::currentDateTime());
         if (file.write(text) != text.size() || !file.flush())

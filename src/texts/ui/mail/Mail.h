@@ -47,14 +47,21 @@ struct Message {
 };
 
 // The message as RFC 5322 text with CRLF line ends: plain UTF-8 text, its body in
-// base64 so that every byte arrives as written (trailing blanks included).
+// base64 so that every byte arrives as written (trailing blanks included). A
+// subject that is not short plain ASCII goes in encoded words of at most 75
+// characters, one per line.
 QByteArray compose(const Message& message, const QDateTime& date);
 
 // Delivers the message; empty on success, otherwise why it failed.
 QString sendSmtp(const Settings& settings, const Message& message);
 
-// Writes the message as `name`.eml into `folder` (made when missing), never over
-// another file; the file's path, or empty when it cannot be written.
+// The outbox of the mails that have no server: in the user's own data folder,
+// since the mails hold the user's address and corrections.
+QString outboxFolder();
+
+// Writes the message as `name`.eml into `folder` (made when missing, for the user
+// alone), never over another file, readable by the user alone; the file's path,
+// or empty when it cannot be written.
 QString writeToOutbox(const QString& folder, const QString& name, const Message& message);
 
 }  // namespace paramcor::ui::mail
