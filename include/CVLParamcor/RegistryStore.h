@@ -104,6 +104,13 @@ public:
     // the hive by any process, so that a program can wait for changes without asking
     // again and again; empty when the store has none.
     virtual std::string changeFile(Hive hive) const;
+
+    // The same where the registry tells of changes itself (Windows): `event`, a
+    // Windows event handle, is signalled once at the next change of a value or a
+    // subkey of `key`, with `subtree` of any key below it too, by any process
+    // (RegNotifyChangeKeyValue). Arm it again after each signal, on a handle opened
+    // anew: Wine tells through a handle only once. InvalidFunction elsewhere.
+    virtual long notifyChange(KeyHandle key, bool subtree, std::uintptr_t event);
 };
 
 inline long RegistryStore::enumKey(KeyHandle, std::uint32_t, std::string*) {
@@ -125,6 +132,10 @@ inline long RegistryStore::deleteTree(KeyHandle, const std::string&) {
 
 inline std::string RegistryStore::changeFile(Hive) const {
     return std::string();
+}
+
+inline long RegistryStore::notifyChange(KeyHandle, bool, std::uintptr_t) {
+    return regerr::InvalidFunction;
 }
 
 }  // namespace paramcor

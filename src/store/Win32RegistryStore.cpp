@@ -274,6 +274,16 @@ long Win32RegistryStore::deleteTree(KeyHandle key, const std::string& path) {
     return RegDeleteTreeW(toHkey(key), wide.empty() ? nullptr : wide.c_str());
 }
 
+long Win32RegistryStore::notifyChange(KeyHandle key, bool subtree, std::uintptr_t event) {
+    const std::shared_lock lock(mutex_);
+    if (!isOpen(key))
+        return regerr::InvalidHandle;
+    // Thread-agnostic: the notification outlives the thread that asked for it.
+    return RegNotifyChangeKeyValue(toHkey(key), subtree ? TRUE : FALSE,
+                                   REG_NOTIFY_CHANGE_NAME | REG_NOTIFY_CHANGE_LAST_SET | REG_NOTIFY_THREAD_AGNOSTIC,
+                                   reinterpret_cast<HANDLE>(event), TRUE);
+}
+
 long Win32RegistryStore::closeKey(KeyHandle key) {
     const std::unique_lock lock(mutex_);
     const auto it = open_.find(key);

@@ -53,6 +53,7 @@ public:
                    std::vector<std::uint8_t>* data) override;
     long deleteValue(KeyHandle key, const std::string& name) override;
     long deleteTree(KeyHandle key, const std::string& path) override;
+    long notifyChange(KeyHandle key, bool subtree, std::uintptr_t event) override;
 
 private:
     // Opens with all access and creating what is missing, or read-only.

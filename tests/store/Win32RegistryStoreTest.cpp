@@ -237,4 +237,58 @@ TEST(Win32RegistryStore, PosixNameFoldingJoinsTheNamesTheRegistryJoins) {
     EXPECT_EQ(differences, 0);
 }
 
+namespace {
+
+// Runs reg.exe, another process, and waits for it.
+void regInAnotherProcess(const std::string& arguments) {
+    std::wstring line = L"reg.exe " + wide(arguments);
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION process{};
+    ASSERT_TRUE(CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process));
+    EXPECT_EQ(WaitForSingleObject(process.hProcess, 60000), WAIT_OBJECT_0);
+    DWORD code = 1;
+    GetExitCodeProcess(process.hProcess, &code);
+    EXPECT_EQ(code, 0u) << arguments;
+    CloseHandle(process.hThread);
+    CloseHandle(process.hProcess);
+}
+
+}  // namespace
+
+TEST(Win32RegistryStore, TellsOfChangesOtherProcessesMake) {
+    const StoreUnderTest registry = registryStore();
+    auto store = registry.make();
+    const std::string base = std::string(kSuiteKey) + "\\Notify" + std::to_string(GetCurrentProcessId());
+    KeyHandle made = 0;
+    ASSERT_EQ(store->createKey(Hive::CurrentUser, base + "\\Sub", &made), regerr::Success);
+    store->closeKey(made);
+    KeyHandle key = 0;
+    ASSERT_EQ(store->openKey(Hive::CurrentUser, base, &key), regerr::Success);
+    const HANDLE event = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    const auto event_ = reinterpret_cast<std::uintptr_t>(event);
+    const std::string hkcu = "HKCU\\" + base;
+
+    // Without the subtree a change below is not heard, one of the key's own values is.
+    ASSERT_EQ(store->notifyChange(key, false, event_), regerr::Success);
+    regInAnotherProcess("add " + hkcu + "\\Sub /v Below /t REG_DWORD /d 1 /f");
+    EXPECT_EQ(WaitForSingleObject(event, 300), static_cast<DWORD>(WAIT_TIMEOUT));
+    regInAnotherProcess("add " + hkcu + " /v Own /t REG_DWORD /d 1 /f");
+    EXPECT_EQ(WaitForSingleObject(event, 10000), WAIT_OBJECT_0);
+
+    // A handle tells once under Wine: the next wait is on a key opened anew.
+    KeyHandle deep = 0;
+    ASSERT_EQ(store->openKey(Hive::CurrentUser, base, &deep), regerr::Success);
+    ASSERT_EQ(store->notifyChange(deep, true, event_), regerr::Success);
+    regInAnotherProcess("add " + hkcu + "\\Sub /v Deeper /t REG_DWORD /d 2 /f");
+    EXPECT_EQ(WaitForSingleObject(event, 10000), WAIT_OBJECT_0);
+    store->closeKey(deep);
+
+    CloseHandle(event);
+    store->closeKey(key);
+    EXPECT_EQ(store->notifyChange(key, true, event_), regerr::InvalidHandle);
+    store.reset();
+    removeSuiteKey(base);
+}
+
 }  // namespace paramcor::test

@@ -141,6 +141,10 @@ public:
     long enumKey(KeyHandle key, std::uint32_t index, std::string* name) override {
         return store_->enumKey(key, index, name);
     }
+    std::string changeFile(Hive hive) const override { return store_->changeFile(hive); }
+    long notifyChange(KeyHandle key, bool subtree, std::uintptr_t event) override {
+        return store_->notifyChange(key, subtree, event);
+    }
     long deleteValue(KeyHandle key, const std::string& name) override {
         return readOnly_ ? regerr::AccessDenied : store_->deleteValue(key, name);
     }
