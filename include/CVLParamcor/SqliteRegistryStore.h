@@ -3,6 +3,7 @@
 
 #include <CVLParamcor/RegistryStore.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -24,6 +25,9 @@ class SqliteRegistryStore final : public RegistryStore {
 public:
     struct Options {
         int busyTimeoutMs = 5000;  // how long to wait for another process's write
+        // Called with the hive's file when createKey is refused because the file
+        // exists and may not be written; not for a hive that cannot be made.
+        std::function<void(const std::string& file)> refused;
     };
 
     // All three hives in one folder.

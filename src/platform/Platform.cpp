@@ -15,6 +15,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 
 #include <cstdio>
@@ -70,61 +71,26 @@ private:
 // user outside their group may read them and not change them: tell that user once
 // per process, at the first change refused, rather than at every creation. A
 // machine store nobody has set up is empty for everybody, and nothing to tell.
-class MachineStoreNotice final : public RegistryStore {
-public:
-    explicit MachineStoreNotice(std::shared_ptr<SqliteRegistryStore> store) : store_(std::move(store)) {}
-
-    long createKey(Hive hive, const std::string& path, KeyHandle* key) override {
-        const long result = store_->createKey(hive, path, key);
-        if (result == regerr::AccessDenied && hive == Hive::LocalMachine && !told_)
-            tell(store_->hiveFile(Hive::LocalMachine));
-        return result;
+void tellReadOnlyMachineStore(const std::string& file) {
+    static std::atomic<bool> told = false;
+    struct stat st {};
+    if (told.exchange(true) || ::stat(file.c_str(), &st) != 0)
+        return;
+    const passwd* user = ::getpwuid(::geteuid());
+    const QString name = user ? QString::fromLocal8Bit(user->pw_name) : QString::number(::geteuid());
+    const group* owners = ::getgrgid(st.st_gid);
+    QString text = QStringLiteral("WARNING! The machine settings are read-only for the user %1:").arg(name);
+    if (owners != nullptr && st.st_gid != 0 && (st.st_mode & S_IWGRP) != 0) {
+        const QString group = QString::fromLocal8Bit(owners->gr_name);
+        text += u'\n' + QStringLiteral("only the group %1 may change %2.").arg(group, QString::fromStdString(file));
+        text += u'\n' + QStringLiteral("An administrator adds an operator with \"adduser %1 %2\"; it counts from "
+                                        "the next login.")
+                             .arg(name, group);
+    } else {
+        text += u'\n' + QStringLiteral("%1 may not be written.").arg(QString::fromStdString(file));
     }
-    long openKey(Hive hive, const std::string& path, KeyHandle* key) override {
-        return store_->openKey(hive, path, key);
-    }
-    long queryValue(KeyHandle key, const std::string& name, std::uint32_t* type, std::vector<std::uint8_t>* data,
-                    std::uint32_t capacity, std::uint32_t* size) override {
-        return store_->queryValue(key, name, type, data, capacity, size);
-    }
-    long setValue(KeyHandle key, const std::string& name, std::uint32_t type,
-                  const std::vector<std::uint8_t>& data) override {
-        return store_->setValue(key, name, type, data);
-    }
-    long closeKey(KeyHandle key) override { return store_->closeKey(key); }
-    long enumKey(KeyHandle key, std::uint32_t index, std::string* name) override {
-        return store_->enumKey(key, index, name);
-    }
-    long enumValue(KeyHandle key, std::uint32_t index, std::string* name, std::uint32_t* type,
-                   std::vector<std::uint8_t>* data) override {
-        return store_->enumValue(key, index, name, type, data);
-    }
-
-private:
-    void tell(const std::string& file) {
-        struct stat st {};
-        if (::stat(file.c_str(), &st) != 0)
-            return;
-        told_ = true;
-        const passwd* user = ::getpwuid(::geteuid());
-        const QString name = user ? QString::fromLocal8Bit(user->pw_name) : QString::number(::geteuid());
-        const group* owners = ::getgrgid(st.st_gid);
-        QString text = QStringLiteral("WARNING! The machine settings are read-only for the user %1:").arg(name);
-        if (owners != nullptr && st.st_gid != 0 && (st.st_mode & S_IWGRP) != 0) {
-            const QString group = QString::fromLocal8Bit(owners->gr_name);
-            text += u'\n' + QStringLiteral("only the group %1 may change %2.").arg(group, QString::fromStdString(file));
-            text += u'\n' + QStringLiteral("An administrator adds an operator with \"adduser %1 %2\"; it counts from "
-                                            "the next login.")
-                                 .arg(name, group);
-        } else {
-            text += u'\n' + QStringLiteral("%1 may not be written.").arg(QString::fromStdString(file));
-        }
-        platform().messages->show(text, mb::Exclamation, QString());
-    }
-
-    std::shared_ptr<SqliteRegistryStore> store_;
-    bool told_ = false;
-};
+    platform().messages->show(text, mb::Exclamation, QString());
+}
 
 void fillDefaults(Platform& p) {
     if (!p.registry)
@@ -163,12 +129,17 @@ void installPlatform(Platform replacement) {
 std::shared_ptr<RegistryStore> defaultRegistryStore() {
     const QString userFolder =
         QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + QStringLiteral("/CVLParamcor");
-    return noticingMachineStore(
-        std::make_shared<SqliteRegistryStore>(userFolder.toStdString(), std::string("/var/lib/CVLParamcor")));
+    return std::make_shared<SqliteRegistryStore>(userFolder.toStdString(), std::string("/var/lib/CVLParamcor"),
+                                                 machineStoreOptions());
 }
 
-std::shared_ptr<RegistryStore> noticingMachineStore(std::shared_ptr<SqliteRegistryStore> store) {
-    return std::make_shared<MachineStoreNotice>(std::move(store));
+SqliteRegistryStore::Options machineStoreOptions() {
+    SqliteRegistryStore::Options options;
+    options.refused = [](const std::string& file) {
+        if (file.ends_with("HKEY_LOCAL_MACHINE.db"))
+            tellReadOnlyMachineStore(file);
+    };
+    return options;
 }
 
 void registerWindows(std::shared_ptr<MessageBoxes> messages, std::shared_ptr<Dialogs> dialogs) {

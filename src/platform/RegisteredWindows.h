@@ -23,9 +23,9 @@ std::shared_ptr<Dialogs> registeredDialogs();
 
 std::shared_ptr<MessageBoxes> followingMessageBoxes();
 
-// The store of the workstation, telling a user once that the machine's settings
-// are read-only for them.
-std::shared_ptr<RegistryStore> noticingMachineStore(std::shared_ptr<SqliteRegistryStore> store);
+// Options of the workstation's store: a user who may not write the machine's
+// settings is told so, once per process.
+SqliteRegistryStore::Options machineStoreOptions();
 std::shared_ptr<Dialogs> followingDialogs();
 
 }  // namespace paramcor

@@ -726,8 +726,11 @@ struct SqliteRegistryStore::Impl {
                 return regerr::FileNotFound;
             id = kRootKeyId;
         } else {
-            if (create && !h.conn->writable)
+            if (create && !h.conn->writable) {
+                if (options.refused)
+                    options.refused(h.file);
                 return regerr::AccessDenied;
+            }
             if (const long rc = findKey(h, folded, id))
                 return rc;
             if (id == 0 && !create)

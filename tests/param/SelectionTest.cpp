@@ -271,8 +271,8 @@ TEST(OpenKey, MissingMachineStoreThatCannotBeMadeReadsAsEmptyWithoutAMessage) {
     const QString blocker = platform.folder() + QStringLiteral("/blocker");
     ASSERT_TRUE(QFile(blocker).open(QIODevice::WriteOnly));
     Platform missing = paramcor::platform();
-    missing.registry = noticingMachineStore(
-        std::make_shared<SqliteRegistryStore>(platform.storeFolder(), (blocker + QStringLiteral("/machine")).toStdString()));
+    missing.registry = std::make_shared<SqliteRegistryStore>(
+        platform.storeFolder(), (blocker + QStringLiteral("/machine")).toStdString(), machineStoreOptions());
     installPlatform(missing);
 
     Parametri par;  // its creation writes the upgrade record there
@@ -296,7 +296,7 @@ TEST(OpenKey, ReadOnlyMachineStoreIsToldOncePerProcess) {
     const std::string file = platform.store().hiveFile(Hive::LocalMachine);
     ASSERT_EQ(chmod(file.c_str(), 0444), 0);
     Platform readOnly = paramcor::platform();
-    readOnly.registry = noticingMachineStore(std::make_shared<SqliteRegistryStore>(platform.storeFolder()));
+    readOnly.registry = std::make_shared<SqliteRegistryStore>(platform.storeFolder(), machineStoreOptions());
     installPlatform(readOnly);
 
     for (int i = 0; i < 2; ++i) {
