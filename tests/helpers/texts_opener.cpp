@@ -4,7 +4,7 @@
 //
 // Creates a Parametri object, which consumes a delivered text database, then
 // chooses a language or corrects one text (program TAGLIO) as a user would, and
-// exits 0 when no message was shown. "a-meta" changes every text in a
+// exits 0 when no message but a notice was shown. "a-meta" changes every text in a
 // transaction that it never ends: it says "a meta" once pages of the change are in
 // the file, and waits to be killed.
 #include <CVLParamcor/Parametri.h>
@@ -22,9 +22,11 @@ namespace {
 
 class CountingMessageBoxes final : public paramcor::MessageBoxes {
 public:
-    int show(const QString& text, int, const QString&) override {
+    int show(const QString& text, int flags, const QString&) override {
         std::fprintf(stderr, "texts_opener: %s\n", qUtf8Printable(text));
-        ++count;
+        // A notice, such as waiting for another program's delivery, is no fault.
+        if ((flags & 0x70) != paramcor::mb::Information)
+            ++count;
         return paramcor::mb::Ok;
     }
     int count = 0;
