@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <map>
+#include <string>
 
 namespace bench {
 namespace {
@@ -14,9 +15,12 @@ public:
     void ReportRuns(const std::vector<Run>& runs) override {
         ConsoleReporter::ReportRuns(runs);
         for (const Run& run : runs) {
+            // "Export/100000" for a benchmark with an argument.
+            const std::string name = run.run_name.function_name +
+                                     (run.run_name.args.empty() ? std::string() : "/" + run.run_name.args);
             const bool median = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
-            if (median || (run.run_type == Run::RT_Iteration && !times.count(run.run_name.function_name)))
-                times[run.run_name.function_name] = run.GetAdjustedRealTime();
+            if (median || (run.run_type == Run::RT_Iteration && !times.count(name)))
+                times[name] = run.GetAdjustedRealTime();
         }
     }
     std::map<std::string, double> times;

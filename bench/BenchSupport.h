@@ -8,7 +8,8 @@
 
 namespace bench {
 
-// Pairs of benchmark names (measured, reference) whose median times are compared.
+// Pairs of benchmark names (measured, reference) whose median times are compared;
+// a benchmark with an argument is named with it, "Export/100000".
 int runWithRatios(int argc, char** argv, const std::vector<std::pair<std::string, std::string>>& ratios);
 
 }  // namespace bench

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <CVLParamcor/RegistryStore.h>
+#include <CVLParamcor/SqliteRegistryStore.h>
 
 #include <QString>
 
@@ -92,6 +93,8 @@ void registerWindows(std::shared_ptr<MessageBoxes> messages, std::shared_ptr<Dia
 
 // The defaults, for hosts that replace only some pieces.
 std::shared_ptr<RegistryStore> defaultRegistryStore();
+// The same folders with other settings: how long a write waits, who may read the files.
+std::shared_ptr<RegistryStore> defaultRegistryStore(const SqliteRegistryStore::Options& options);
 std::shared_ptr<MessageBoxes> headlessMessageBoxes();
 std::shared_ptr<Dialogs> headlessDialogs();
 QString libraryFolder();  // the installed one, or the folder of the loaded library

@@ -4,6 +4,7 @@
 // without Qt.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -29,6 +30,7 @@ constexpr long InvalidHandle = 6;      // ERROR_INVALID_HANDLE
 constexpr long SharingViolation = 32;  // ERROR_SHARING_VIOLATION: held by another process
 constexpr long InvalidParameter = 87;  // ERROR_INVALID_PARAMETER
 constexpr long BadPathname = 161;      // ERROR_BAD_PATHNAME
+constexpr long NameTooLong = 206;      // ERROR_FILENAME_EXCED_RANGE: a name or a key path beyond the limits
 constexpr long MoreData = 234;         // ERROR_MORE_DATA
 constexpr long NoMoreItems = 259;      // ERROR_NO_MORE_ITEMS: an enumeration is past its end
 constexpr long BadDatabase = 1009;     // ERROR_BADDB: the hive file is not a hive
@@ -42,6 +44,22 @@ constexpr std::uint32_t String = 1;  // REG_SZ
 constexpr std::uint32_t Binary = 3;  // REG_BINARY
 constexpr std::uint32_t Dword = 4;   // REG_DWORD
 }  // namespace regtype
+
+// The registry's limits on names, in characters as Windows counts them (UTF-16 code
+// units). A key name beyond its limit gives InvalidParameter, as Wine gives it; a
+// path too deep or too long, and a value name too long, give NameTooLong, as the
+// status STATUS_NAME_TOO_LONG of the registry becomes.
+namespace reglimit {
+constexpr std::size_t KeyName = 256;      // one key name: the documentation says 255, the registry takes 256
+constexpr std::size_t KeyDepth = 512;     // key names in a path below the hive
+constexpr std::size_t KeyPath = 32766;    // a whole key path: what a Windows name string holds
+constexpr std::size_t ValueName = 16383;  // a value name
+}  // namespace reglimit
+
+// Whether a key path below a hive keeps the limits: Success, InvalidParameter or
+// NameTooLong. Empty names (doubled or trailing backslashes) are not counted as
+// levels; the path's length counts every character up to a NUL, if any.
+long checkKeyPath(const std::string& path);
 
 // Paths are backslash-separated UTF-8; key and value names compare case-insensitively
 // and keep the case they were created with. The empty value name is the key's
@@ -111,6 +129,23 @@ public:
     // (RegNotifyChangeKeyValue). Arm it again after each signal, on a handle opened
     // anew: Wine tells through a handle only once. InvalidFunction elsewhere.
     virtual long notifyChange(KeyHandle key, bool subtree, std::uintptr_t event);
+
+    // Batches, for tools that write many values at once: the keys and values written
+    // to one hive between beginBatch and commitBatch are kept all together or not at
+    // all. abortBatch, or the process ending first, drops every one of them; until the
+    // commit, other processes see none of them and their writes to the hive wait. A
+    // write that fails inside a batch changes nothing; when the hive itself failed,
+    // the whole batch is lost and commitBatch says so. One batch per hive at a time.
+    // A store that cannot answers InvalidFunction, and then its writes count one by one.
+    virtual long beginBatch(Hive hive);
+    virtual long commitBatch(Hive hive);
+    virtual long abortBatch(Hive hive);
+
+    // Why the store last could not use a hive as it should, naming its file and the
+    // cause ("... is not a hive of CVLParamcor: ..."), for the person who must put it
+    // right; empty when there is nothing to tell. Calls still answer with the
+    // registry's result codes.
+    virtual std::string diagnostic(Hive hive);
 };
 
 inline long RegistryStore::enumKey(KeyHandle, std::uint32_t, std::string*) {
@@ -136,6 +171,22 @@ inline std::string RegistryStore::changeFile(Hive) const {
 
 inline long RegistryStore::notifyChange(KeyHandle, bool, std::uintptr_t) {
     return regerr::InvalidFunction;
+}
+
+inline long RegistryStore::beginBatch(Hive) {
+    return regerr::InvalidFunction;
+}
+
+inline long RegistryStore::commitBatch(Hive) {
+    return regerr::InvalidFunction;
+}
+
+inline long RegistryStore::abortBatch(Hive) {
+    return regerr::InvalidFunction;
+}
+
+inline std::string RegistryStore::diagnostic(Hive) {
+    return std::string();
 }
 
 }  // namespace paramcor

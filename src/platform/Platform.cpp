@@ -127,10 +127,17 @@ void installPlatform(Platform replacement) {
 }
 
 std::shared_ptr<RegistryStore> defaultRegistryStore() {
+    return defaultRegistryStore(SqliteRegistryStore::Options{});
+}
+
+std::shared_ptr<RegistryStore> defaultRegistryStore(const SqliteRegistryStore::Options& options) {
     const QString userFolder =
         QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + QStringLiteral("/CVLParamcor");
+    SqliteRegistryStore::Options withNotice = options;
+    if (!withNotice.refused)
+        withNotice.refused = machineStoreOptions().refused;
     return std::make_shared<SqliteRegistryStore>(userFolder.toStdString(), std::string("/var/lib/CVLParamcor"),
-                                                 machineStoreOptions());
+                                                 withNotice);
 }
 
 SqliteRegistryStore::Options machineStoreOptions() {

@@ -9,6 +9,12 @@
 
 namespace paramcor::store {
 
+// The edition of the table below. Hives remember the edition their names were
+// folded with, and a writer folds them again when it opens a hive of an older one:
+// raise it whenever the table changes. 1: Latin-1, Latin Extended-A, Greek and
+// Cyrillic; 2: Latin Extended-B, IPA, Armenian and the rest below U+0800.
+constexpr int kFoldingEdition = 2;
+
 // The upper-case form of a character, as Windows upper-cases names: the letters below
 // U+0800 (Latin, Greek, Cyrillic, Armenian...) map to their capitals there; every other
 // character is its own upper case. Windows also folds some letters from U+0800 on

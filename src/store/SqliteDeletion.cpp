@@ -95,14 +95,16 @@ int deleteValueRow(sqlite3* db, std::int64_t key, std::string_view foldedName, D
 }
 
 int deleteKeyTree(sqlite3* db, std::int64_t key, std::string_view foldedPath, Deleted& outcome) {
-    int rc = sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
+    // Inside a batch, whose transaction is open already, a savepoint keeps it whole.
+    const bool nested = sqlite3_get_autocommit(db) == 0;
+    int rc = sqlite3_exec(db, nested ? "SAVEPOINT tree" : "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
     if (rc != SQLITE_OK)
         return rc;
     rc = deleteTree(db, key, foldedPath, outcome);
     if (rc == SQLITE_OK && outcome == Deleted::Done)
-        rc = sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr);
+        rc = sqlite3_exec(db, nested ? "RELEASE tree" : "COMMIT", nullptr, nullptr, nullptr);
     if (rc != SQLITE_OK || outcome != Deleted::Done)
-        sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
+        sqlite3_exec(db, nested ? "ROLLBACK TO tree; RELEASE tree" : "ROLLBACK", nullptr, nullptr, nullptr);
     return rc;
 }
 

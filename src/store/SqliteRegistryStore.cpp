@@ -2,47 +2,48 @@
 //
 // A read through SQLite costs several microseconds, and the programs read their
 // parameters all the time, so each store keeps in memory the key ids and the values
-// (missing ones too) it has read. They stay valid as long as the hive's change
-// counter has not moved: one 64-bit word in a small file beside the hive, mapped
-// shared by every process that uses it. Every committed write bumps it after the
-// commit; a store that finds it moved forgets what it had read.
+// (missing ones too) it has read (HiveCache.h), for as long as the hive's change
+// counter has not moved (ChangeCounter.h). The files, their permissions and their
+// checks are in HiveFiles, the connections in HiveConnection, what is inside a hive
+// in HiveSchema, and listing in Enumeration; this file runs the operations.
 #include <CVLParamcor/SqliteRegistryStore.h>
 
+#include "Enumeration.h"
+#include "HiveCache.h"
+#include "HiveConnection.h"
+#include "HiveFiles.h"
+#include "HiveSchema.h"
+#include "KeyPaths.h"
 #include "NameFolding.h"
 #include "SqliteDeletion.h"
+#include "SqliteSupport.h"
 
-#include <sqlite3.h>
-
-#include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <array>
-#include <atomic>
-#include <chrono>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <limits>
 #include <mutex>
 #include <string_view>
-#include <thread>
 #include <unordered_map>
 #include <utility>
 
 namespace paramcor {
 
-namespace {
+using store::Access;
+using store::bindText;
+using store::CachedValue;
+using store::Connection;
+using store::Cursor;
+using store::FileAccess;
+using store::fromSqlite;
+using store::isBusy;
+using store::stepOnce;
+using store::succeeded;
 
-constexpr std::int64_t kApplicationId = 0x43564C50;  // "CVLP", at offset 68 of the file
-constexpr std::int64_t kSchemaVersion = 1;
-constexpr std::int64_t kRootKeyId = 1;
-// Characters, as Windows counts them. Its documentation says 255, but the registry
-// takes 256 and refuses 257.
-constexpr std::size_t kMaxKeyNameLength = 256;
-constexpr std::size_t kMaxCachedValues = 1u << 16;  // beyond that the cache starts again
+namespace {
 
 enum HiveIndex { ClassesRootIndex, CurrentUserIndex, LocalMachineIndex, HiveCount };
 
@@ -58,354 +59,43 @@ int hiveIndex(Hive hive) {
     return -1;
 }
 
-std::string schemaSql() {
-    return "CREATE TABLE keys("
-           " id INTEGER PRIMARY KEY,"
-           " path TEXT NOT NULL,"
-           " folded TEXT NOT NULL UNIQUE);"
-           "INSERT INTO keys(id, path, folded) VALUES(" +
-           std::to_string(kRootKeyId) +
-           ", '', '');"
-           "CREATE TABLE vals("
-           " key INTEGER NOT NULL REFERENCES keys(id),"
-           " folded TEXT NOT NULL,"
-           " name TEXT NOT NULL,"
-           " type INTEGER NOT NULL,"
-           " data BLOB NOT NULL,"
-           " PRIMARY KEY(key, folded)) WITHOUT ROWID;"
-           "PRAGMA application_id = " +
-           std::to_string(kApplicationId) +
-           ";"
-           "PRAGMA user_version = " +
-           std::to_string(kSchemaVersion) + ";";
-}
-
-long fromSqlite(int rc) {
-    switch (rc & 0xFF) {
-        case SQLITE_OK:
-        case SQLITE_DONE:
-        case SQLITE_ROW:
-            return regerr::Success;
-        case SQLITE_BUSY:
-        case SQLITE_LOCKED:
-            return regerr::SharingViolation;
-        case SQLITE_NOTADB:
-        case SQLITE_CORRUPT:
-        case SQLITE_ERROR:
-            return regerr::BadDatabase;  // a statement of ours no longer fits the file
-        case SQLITE_READONLY:
-        case SQLITE_PERM:
-        case SQLITE_AUTH:
-            return regerr::AccessDenied;
-        default:
-            return regerr::IoFailed;  // CANTOPEN, IOERR, FULL, NOMEM...
-    }
-}
-
-bool isBusy(int rc) {
-    return (rc & 0xFF) == SQLITE_BUSY || (rc & 0xFF) == SQLITE_LOCKED;
-}
-
-// Names are C strings on Windows: whatever follows a NUL is not part of them.
-std::string_view cutAtNul(const std::string& name) {
-    return std::string_view(name.c_str());
-}
-
-// Resolves a key path as Windows does: a leading backslash is refused, empty
-// components (a trailing or a doubled backslash) are skipped and no key name may be
-// longer than 256 characters. `out` gets the names joined by single backslashes,
-// upper-cased when `fold`.
-long normalizePath(const std::string& path, std::string& out, bool fold) {
-    const std::string_view p = cutAtNul(path);
-    if (!p.empty() && p.front() == '\\')
-        return regerr::BadPathname;
-    out.clear();
-    out.reserve(p.size());
-    std::size_t start = 0;
-    while (start <= p.size()) {
-        std::size_t end = p.find('\\', start);
-        if (end == std::string_view::npos)
-            end = p.size();
-        const std::string_view name = p.substr(start, end - start);
-        if (!name.empty()) {
-            if (name.size() > kMaxKeyNameLength && store::nameLength(name) > kMaxKeyNameLength)
-                return regerr::InvalidParameter;
-            if (!out.empty())
-                out += '\\';
-            out += name;
-        }
-        start = end + 1;
-    }
-    if (fold)
-        store::foldInPlace(out);
-    return regerr::Success;
-}
-
-// Whether this process may write the file. Someone who deliberately removed every
-// write permission bit wants the hive left alone, even by root, which access() lets
-// write anything.
-bool mayWrite(const std::string& file, const struct stat& st) {
-    return (st.st_mode & 0222) != 0 && ::access(file.c_str(), W_OK) == 0;
-}
-
-// The header is read with plain file I/O: a file that is not one of our hives must
-// never reach SQLite, which could roll back a journal in it or change its mode.
-long checkHeader(const std::string& file) {
-    std::ifstream in(file, std::ios::binary);
-    if (!in)
-        return regerr::IoFailed;
-    std::array<char, 100> header{};
-    in.read(header.data(), header.size());
-    if (in.bad())
-        return regerr::IoFailed;
-    if (in.gcount() != static_cast<std::streamsize>(header.size()))
-        return regerr::BadDatabase;
-    static constexpr char kMagic[] = "SQLite format 3";  // the terminating NUL is part of it
-    if (std::memcmp(header.data(), kMagic, sizeof kMagic) != 0)
-        return regerr::BadDatabase;
-    std::int64_t id = 0;
-    for (int i = 68; i < 72; ++i)
-        id = (id << 8) | static_cast<unsigned char>(header[i]);
-    return id == kApplicationId ? regerr::Success : regerr::BadDatabase;
-}
-
-struct DatabaseCloser {
-    void operator()(sqlite3* db) const { sqlite3_close_v2(db); }
-};
-using Database = std::unique_ptr<sqlite3, DatabaseCloser>;
-
-struct StatementFinalizer {
-    void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
-};
-using Statement = std::unique_ptr<sqlite3_stmt, StatementFinalizer>;
-
-int prepare(sqlite3* db, const char* sql, Statement& out) {
-    sqlite3_stmt* raw = nullptr;
-    const int rc = sqlite3_prepare_v3(db, sql, -1, SQLITE_PREPARE_PERSISTENT, &raw, nullptr);
-    out.reset(raw);
-    return rc;
-}
-
-// Steps a statement once and resets it at once, so that it never holds a read
-// transaction open: that would pin an old snapshot of the hive. `onRow` reads the
-// row, if there is one, before the reset.
-template <class OnRow>
-int stepOnce(sqlite3_stmt* statement, OnRow&& onRow) {
-    const int rc = sqlite3_step(statement);
-    if (rc == SQLITE_ROW)
-        onRow(statement);
-    sqlite3_reset(statement);
-    sqlite3_clear_bindings(statement);
-    return rc;
-}
-
-int stepOnce(sqlite3_stmt* statement) {
-    return stepOnce(statement, [](sqlite3_stmt*) {});
-}
-
-bool succeeded(int rc) {
-    return rc == SQLITE_OK || rc == SQLITE_DONE || rc == SQLITE_ROW;
-}
-
-int queryInt(sqlite3* db, const char* sql, std::int64_t& value) {
-    Statement statement;
-    int rc = prepare(db, sql, statement);
-    if (rc != SQLITE_OK)
-        return rc;
-    rc = stepOnce(statement.get(), [&](sqlite3_stmt* row) { value = sqlite3_column_int64(row, 0); });
-    return succeeded(rc) ? SQLITE_OK : rc;
-}
-
-void bindText(sqlite3_stmt* statement, int index, std::string_view text) {
-    sqlite3_bind_text64(statement, index, text.data(), text.size(), SQLITE_STATIC, SQLITE_UTF8);
-}
-
-// Puts the hive in WAL mode; a no-op when it is already. The switch needs the file
-// to itself, and when processes that create the hive together hold it, SQLite
-// refuses at once instead of calling the busy handler: so wait here, as long as the
-// busy handler would.
-int enterWal(sqlite3* db, int timeoutMs) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-    for (;;) {
-        const int rc = sqlite3_exec(db, "PRAGMA journal_mode=WAL", nullptr, nullptr, nullptr);
-        if (!isBusy(rc) || std::chrono::steady_clock::now() >= deadline)
-            return rc;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-}
-
-// Fills a new file with our schema, unless another process did it while this one
-// waited for the lock. It runs in rollback-journal mode, so that the application id
-// lands in the main file, where openers check it before SQLite sees the file.
-// `foreign` tells that somebody else's database took the place meanwhile.
-int initializeHive(sqlite3* db, bool& foreign) {
-    int rc = sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
-    if (rc != SQLITE_OK)
-        return rc;
-    std::int64_t applicationId = 0;
-    std::int64_t objects = 0;
-    rc = queryInt(db, "PRAGMA application_id", applicationId);
-    if (rc == SQLITE_OK)
-        rc = queryInt(db, "SELECT count(*) FROM sqlite_master", objects);
-    foreign = rc == SQLITE_OK && applicationId != kApplicationId && (applicationId != 0 || objects != 0);
-    if (rc == SQLITE_OK && !foreign && applicationId == 0)
-        rc = sqlite3_exec(db, schemaSql().c_str(), nullptr, nullptr, nullptr);
-    if (rc == SQLITE_OK && !foreign)
-        rc = sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr);
-    if (rc != SQLITE_OK || foreign)
-        sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
-    return rc;
-}
-
-// The change counter of a hive: one 64-bit word in a file beside it ("-changes"),
-// mapped shared by every process that uses the hive.
-class ChangeCounter {
-public:
-    static_assert(std::atomic_ref<std::uint64_t>::is_always_lock_free,
-                  "the counter is shared between processes: it cannot use a lock of ours");
-
-    ChangeCounter() = default;
-    ChangeCounter(const ChangeCounter&) = delete;
-    ChangeCounter& operator=(const ChangeCounter&) = delete;
-    ~ChangeCounter() {
-        if (word_)
-            ::munmap(word_, sizeof *word_);
-    }
-
-    // Maps the file read-write if possible, else read-only. A writer creates it, with
-    // the permission bits of the hive: whoever may write the hive must be able to
-    // bump its counter.
-    void map(const std::string& path, bool create, mode_t mode) {
-        path_ = path;
-        // O_NONBLOCK: a FIFO in its place must not hang us.
-        constexpr int flags = O_CLOEXEC | O_NONBLOCK;
-        int fd = -1;
-        if (create) {
-            fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | flags, mode);
-            if (fd >= 0)
-                ::fchmod(fd, mode);  // whatever our umask says
-        }
-        if (fd < 0)
-            fd = ::open(path.c_str(), O_RDWR | flags);
-        const bool writable = fd >= 0;
-        if (fd < 0)
-            fd = ::open(path.c_str(), O_RDONLY | flags);
-        if (fd < 0)
-            return;
-        struct stat st {};
-        bool usable = ::fstat(fd, &st) == 0 && S_ISREG(st.st_mode);
-        if (usable && st.st_size < static_cast<off_t>(sizeof(std::uint64_t)))
-            usable = writable && ::ftruncate(fd, sizeof(std::uint64_t)) == 0;
-        if (usable) {
-            void* p = ::mmap(nullptr, sizeof(std::uint64_t), writable ? PROT_READ | PROT_WRITE : PROT_READ, MAP_SHARED,
-                             fd, 0);
-            if (p != MAP_FAILED) {
-                word_ = static_cast<std::uint64_t*>(p);
-                writable_ = writable;
-            }
-        }
-        ::close(fd);
-    }
-
-    bool mapped() const { return word_ != nullptr; }
-    bool writable() const { return writable_; }
-
-    std::uint64_t load() const {
-        return word_ ? std::atomic_ref<std::uint64_t>(*word_).load(std::memory_order_acquire) : 0;
-    }
-
-    // Returns the value before the bump. The file's time is set too: a write through
-    // the mapping tells nobody, a change of status wakes whoever follows the file
-    // (inotify), so that programs can be told of changes without asking.
-    std::uint64_t bump() {
-        const std::uint64_t before = std::atomic_ref<std::uint64_t>(*word_).fetch_add(1, std::memory_order_acq_rel);
-        ::utimensat(AT_FDCWD, path_.c_str(), nullptr, AT_SYMLINK_NOFOLLOW);
-        return before;
-    }
-
-private:
-    std::uint64_t* word_ = nullptr;
-    bool writable_ = false;
-    std::string path_;
-};
-
-// An open SQLite connection to a hive with its prepared statements. The statements
-// are declared after the database, so they are finalized before it is closed.
-struct Connection {
-    Database db;
-    bool writable = false;
-    Statement selectKey;
-    Statement selectValue;
-    Statement selectFolded;
-    Statement enumKeys;
-    Statement enumValues;
-    Statement insertKey;
-    Statement upsertValue;
-    Statement begin;
-    Statement commit;
-    Statement rollback;
-    ChangeCounter counter;
-};
-
-struct CachedValue {
-    bool present = false;  // a missing value is remembered too
-    std::uint32_t type = 0;
-    std::vector<std::uint8_t> data;
+enum class Batch {
+    None,
+    Open,
+    Lost,  // the connection failed inside it: writes refused until abortBatch or commitBatch
 };
 
 struct HiveState {
-    std::string folder;
-    std::string file;
+    store::HiveFile place;
     std::unique_ptr<Connection> conn;  // null until the file is opened, and while it does not exist
-
-    std::uint64_t seen = 0;                                // the counter the caches were filled at
-    std::unordered_map<std::string, std::int64_t> keyIds;  // by folded path; 0: no such key
-    std::unordered_map<std::int64_t, std::unordered_map<std::string, CachedValue>> values;
-    std::size_t cachedValues = 0;
+    store::HiveCache cache;
+    Batch batch = Batch::None;
+    std::string problem;        // why the last operation could not use the hive as it should
+    std::string readOnlyWhy;    // why a connection that should write may only read
 
     bool caching() const { return conn && conn->counter.mapped(); }
 
-    void dropCaches() {
-        keyIds.clear();
-        values.clear();
-        cachedValues = 0;
-    }
+    void dropCaches() { cache.clear(); }
 
     // Forgets what was read when anyone has written since.
     void refresh() {
-        if (!caching())
-            return;
-        const std::uint64_t now = conn->counter.load();
-        if (now != seen) {
-            dropCaches();
-            seen = now;
-        }
+        if (caching())
+            cache.follow(conn->counter.load());
     }
 
     // Tells the other stores that this one has committed a write. Returns whether the
-    // write may go into this store's caches: not when someone else wrote since the
+    // write may go into this store's cache: not when someone else wrote since the
     // last refresh, whose data may be newer than ours.
     bool publish() {
-        ChangeCounter& counter = conn->counter;
-        if (!counter.mapped())
-            return false;
+        store::ChangeCounter& counter = conn->counter;
         if (!counter.writable())
-            return true;  // nobody will hear of it, but our own view stays right
+            return false;  // then nobody keeps values in memory (HiveConnection.cpp)
         const std::uint64_t before = counter.bump();
-        const bool alone = before == seen;
-        seen = before + 1;
+        const bool alone = before == cache.seen();
+        cache.setSeen(before + 1);
         if (!alone)
             dropCaches();
         return alone;
-    }
-
-    CachedValue& remember(std::int64_t key, std::string folded, CachedValue value) {
-        if (cachedValues >= kMaxCachedValues)
-            dropCaches();
-        auto [it, inserted] = values[key].insert_or_assign(std::move(folded), std::move(value));
-        if (inserted)
-            ++cachedValues;
-        return it->second;
     }
 };
 
@@ -413,13 +103,6 @@ struct OpenKey {
     int hive;
     std::int64_t id;
     bool writable;
-};
-
-// Where the last enumeration of a key's subkeys stopped, so that asking for the
-// next index goes on from there instead of counting again from the first subkey.
-struct KeyCursor {
-    std::uint32_t next = 0;
-    std::string after;  // the folded path of the subkey at next - 1
 };
 
 long deliver(const CachedValue& value, std::uint32_t* type, std::vector<std::uint8_t>* data, std::uint32_t capacity,
@@ -437,6 +120,18 @@ long deliver(const CachedValue& value, std::uint32_t* type, std::vector<std::uin
     return regerr::Success;
 }
 
+std::string describeFileType(mode_t mode) {
+    if (S_ISDIR(mode))
+        return "a folder";
+    if (S_ISFIFO(mode))
+        return "a pipe";
+    if (S_ISSOCK(mode))
+        return "a socket";
+    if (S_ISCHR(mode) || S_ISBLK(mode))
+        return "a device";
+    return "not a regular file";
+}
+
 }  // namespace
 
 struct SqliteRegistryStore::Impl {
@@ -444,164 +139,150 @@ struct SqliteRegistryStore::Impl {
     std::mutex mutex;
     std::array<HiveState, HiveCount> hives;
     std::unordered_map<KeyHandle, OpenKey> handles;
-    std::unordered_map<KeyHandle, KeyCursor> cursors;
+    std::unordered_map<KeyHandle, Cursor> keyCursors;
+    std::unordered_map<KeyHandle, Cursor> valueCursors;
     KeyHandle nextHandle = 1;
 
     Impl(const std::string& userFolder, const std::string& machineFolder, Options opts) : options(opts) {
-        const auto place = [this](int index, const std::string& folder, const char* name) {
-            hives[index].folder = folder;
-            hives[index].file = (std::filesystem::path(folder) / name).string();
+        const auto place = [this](int index, const std::string& folder, const char* name, FileAccess access) {
+            hives[index].place = {folder, (std::filesystem::path(folder) / name).string(), access};
         };
-        place(ClassesRootIndex, userFolder, "HKEY_CLASSES_ROOT.db");
-        place(CurrentUserIndex, userFolder, "HKEY_CURRENT_USER.db");
-        place(LocalMachineIndex, machineFolder, "HKEY_LOCAL_MACHINE.db");
+        // In the user's folder the machine hive is the user's too.
+        const FileAccess machine = machineFolder == userFolder ? opts.userFiles : opts.machineFiles;
+        place(ClassesRootIndex, userFolder, "HKEY_CLASSES_ROOT.db", opts.userFiles);
+        place(CurrentUserIndex, userFolder, "HKEY_CURRENT_USER.db", opts.userFiles);
+        place(LocalMachineIndex, machineFolder, "HKEY_LOCAL_MACHINE.db", machine);
     }
 
+    const std::string& file(const HiveState& h) const { return h.place.file; }
+
     // Returns the error of an SQLite call. The connection is dropped unless the hive
-    // is only busy: the next call opens and checks the file again.
+    // is only busy: the next call opens and checks the file again. A batch dies with
+    // its connection.
     long failure(HiveState& h, int rc) {
-        if (!isBusy(rc)) {
-            h.conn.reset();
-            h.dropCaches();
+        if (isBusy(rc)) {
+            h.problem = file(h) + " is held by another process for longer than this one waits (" +
+                        std::to_string(options.busyTimeoutMs) + " ms)";
+            return fromSqlite(rc);
         }
+        const char* message = h.conn ? sqlite3_errmsg(h.conn->db.get()) : "";
+        const int primary = rc & 0xFF;
+        h.problem = file(h) + (primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB ? " is damaged: " : " failed: ") +
+                    message;
+        if (h.batch == Batch::Open)
+            h.batch = Batch::Lost;
+        h.conn.reset();
+        h.dropCaches();
         return fromSqlite(rc);
     }
 
     // Makes sure the hive's file is open. Without `create` a missing file is no
     // error: the hive is empty, and h.conn stays null.
     long openHive(HiveState& h, bool create) {
+        if (h.conn && h.conn->access == Access::Snapshot && !h.conn->stillWhole(file(h))) {
+            h.conn.reset();  // somebody writes the hive now: read it with them
+            h.dropCaches();
+        }
         if (h.conn)
             return regerr::Success;
         struct stat st {};
-        if (::stat(h.file.c_str(), &st) != 0) {
-            if (errno != ENOENT && errno != ENOTDIR)
+        if (::stat(file(h).c_str(), &st) != 0) {
+            if (errno != ENOENT && errno != ENOTDIR) {
+                h.problem = file(h) + " cannot be reached: " + std::strerror(errno);
                 return regerr::IoFailed;
+            }
             return create ? createHive(h) : regerr::Success;
         }
-        if (!S_ISREG(st.st_mode))
+        if (!S_ISREG(st.st_mode)) {
+            h.problem = file(h) + " is " + describeFileType(st.st_mode) + ", not a hive file";
             return regerr::IoFailed;
+        }
         if (st.st_size == 0)  // left by a creator that did not get to commit
             return create ? createHive(h) : regerr::Success;
-        if (const long rc = checkHeader(h.file))
+        if (const long rc = store::checkHeader(file(h), store::kApplicationId, h.problem))
             return rc;
-        return connect(h, mayWrite(h.file, st));
+        return connect(h, store::mayWrite(file(h), st));
     }
 
     long createHive(HiveState& h) {
-        std::error_code ec;
-        std::filesystem::create_directories(h.folder, ec);
-        if (ec || ::access(h.folder.c_str(), W_OK) != 0)
-            return regerr::AccessDenied;  // an empty hive that cannot be written
+        if (const long rc = store::makeFolder(h.place, h.problem))
+            return rc;
         struct stat st {};
-        if (::stat(h.file.c_str(), &st) == 0 && !mayWrite(h.file, st))
+        if (::stat(file(h).c_str(), &st) == 0 && !store::mayWrite(file(h), st)) {
+            h.problem = file(h) + " may not be written";
             return regerr::AccessDenied;
-
+        }
+        if (const long rc = store::createHiveFile(h.place, h.problem))
+            return rc;
         sqlite3* raw = nullptr;
-        int rc = sqlite3_open_v2(h.file.c_str(), &raw, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
-                                 nullptr);
-        Database db(raw);
+        int rc = sqlite3_open_v2(file(h).c_str(), &raw, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
+        store::Database db(raw);
         bool foreign = false;
         if (rc == SQLITE_OK) {
-            sqlite3_busy_timeout(db.get(), options.busyTimeoutMs);
-            rc = initializeHive(db.get(), foreign);
+            sqlite3_busy_timeout(raw, options.busyTimeoutMs);
+            rc = store::initializeHive(raw, foreign);
         }
+        if (rc != SQLITE_OK)
+            h.problem = file(h) + " cannot be made a hive: " + (raw ? sqlite3_errmsg(raw) : "out of memory");
         db.reset();
-        if (foreign)
+        if (foreign) {
+            h.problem = file(h) + " is not a hive of CVLParamcor: another program made a database in its place";
             return regerr::BadDatabase;
+        }
         if (rc != SQLITE_OK)
             return fromSqlite(rc);
         return connect(h, true);
     }
 
+    // Opens a file that is ours, or empty and being made ours.
     long connect(HiveState& h, bool writable) {
-        auto c = std::make_unique<Connection>();
-        c->writable = writable;
-        sqlite3* raw = nullptr;
-        const int flags = (writable ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY) | SQLITE_OPEN_NOMUTEX;
-        int rc = sqlite3_open_v2(h.file.c_str(), &raw, flags, nullptr);
-        c->db.reset(raw);
-        sqlite3* db = raw;
-        if (rc == SQLITE_OK)
-            sqlite3_busy_timeout(db, options.busyTimeoutMs);
-        // Only read until the file has proved to be ours, in its schema version too.
-        std::int64_t applicationId = 0;
-        std::int64_t version = 0;
-        if (rc == SQLITE_OK)
-            rc = queryInt(db, "PRAGMA application_id", applicationId);
-        if (rc == SQLITE_OK)
-            rc = queryInt(db, "PRAGMA user_version", version);
-        if (rc == SQLITE_OK && (applicationId != kApplicationId || version != kSchemaVersion))
-            return regerr::BadDatabase;
-        if (rc == SQLITE_OK && writable) {
-            // The -wal and -shm files stay when the last writer closes, so that
-            // read-only openers, who cannot create them, find them.
-            int persist = 1;
-            sqlite3_file_control(db, "main", SQLITE_FCNTL_PERSIST_WAL, &persist);
-            rc = enterWal(db, options.busyTimeoutMs);
-            if (rc == SQLITE_OK)
-                rc = sqlite3_exec(db, "PRAGMA synchronous=NORMAL", nullptr, nullptr, nullptr);
+        store::tighten(h.place);
+        std::unique_ptr<Connection> c;
+        store::Opened opened = store::openConnection(h.place, writable, options.busyTimeoutMs, c);
+        if (opened.rc != regerr::Success) {
+            h.problem = std::move(opened.why);
+            return opened.rc;
         }
-        if (rc == SQLITE_OK)
-            rc = prepareStatements(*c);
-        if (rc != SQLITE_OK) {
-            const int primary = rc & 0xFF;
-            if (writable && (primary == SQLITE_READONLY || primary == SQLITE_CANTOPEN || primary == SQLITE_PERM)) {
-                // Say, a folder we may not write that lacks the -wal and -shm files.
-                c.reset();
-                return connect(h, false);
-            }
-            return fromSqlite(rc);
-        }
-
-        struct stat st {};
-        const mode_t mode = ::stat(h.file.c_str(), &st) == 0 ? (st.st_mode & 0666) : 0644;
-        c->counter.map(h.file + "-changes", writable, mode);
         h.conn = std::move(c);
+        h.readOnlyWhy = std::move(opened.why);
+        if (!h.conn->writable() && h.readOnlyWhy.empty())
+            h.readOnlyWhy = file(h) + " may not be written";
         h.dropCaches();
-        h.seen = h.conn->counter.load();
+        if (opened.refolded && h.conn->counter.writable())
+            h.conn->counter.bump();  // others found keys by the old names
+        h.cache.setSeen(h.conn->counter.load());
         return regerr::Success;
     }
 
-    static int prepareStatements(Connection& c) {
-        sqlite3* db = c.db.get();
-        int rc = prepare(db, "SELECT id, path FROM keys WHERE folded = ?1", c.selectKey);
-        if (rc == SQLITE_OK)
-            rc = prepare(db, "SELECT type, data FROM vals WHERE key = ?1 AND folded = ?2", c.selectValue);
-        // The file keeps no parent column, so that hives written before enumeration
-        // existed need no change: the subkeys of a key are the paths that continue
-        // its own ("PATH\", ?3) with one more name. They lie between "PATH\" and
-        // "PATH]" ("]" follows the backslash), a range of the index on folded paths;
-        // ?2 is null for the root key. ?1 is where to start: "PATH\", or the subkey
-        // found last.
-        if (rc == SQLITE_OK)
-            rc = prepare(db, "SELECT folded FROM keys WHERE id = ?1", c.selectFolded);
-        if (rc == SQLITE_OK)
-            rc = prepare(db,
-                         "SELECT path, folded FROM keys"
-                         " WHERE folded > ?1 AND (?2 IS NULL OR folded < ?2)"
-                         " AND instr(substr(folded, length(?3) + 1), '\\') = 0"
-                         " ORDER BY folded LIMIT 1 OFFSET ?4",
-                         c.enumKeys);
-        if (rc == SQLITE_OK)
-            rc = prepare(db, "SELECT name, type, data FROM vals WHERE key = ?1 ORDER BY folded LIMIT 1 OFFSET ?2",
-                         c.enumValues);
-        if (rc != SQLITE_OK || !c.writable)
-            return rc;
-        rc = prepare(db, "INSERT INTO keys(path, folded) VALUES(?1, ?2)", c.insertKey);
-        if (rc == SQLITE_OK)
-            rc = prepare(db,
-                         "INSERT INTO vals(key, folded, name, type, data) SELECT ?1, ?2, ?3, ?4, ?5"
-                         " WHERE EXISTS (SELECT 1 FROM keys WHERE id = ?1)"  // not when deleted meanwhile
-                         " ON CONFLICT(key, folded) DO UPDATE SET type = excluded.type, data = excluded.data",
-                         c.upsertValue);
-        if (rc == SQLITE_OK)
-            rc = prepare(db, "BEGIN IMMEDIATE", c.begin);
-        if (rc == SQLITE_OK)
-            rc = prepare(db, "COMMIT", c.commit);
-        if (rc == SQLITE_OK)
-            rc = prepare(db, "ROLLBACK", c.rollback);
-        return rc;
+    // Before a write outside a batch, or a batch: the counter must be one this
+    // process bumps, or one nobody has. A missing one may have appeared since.
+    long readyToWrite(HiveState& h) {
+        if (h.batch == Batch::Lost) {
+            h.problem = file(h) + ": the batch of writes was lost, when the hive failed";
+            return regerr::IoFailed;
+        }
+        if (!h.conn->writable()) {
+            h.problem = h.readOnlyWhy;
+            return regerr::AccessDenied;
+        }
+        store::ChangeCounter& counter = h.conn->counter;
+        if (counter.state() == store::ChangeCounter::State::Missing) {
+            struct stat st {};
+            ::stat(file(h).c_str(), &st);
+            counter.open(file(h) + "-changes", true, st);
+            h.cache.setSeen(counter.load());
+            h.dropCaches();
+            if (counter.state() == store::ChangeCounter::State::ReadOnly) {
+                h.conn->access = Access::Read;
+                h.readOnlyWhy = h.problem = counter.problem() + ": this program reads the hive only";
+                return regerr::AccessDenied;
+            }
+        }
+        return regerr::Success;
     }
+
+    // A committed write: tell the others, and keep what was written if we may.
+    bool committed(HiveState& h) { return h.batch == Batch::Open ? h.caching() : h.publish() && h.caching(); }
 
     // Looks a key up by its folded path; `id` is 0 when there is no such key.
     int lookUpKey(Connection& c, std::string_view folded, std::int64_t& id, std::string* path) {
@@ -609,39 +290,39 @@ struct SqliteRegistryStore::Impl {
         bindText(c.selectKey.get(), 1, folded);
         return stepOnce(c.selectKey.get(), [&](sqlite3_stmt* row) {
             id = sqlite3_column_int64(row, 0);
-            if (path) {
-                const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(row, 1));
-                path->assign(text ? text : "", static_cast<std::size_t>(sqlite3_column_bytes(row, 1)));
-            }
+            if (path)
+                *path = store::columnText(row, 1);
         });
     }
 
     long findKey(HiveState& h, const std::string& folded, std::int64_t& id) {
         h.refresh();
-        if (h.caching()) {
-            const auto it = h.keyIds.find(folded);
-            if (it != h.keyIds.end()) {
-                id = it->second;
+        if (h.caching())
+            if (const std::int64_t* known = h.cache.findKey(folded)) {
+                id = *known;
                 return regerr::Success;
             }
-        }
         const int rc = lookUpKey(*h.conn, folded, id, nullptr);
         if (!succeeded(rc))
             return failure(h, rc);
         if (h.caching())
-            h.keyIds.emplace(folded, id);
+            h.cache.rememberKey(folded, id);
         return regerr::Success;
     }
 
     long abandon(HiveState& h, int rc) {
-        stepOnce(h.conn->rollback.get());
+        if (h.batch != Batch::Open)
+            stepOnce(h.conn->rollback.get());
         return failure(h, rc);
     }
 
-    // Creates the key and its missing parents in one transaction.
+    // Creates the key and its missing parents in one transaction (the batch's, when
+    // one is open).
     long createKeys(HiveState& h, const std::string& path, std::int64_t& id) {
+        if (const long rc = readyToWrite(h))
+            return rc;
         std::string clean;
-        normalizePath(path, clean, false);
+        store::normalizePath(path, clean, false);
         const std::string folded = store::foldName(clean);  // same length, same backslashes
         std::vector<std::size_t> ends;                      // where each name of the path ends
         for (std::size_t i = 0; i < clean.size(); ++i)
@@ -651,7 +332,8 @@ struct SqliteRegistryStore::Impl {
         const auto prefixLength = [&](std::size_t names) { return names == 0 ? 0 : ends[names - 1]; };
 
         Connection& c = *h.conn;
-        int rc = stepOnce(c.begin.get());
+        const bool ownTransaction = h.batch != Batch::Open;
+        int rc = ownTransaction ? stepOnce(c.begin.get()) : SQLITE_OK;
         if (!succeeded(rc))
             return failure(h, rc);
 
@@ -667,10 +349,8 @@ struct SqliteRegistryStore::Impl {
                 return abandon(h, rc);
         }
         if (parentId == 0) {  // not even the root key
-            stepOnce(c.rollback.get());
-            h.conn.reset();
-            h.dropCaches();
-            return regerr::BadDatabase;
+            h.problem = file(h) + " is damaged: it has no root key";
+            return abandon(h, SQLITE_CORRUPT);
         }
 
         std::vector<std::pair<std::string, std::int64_t>> created;
@@ -688,17 +368,19 @@ struct SqliteRegistryStore::Impl {
             parentPath = std::move(keyPath);
             created.emplace_back(std::move(keyFolded), parentId);
         }
-        rc = stepOnce(c.commit.get());
-        if (!succeeded(rc))
-            return abandon(h, rc);
+        if (ownTransaction) {
+            rc = stepOnce(c.commit.get());
+            if (!succeeded(rc))
+                return abandon(h, rc);
+        }
 
         id = parentId;
         if (created.empty()) {  // someone else made it meanwhile
             if (h.caching())
-                h.keyIds.insert_or_assign(folded, id);
-        } else if (h.publish() && h.caching()) {
+                h.cache.rememberKey(folded, id);
+        } else if (committed(h)) {
             for (auto& [keyFolded, keyId] : created)
-                h.keyIds.insert_or_assign(std::move(keyFolded), keyId);
+                h.cache.rememberKey(std::move(keyFolded), keyId);
         }
         return regerr::Success;
     }
@@ -713,22 +395,24 @@ struct SqliteRegistryStore::Impl {
         // does there and nowhere else; createKey refuses it there too.
         const bool skipBackslash = hive == Hive::ClassesRoot && !create && !path.empty() && path.front() == '\\';
         std::string folded;
-        if (const long rc = normalizePath(skipBackslash ? path.substr(1) : path, folded, true))
+        if (const long rc = store::normalizePath(skipBackslash ? path.substr(1) : path, folded, true))
             return rc;
 
         const std::lock_guard lock(mutex);
         HiveState& h = hives[index];
+        h.problem.clear();
         if (const long rc = openHive(h, create))
             return rc;
         std::int64_t id = 0;
         if (!h.conn) {  // no file yet: only the root key exists
             if (!folded.empty())
                 return regerr::FileNotFound;
-            id = kRootKeyId;
+            id = store::kRootKeyId;
         } else {
-            if (create && !h.conn->writable) {
+            if (create && !h.conn->writable()) {
+                h.problem = h.readOnlyWhy;
                 if (options.refused)
-                    options.refused(h.file);
+                    options.refused(file(h));
                 return regerr::AccessDenied;
             }
             if (const long rc = findKey(h, folded, id))
@@ -764,34 +448,28 @@ struct SqliteRegistryStore::Impl {
 
     long queryValue(KeyHandle key, const std::string& name, std::uint32_t* type, std::vector<std::uint8_t>* data,
                     std::uint32_t capacity, std::uint32_t* size) {
-        std::string folded = store::foldName(cutAtNul(name));
+        std::string folded = store::foldName(store::cutAtNul(name));
         const std::lock_guard lock(mutex);
         const auto it = handles.find(key);
         if (it == handles.end())
             return regerr::InvalidHandle;
         const OpenKey open = it->second;
         HiveState& h = hives[open.hive];
+        h.problem.clear();
         if (const long rc = openHive(h, false))
             return rc;
         if (!h.conn)  // no file yet: the root key has no values
             return regerr::FileNotFound;
 
         h.refresh();
-        if (h.caching()) {
-            const auto keyIt = h.values.find(open.id);
-            if (keyIt != h.values.end()) {
-                const auto valueIt = keyIt->second.find(folded);
-                if (valueIt != keyIt->second.end()) {
-                    if (!valueIt->second.present)
-                        return regerr::FileNotFound;
-                    return deliver(valueIt->second, type, data, capacity, size);
-                }
-            }
-        }
+        if (h.caching())
+            if (const CachedValue* cached = h.cache.findValue(open.id, folded))
+                return cached->present ? deliver(*cached, type, data, capacity, size) : regerr::FileNotFound;
         CachedValue fetched;
         if (const long rc = fetchValue(h, open.id, folded, fetched))
             return rc;
-        const CachedValue& value = h.caching() ? h.remember(open.id, std::move(folded), std::move(fetched)) : fetched;
+        const CachedValue& value =
+            h.caching() ? h.cache.rememberValue(open.id, std::move(folded), std::move(fetched)) : fetched;
         if (!value.present)
             return regerr::FileNotFound;
         return deliver(value, type, data, capacity, size);
@@ -800,7 +478,9 @@ struct SqliteRegistryStore::Impl {
     long setValue(KeyHandle key, const std::string& name, std::uint32_t type, const std::vector<std::uint8_t>& data) {
         if (data.size() > std::numeric_limits<std::uint32_t>::max())
             return regerr::InvalidParameter;
-        const std::string_view plainName = cutAtNul(name);
+        const std::string_view plainName = store::cutAtNul(name);
+        if (plainName.size() > reglimit::ValueName && store::nameLength(plainName) > reglimit::ValueName)
+            return regerr::NameTooLong;
         std::string folded = store::foldName(plainName);
         const std::lock_guard lock(mutex);
         const auto it = handles.find(key);
@@ -810,12 +490,17 @@ struct SqliteRegistryStore::Impl {
         if (!open.writable)
             return regerr::AccessDenied;
         HiveState& h = hives[open.hive];
+        h.problem.clear();
+        if (h.batch == Batch::Lost)
+            return readyToWrite(h);
         if (const long rc = openHive(h, false))
             return rc;
-        if (!h.conn)  // the file was removed under an open key
+        if (!h.conn) {  // the file was removed under an open key
+            h.problem = file(h) + " was removed";
             return regerr::IoFailed;
-        if (!h.conn->writable)
-            return regerr::AccessDenied;
+        }
+        if (const long rc = readyToWrite(h))
+            return rc;
 
         h.refresh();
         sqlite3_stmt* upsert = h.conn->upsertValue.get();
@@ -832,8 +517,8 @@ struct SqliteRegistryStore::Impl {
             return failure(h, rc);
         if (sqlite3_changes(h.conn->db.get()) == 0)
             return regerr::KeyDeleted;
-        if (h.publish() && h.caching())
-            h.remember(open.id, std::move(folded), CachedValue{true, type, data});
+        if (committed(h))
+            h.cache.rememberValue(open.id, std::move(folded), CachedValue{true, type, data});
         return regerr::Success;
     }
 
@@ -846,19 +531,22 @@ struct SqliteRegistryStore::Impl {
         if (!open.writable)
             return regerr::AccessDenied;
         HiveState& h = hives[open.hive];
+        h.problem.clear();
+        if (h.batch == Batch::Lost)
+            return readyToWrite(h);
         if (const long rc = openHive(h, false))
             return rc;
         if (!h.conn)
             return regerr::FileNotFound;  // no file: nothing to delete
-        if (!h.conn->writable)
-            return regerr::AccessDenied;
+        if (const long rc = readyToWrite(h))
+            return rc;
         h.refresh();
         hive = &h;
         return regerr::Success;
     }
 
     long deleteValue(KeyHandle key, const std::string& name) {
-        std::string folded = store::foldName(cutAtNul(name));
+        std::string folded = store::foldName(store::cutAtNul(name));
         const std::lock_guard lock(mutex);
         OpenKey open{};
         HiveState* hive = nullptr;
@@ -870,14 +558,14 @@ struct SqliteRegistryStore::Impl {
             return failure(*hive, rc);
         if (outcome != store::Deleted::Done)
             return regerr::FileNotFound;
-        if (hive->publish() && hive->caching())
-            hive->remember(open.id, std::move(folded), CachedValue{});
+        if (committed(*hive))
+            hive->cache.rememberValue(open.id, std::move(folded), CachedValue{});
         return regerr::Success;
     }
 
     long deleteTree(KeyHandle key, const std::string& path) {
         std::string folded;
-        if (const long rc = normalizePath(path, folded, true))
+        if (const long rc = store::normalizePath(path, folded, true))
             return rc;
         const std::lock_guard lock(mutex);
         OpenKey open{};
@@ -892,14 +580,15 @@ struct SqliteRegistryStore::Impl {
             return regerr::KeyDeleted;
         if (outcome == store::Deleted::NothingThere)
             return regerr::FileNotFound;
-        hive->publish();
+        committed(*hive);
         hive->dropCaches();  // key ids and values of the whole tree
         return regerr::Success;
     }
 
     long closeKey(KeyHandle key) {
         const std::lock_guard lock(mutex);
-        cursors.erase(key);
+        keyCursors.erase(key);
+        valueCursors.erase(key);
         return handles.erase(key) != 0 ? regerr::Success : regerr::InvalidHandle;
     }
 
@@ -912,6 +601,7 @@ struct SqliteRegistryStore::Impl {
             return regerr::InvalidHandle;
         open = it->second;
         HiveState& h = hives[open.hive];
+        h.problem.clear();
         if (const long rc = openHive(h, false))
             return rc;
         if (!h.conn)
@@ -934,49 +624,26 @@ struct SqliteRegistryStore::Impl {
         sqlite3_bind_int64(c.selectFolded.get(), 1, open.id);
         int rc = stepOnce(c.selectFolded.get(), [&](sqlite3_stmt* row) {
             known = true;
-            const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(row, 0));
-            folded.assign(text ? text : "", static_cast<std::size_t>(sqlite3_column_bytes(row, 0)));
+            folded = store::columnText(row, 0);
         });
         if (!succeeded(rc))
             return failure(h, rc);
         if (!known)
             return regerr::NoMoreItems;  // the file was replaced under the open key
 
-        const std::string own = folded.empty() ? std::string() : folded + '\\';
-        const std::string end = folded.empty() ? std::string() : folded + ']';
-        KeyCursor& cursor = cursors[key];
-        const bool goOn = index != 0 && index == cursor.next;
-        const std::string start = goOn ? cursor.after : own;
-        sqlite3_stmt* select = c.enumKeys.get();
-        bindText(select, 1, start);
-        if (folded.empty())
-            sqlite3_bind_null(select, 2);
-        else
-            bindText(select, 2, end);
-        bindText(select, 3, own);
-        sqlite3_bind_int64(select, 4, goOn ? 0 : index);
+        store::Subkey subkey;
         bool found = false;
-        std::string path;
-        std::string childFolded;
-        rc = stepOnce(select, [&](sqlite3_stmt* row) {
-            found = true;
-            const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(row, 0));
-            path.assign(text ? text : "", static_cast<std::size_t>(sqlite3_column_bytes(row, 0)));
-            text = reinterpret_cast<const char*>(sqlite3_column_text(row, 1));
-            childFolded.assign(text ? text : "", static_cast<std::size_t>(sqlite3_column_bytes(row, 1)));
-        });
+        rc = store::findSubkey(c, folded, index, keyCursors[key], subkey, found);
         if (!succeeded(rc))
             return failure(h, rc);
         if (!found) {
-            cursors.erase(key);
+            keyCursors.erase(key);
             return regerr::NoMoreItems;
         }
         if (name) {
-            const std::size_t slash = path.rfind('\\');
-            name->assign(slash == std::string::npos ? path : path.substr(slash + 1));
+            const std::size_t slash = subkey.path.rfind('\\');
+            name->assign(slash == std::string::npos ? subkey.path : subkey.path.substr(slash + 1));
         }
-        cursor.next = index + 1;
-        cursor.after = std::move(childFolded);
         return regerr::Success;
     }
 
@@ -988,30 +655,100 @@ struct SqliteRegistryStore::Impl {
         if (const long rc = enumerable(key, open, hive))
             return rc;
         HiveState& h = *hive;
-        sqlite3_stmt* select = h.conn->enumValues.get();
-        sqlite3_bind_int64(select, 1, open.id);
-        sqlite3_bind_int64(select, 2, index);
+        store::Value value;
         bool found = false;
-        const int rc = stepOnce(select, [&](sqlite3_stmt* row) {
-            found = true;
-            if (name) {
-                const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(row, 0));
-                name->assign(text ? text : "", static_cast<std::size_t>(sqlite3_column_bytes(row, 0)));
-            }
-            if (type)
-                *type = static_cast<std::uint32_t>(sqlite3_column_int64(row, 1));
-            if (data) {
-                const auto* bytes = static_cast<const std::uint8_t*>(sqlite3_column_blob(row, 2));
-                const int count = sqlite3_column_bytes(row, 2);
-                if (bytes && count > 0)
-                    data->assign(bytes, bytes + count);
-                else
-                    data->clear();
-            }
-        });
+        const int rc = store::findValue(*h.conn, open.id, index, valueCursors[key], &value, found);
         if (!succeeded(rc))
             return failure(h, rc);
-        return found ? regerr::Success : regerr::NoMoreItems;
+        if (!found) {
+            valueCursors.erase(key);
+            return regerr::NoMoreItems;
+        }
+        if (name)
+            *name = std::move(value.name);
+        if (type)
+            *type = value.type;
+        if (data)
+            *data = std::move(value.data);
+        return regerr::Success;
+    }
+
+    HiveState* hiveOf(Hive hive) {
+        const int index = hiveIndex(hive);
+        return index < 0 ? nullptr : &hives[index];
+    }
+
+    long beginBatch(Hive hive) {
+        const std::lock_guard lock(mutex);
+        HiveState* state = hiveOf(hive);
+        if (!state)
+            return regerr::InvalidHandle;
+        HiveState& h = *state;
+        h.problem.clear();
+        if (h.batch != Batch::None)
+            return regerr::InvalidParameter;
+        if (const long rc = openHive(h, true))
+            return rc;
+        if (const long rc = readyToWrite(h))
+            return rc;
+        h.refresh();
+        const int rc = stepOnce(h.conn->begin.get());
+        if (!succeeded(rc))
+            return failure(h, rc);
+        h.batch = Batch::Open;
+        return regerr::Success;
+    }
+
+    long commitBatch(Hive hive) {
+        const std::lock_guard lock(mutex);
+        HiveState* state = hiveOf(hive);
+        if (!state)
+            return regerr::InvalidHandle;
+        HiveState& h = *state;
+        if (h.batch == Batch::None)
+            return regerr::InvalidParameter;
+        if (h.batch == Batch::Lost) {
+            const long rc = readyToWrite(h);
+            h.batch = Batch::None;
+            return rc;
+        }
+        h.problem.clear();
+        const int rc = stepOnce(h.conn->commit.get());
+        if (!succeeded(rc)) {
+            stepOnce(h.conn->rollback.get());
+            h.batch = Batch::None;
+            h.dropCaches();
+            return failure(h, rc);
+        }
+        h.batch = Batch::None;
+        if (!h.publish())
+            h.dropCaches();
+        return regerr::Success;
+    }
+
+    long abortBatch(Hive hive) {
+        const std::lock_guard lock(mutex);
+        HiveState* state = hiveOf(hive);
+        if (!state)
+            return regerr::InvalidHandle;
+        HiveState& h = *state;
+        if (h.batch == Batch::None)
+            return regerr::InvalidParameter;
+        if (h.batch == Batch::Open && h.conn)
+            stepOnce(h.conn->rollback.get());
+        h.batch = Batch::None;
+        h.dropCaches();
+        return regerr::Success;
+    }
+
+    std::string diagnostic(Hive hive) {
+        const std::lock_guard lock(mutex);
+        const HiveState* h = hiveOf(hive);
+        if (!h)
+            return std::string();
+        if (!h->problem.empty() || !h->conn)
+            return h->problem;
+        return h->conn->counter.problem();
     }
 };
 
@@ -1068,14 +805,30 @@ long SqliteRegistryStore::deleteTree(KeyHandle key, const std::string& path) {
     return d->deleteTree(key, path);
 }
 
+long SqliteRegistryStore::beginBatch(Hive hive) {
+    return d->beginBatch(hive);
+}
+
+long SqliteRegistryStore::commitBatch(Hive hive) {
+    return d->commitBatch(hive);
+}
+
+long SqliteRegistryStore::abortBatch(Hive hive) {
+    return d->abortBatch(hive);
+}
+
+std::string SqliteRegistryStore::diagnostic(Hive hive) {
+    return d->diagnostic(hive);
+}
+
 std::string SqliteRegistryStore::changeFile(Hive hive) const {
     const int index = hiveIndex(hive);
-    return index < 0 ? std::string() : d->hives[index].file + "-changes";
+    return index < 0 ? std::string() : d->hives[index].place.file + "-changes";
 }
 
 std::string SqliteRegistryStore::hiveFile(Hive hive) const {
     const int index = hiveIndex(hive);
-    return index < 0 ? std::string() : d->hives[index].file;
+    return index < 0 ? std::string() : d->hives[index].place.file;
 }
 
 }  // namespace paramcor

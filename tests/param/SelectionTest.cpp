@@ -5,6 +5,9 @@
 
 #include <CVLParamcor/Parametri.h>
 
+#include <QFile>
+#include <QTemporaryDir>
+
 #include <gtest/gtest.h>
 
 #include <QFile>
@@ -234,6 +237,40 @@ TEST(OpenKey, FailureShowsThePathAndTheCallerReportsItsOwnError) {
     EXPECT_TRUE(platform.messages()[2].title.isNull());
     EXPECT_EQ(platform.messages()[3].text, "Error opening key \\Prog");
     EXPECT_EQ(platform.messages()[4].text, "ERROR! Cannot write variables : key is not open!");
+}
+
+TEST(OpenKey, AHiveFileThatCannotBeUsedIsNamedOncePerProcess) {
+    // The system's messages stay as they are; the store's word on the file comes
+    // after the first of them, and once only.
+    TestPlatform platform;
+    Parametri par;
+    // A store whose user hive is a file of something else.
+    QTemporaryDir folder;
+    const auto store = std::make_shared<SqliteRegistryStore>(folder.path().toStdString());
+    const std::string file = store->hiveFile(Hive::CurrentUser);
+    QFile foreign(QString::fromStdString(file));
+    ASSERT_TRUE(foreign.open(QIODevice::WriteOnly));
+    foreign.write(QByteArray(4096, 'x'));
+    foreign.close();
+    Platform withForeignHive = paramcor::platform();
+    withForeignHive.registry = store;
+    installPlatform(withForeignHive);
+    const std::size_t before = platform.messages().size();
+    par.CurrentUser();
+    par.Programma("Prog");
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(par.LeggiParametro("V", Long(5)), QVariant());
+    const std::vector<test::RecordedMessage> shown(platform.messages().begin() + static_cast<std::ptrdiff_t>(before),
+                                             platform.messages().end());
+    ASSERT_EQ(shown.size(), 5u);
+    EXPECT_EQ(shown[0].text, "Error opening key SOFTWARE\\Prog");
+    EXPECT_EQ(shown[1].text, QStringLiteral("ERROR! %1 is not a hive of CVLParamcor: it is not an SQLite database")
+                                 .arg(QString::fromStdString(file)));
+    EXPECT_EQ(shown[1].flags, 16);
+    EXPECT_TRUE(shown[1].title.isNull());
+    EXPECT_EQ(shown[2].text, "ERROR! Cannot read variables : key is not open!");
+    EXPECT_EQ(shown[3].text, "Error opening key SOFTWARE\\Prog");
+    EXPECT_EQ(shown[4].text, "ERROR! Cannot read variables : key is not open!");
 }
 
 TEST(OpenKey, ReadOnlyStoreIsReadAndItsWritesFailSilently) {

@@ -1,56 +1,18 @@
 // The SQLite store: the conformance suite, and what only this store does: its files,
 // read-only and foreign files, and several processes sharing a hive.
 #include "RegistryStoreConformance.h"
+#include "StoreTesting.h"
 
 #include <CVLParamcor/SqliteRegistryStore.h>
 
 #include <sqlite3.h>
 
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <atomic>
-#include <chrono>
-#include <filesystem>
-#include <fstream>
-#include <functional>
-#include <iterator>
 #include <map>
-#include <random>
-#include <stdexcept>
-
-namespace fs = std::filesystem;
 
 namespace paramcor::test {
 
 namespace {
-
-fs::path uniqueTempPath(const std::string& what) {
-    static std::atomic<int> counter{0};
-    std::random_device random;
-    return fs::temp_directory_path() / ("cvlparamcor-" + what + "-" + std::to_string(::getpid()) + "-" +
-                                        std::to_string(counter++) + "-" + std::to_string(random()));
-}
-
-// A folder of its own, removed at the end. It is not created: the stores must do it.
-class TempFolder {
-public:
-    explicit TempFolder(const std::string& what) : path_(uniqueTempPath(what)) {}
-    ~TempFolder() {
-        std::error_code ignored;
-        fs::remove_all(path_, ignored);
-    }
-    TempFolder(const TempFolder&) = delete;
-    TempFolder& operator=(const TempFolder&) = delete;
-
-    const fs::path& path() const { return path_; }
-    std::string str() const { return path_.string(); }
-
-private:
-    fs::path path_;
-};
 
 StoreUnderTest sqliteStore(const std::string& name, bool separateMachineFolder) {
     const auto root = std::make_shared<fs::path>(uniqueTempPath("conformance"));
@@ -70,27 +32,6 @@ StoreUnderTest sqliteStore(const std::string& name, bool separateMachineFolder) 
 INSTANTIATE_TEST_SUITE_P(Sqlite, RegistryStoreConformance,
                          ::testing::Values(sqliteStore("OneFolder", false), sqliteStore("TwoFolders", true)),
                          StoreName());
-
-long readValue(RegistryStore& store, KeyHandle key, const std::string& name, std::vector<std::uint8_t>& data) {
-    return store.queryValue(key, name, nullptr, &data, 1u << 20, nullptr);
-}
-
-std::string fileBytes(const fs::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-void writeFile(const fs::path& file, const std::string& content) {
-    std::ofstream(file, std::ios::binary | std::ios::trunc) << content;
-}
-
-// Runs SQL on a database of somebody else's.
-void makeDatabase(const fs::path& file, const char* sql) {
-    sqlite3* db = nullptr;
-    ASSERT_EQ(sqlite3_open(file.c_str(), &db), SQLITE_OK);
-    EXPECT_EQ(sqlite3_exec(db, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
-    sqlite3_close(db);
-}
 
 // A database of somebody else's with a hot journal, as a crash in the middle of a
 // transaction leaves it: whoever opens it with SQLite rolls the journal back into it.
@@ -113,113 +54,6 @@ void makeCrashedDatabase(const fs::path& file) {
     sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
     sqlite3_close(db);
     fs::remove_all(scratch);
-}
-
-// What a folder holds, to the byte and to the modification time.
-struct FileState {
-    bool directory = false;
-    std::string bytes;
-    fs::file_time_type modified;
-    bool operator==(const FileState&) const = default;
-};
-
-void PrintTo(const FileState& file, std::ostream* out) {
-    *out << (file.directory ? "folder" : std::to_string(file.bytes.size()) + " bytes") << " modified at "
-         << file.modified.time_since_epoch().count();
-}
-
-std::map<std::string, FileState> folderState(const fs::path& folder) {
-    std::map<std::string, FileState> state;
-    for (const auto& entry : fs::directory_iterator(folder)) {
-        FileState& file = state[entry.path().filename().string()];
-        file.directory = entry.is_directory();
-        file.bytes = file.directory ? std::string() : fileBytes(entry.path());
-        file.modified = fs::last_write_time(entry.path());
-    }
-    return state;
-}
-
-// Dates the files back, so that any write shows in their modification time.
-void ageFolder(const fs::path& folder) {
-    const auto yesterday = fs::file_time_type::clock::now() - std::chrono::hours(24);
-    for (const auto& entry : fs::directory_iterator(folder))
-        fs::last_write_time(entry.path(), yesterday);
-}
-
-// A forked process that runs `body` when told to. Children are forked before this
-// process opens any SQLite connection to the files they use: a child must not
-// inherit SQLite's bookkeeping of the locks its parent holds.
-class Child {
-public:
-    explicit Child(const std::function<int(Child&)>& body) {
-        if (::pipe(down_) != 0 || ::pipe(up_) != 0)
-            throw std::runtime_error("pipe");
-        pid_ = ::fork();
-        if (pid_ < 0)
-            throw std::runtime_error("fork");
-        if (pid_ == 0) {
-            ::close(down_[1]);
-            ::close(up_[0]);
-            ::_exit(awaitGo() ? body(*this) : 100);
-        }
-        ::close(down_[0]);
-        ::close(up_[1]);
-    }
-
-    ~Child() {
-        if (pid_ > 0 && !finished_) {
-            ::kill(pid_, SIGKILL);
-            ::waitpid(pid_, nullptr, 0);
-        }
-        ::close(down_[1]);
-        ::close(up_[0]);
-    }
-
-    Child(const Child&) = delete;
-    Child& operator=(const Child&) = delete;
-
-    // In the parent.
-    void go() { EXPECT_EQ(::write(down_[1], "g", 1), 1); }
-    bool heard() {
-        char c = 0;
-        return ::read(up_[0], &c, 1) == 1;
-    }
-    int exitCode() {
-        int status = 0;
-        if (::waitpid(pid_, &status, 0) != pid_)
-            return -1;
-        finished_ = true;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
-
-    // In the child.
-    bool awaitGo() {
-        char c = 0;
-        return ::read(down_[0], &c, 1) == 1;
-    }
-    bool say() { return ::write(up_[1], "s", 1) == 1; }
-
-private:
-    int down_[2] = {-1, -1};
-    int up_[2] = {-1, -1};
-    pid_t pid_ = -1;
-    bool finished_ = false;
-};
-
-// In a child: holds a write transaction on the hive until told to let go.
-int holdWriteLock(Child& child, const std::string& file, bool exclusiveLocking) {
-    sqlite3* db = nullptr;
-    if (sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK)
-        return 1;
-    const char* sql = exclusiveLocking ? "PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE; UPDATE keys SET path = path"
-                                       : "BEGIN IMMEDIATE; UPDATE keys SET path = path";
-    if (sqlite3_exec(db, sql, nullptr, nullptr, nullptr) != SQLITE_OK)
-        return 2;
-    if (!child.say() || !child.awaitGo())
-        return 3;
-    sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
-    sqlite3_close(db);
-    return 0;
 }
 
 constexpr Hive kHives[] = {Hive::ClassesRoot, Hive::CurrentUser, Hive::LocalMachine};
@@ -598,6 +432,139 @@ TEST(SqliteRegistryStore, WithoutAChangeCounterEveryReadAsksTheFile) {
         ASSERT_EQ(writer.setValue(written, "v", regtype::Dword, dword(value)), regerr::Success);
         EXPECT_EQ(readValue(reader, read, "v", data), regerr::Success);
         EXPECT_EQ(data, dword(value));
+    }
+}
+
+TEST(SqliteRegistryStore, ABatchIsKeptWholeOrNotAtAll) {
+    TempFolder root("batch");
+    const auto valueOf = [](RegistryStore& store, const std::string& path) {
+        KeyHandle key = 0;
+        if (const long rc = store.openKey(Hive::CurrentUser, path, &key))
+            return rc;
+        std::vector<std::uint8_t> data;
+        const long rc = readValue(store, key, "v", data);
+        store.closeKey(key);
+        return rc;
+    };
+    // Dies in the middle of a batch.
+    Child dying([&](Child&) {
+        SqliteRegistryStore store(root.str());
+        if (store.beginBatch(Hive::CurrentUser) != regerr::Success)
+            return 1;
+        KeyHandle key = 0;
+        if (store.createKey(Hive::CurrentUser, "Software\\Dying", &key) != regerr::Success ||
+            store.setValue(key, "v", regtype::Dword, dword(1)) != regerr::Success)
+            return 2;
+        ::_exit(0);
+    });
+    dying.go();
+    ASSERT_EQ(dying.exitCode(), 0);
+
+    SqliteRegistryStore store(root.str());
+    SqliteRegistryStore other(root.str());
+    EXPECT_EQ(valueOf(other, "Software\\Dying"), regerr::FileNotFound);
+    for (const bool commit : {false, true}) {
+        SCOPED_TRACE(commit);
+        ASSERT_EQ(store.beginBatch(Hive::CurrentUser), regerr::Success);
+        EXPECT_EQ(store.beginBatch(Hive::CurrentUser), regerr::InvalidParameter);  // one at a time
+        for (const char* path : {"Software\\A", "Software\\A\\B", "Software\\C"}) {
+            KeyHandle key = 0;
+            ASSERT_EQ(store.createKey(Hive::CurrentUser, path, &key), regerr::Success);
+            EXPECT_EQ(store.setValue(key, "v", regtype::Dword, dword(commit ? 2 : 1)), regerr::Success);
+            EXPECT_EQ(store.setValue(key, std::string(16384, 'n'), regtype::Dword, dword(1)), regerr::NameTooLong);
+        }
+        EXPECT_EQ(valueOf(store, "Software\\A\\B"), regerr::Success);  // the batch's own writes are seen
+        EXPECT_EQ(valueOf(other, "Software\\A\\B"), regerr::FileNotFound);
+        if (commit) {
+            EXPECT_EQ(store.commitBatch(Hive::CurrentUser), regerr::Success);
+        } else {
+            EXPECT_EQ(store.abortBatch(Hive::CurrentUser), regerr::Success);
+        }
+        for (RegistryStore* s : {static_cast<RegistryStore*>(&store), static_cast<RegistryStore*>(&other)})
+            for (const char* path : {"Software\\A", "Software\\A\\B", "Software\\C"})
+                EXPECT_EQ(valueOf(*s, path), commit ? regerr::Success : regerr::FileNotFound) << path;
+    }
+    EXPECT_EQ(store.commitBatch(Hive::CurrentUser), regerr::InvalidParameter);
+    EXPECT_EQ(store.abortBatch(Hive::LocalMachine), regerr::InvalidParameter);
+
+    // Another process's writes wait for the batch, then go on.
+    ASSERT_EQ(store.beginBatch(Hive::CurrentUser), regerr::Success);
+    SqliteRegistryStore::Options quick;
+    quick.busyTimeoutMs = 50;
+    SqliteRegistryStore waiting(root.str(), quick);
+    KeyHandle key = 0;
+    ASSERT_EQ(waiting.createKey(Hive::CurrentUser, "Software\\A", &key), regerr::Success);
+    EXPECT_EQ(waiting.setValue(key, "v", regtype::Dword, dword(3)), regerr::SharingViolation);
+    EXPECT_EQ(store.commitBatch(Hive::CurrentUser), regerr::Success);
+    EXPECT_EQ(waiting.setValue(key, "v", regtype::Dword, dword(3)), regerr::Success);
+}
+
+TEST(SqliteRegistryStore, KeyPathsKeepTheRegistrysLimits) {
+    // 512 levels, and at most 32,766 characters in a path; names of up to 256
+    // characters are the conformance suite's.
+    TempFolder root("limits");
+    SqliteRegistryStore store(root.str());
+    std::string deepest = "Software";
+    for (std::size_t level = 2; level <= reglimit::KeyDepth; ++level)
+        deepest += "\\k";
+    const std::string longest = [] {
+        std::string path = "Software";
+        while (path.size() + 1 + 255 <= reglimit::KeyPath)
+            path += "\\" + std::string(255, 'n');
+        return path + "\\" + std::string(reglimit::KeyPath - path.size() - 1, 'n');
+    }();
+    ASSERT_EQ(longest.size(), reglimit::KeyPath);
+    for (const std::string& path : {deepest, longest}) {
+        KeyHandle key = 0;
+        EXPECT_EQ(store.createKey(Hive::CurrentUser, path, &key), regerr::Success);
+        EXPECT_EQ(checkKeyPath(path), regerr::Success);
+        for (const std::string& beyond : {path + "\\x", path + "x"}) {
+            if (path == deepest && beyond == path + "x")
+                continue;
+            EXPECT_EQ(store.createKey(Hive::CurrentUser, beyond, &key), regerr::NameTooLong);
+            EXPECT_EQ(store.openKey(Hive::CurrentUser, beyond, &key), regerr::NameTooLong);
+            EXPECT_EQ(checkKeyPath(beyond), regerr::NameTooLong);
+        }
+    }
+    KeyHandle key = 0;
+    EXPECT_EQ(store.openKey(Hive::CurrentUser, deepest + "\\\\", &key), regerr::Success);  // no empty levels
+    EXPECT_EQ(checkKeyPath("Software\\" + std::string(257, 'n')), regerr::InvalidParameter);
+    // Characters as Windows counts them: "é" is one, in two bytes.
+    std::string accented;
+    for (std::size_t i = 0; i < 200; ++i)
+        accented += "é";
+    EXPECT_EQ(checkKeyPath(accented), regerr::Success);
+}
+
+TEST(SqliteRegistryStore, ListingStepsOverTheSubtreesOfSubkeys) {
+    // Names that begin like others, with deep subtrees between them in the index: each
+    // subkey is listed once, in the order of the upper-cased names, at every level.
+    TempFolder root("subtrees");
+    SqliteRegistryStore store(root.str());
+    const std::vector<std::string> children = {"B", "B!", "B-x", "BC", "BCD", "B_", "C"};
+    for (const std::string& child : children)
+        for (const char* below : {"", "\\x", "\\x\\y", "\\z"}) {
+            KeyHandle key = 0;
+            ASSERT_EQ(store.createKey(Hive::CurrentUser, "Software\\" + child + below, &key), regerr::Success);
+            EXPECT_EQ(store.setValue(key, below, regtype::Dword, dword(1)), regerr::Success);
+        }
+    for (const auto& [path, expected] : std::vector<std::pair<std::string, std::vector<std::string>>>{
+             {"", {"Software"}},
+             {"Software", {"B", "B!", "B-x", "BC", "BCD", "B_", "C"}},
+             {"Software\\B", {"x", "z"}},
+             {"Software\\B\\x", {"y"}},
+             {"Software\\B\\x\\y", {}}}) {
+        KeyHandle key = 0;
+        ASSERT_EQ(store.openKey(Hive::CurrentUser, path, &key), regerr::Success);
+        std::vector<std::string> listed;
+        std::string name;
+        for (std::uint32_t i = 0; store.enumKey(key, i, &name) == regerr::Success; ++i)
+            listed.push_back(name);
+        EXPECT_EQ(listed, expected) << path;
+        for (std::uint32_t i = static_cast<std::uint32_t>(expected.size()); i-- > 0;) {  // backwards, from the first each time
+            EXPECT_EQ(store.enumKey(key, i, &name), regerr::Success);
+            EXPECT_EQ(name, expected[i]);
+        }
     }
 }
 

@@ -321,6 +321,38 @@ INSTANTIATE_TEST_SUITE_P(
                 ":7: the hex(2) text has an odd number of bytes"}),
     [](const auto& info) { return std::string(info.param.label); });
 
+TEST(ParamcorRegistryFile, KeysBeyondTheRegistrysLimitsAreRefusedWithTheirLine) {
+    const Workshop workshop;
+    QByteArray deep = "[HKCU\\SOFTWARE";
+    for (int level = 2; level <= 513; ++level)
+        deep += "\\k";
+    const QString file = workshop.path("profondo.reg");
+    writeFile(file, windows(QByteArray(kGood) + deep + "]\n"));
+    const Outcome run = workshop.run({"registro", "importa", file});
+    EXPECT_EQ(run.code, 1) << run;
+    EXPECT_TRUE(run.err.startsWith(QStringLiteral("paramcor: registro importa: %1:6: the key is deeper than 512 levels").arg(file)))
+        << run;
+}
+
+TEST(ParamcorRegistryFile, AWriteThatFailsHalfwayLeavesNothingImported) {
+    // The store refuses a value name of more than 16,383 characters; the keys and
+    // values before it in the file are not kept either.
+    const Workshop workshop;
+    const QString file = workshop.path("meta.reg");
+    writeFile(file, windows(QByteArray(kGood) + "[HKEY_CURRENT_USER\\SOFTWARE\\Corvel\\Prima]\n\"a\"=dword:00000001\n\n"
+                                                "[HKEY_CURRENT_USER\\SOFTWARE\\Corvel\\Seconda]\n\"" +
+                            QByteArray(16384, 'n') + "\"=dword:00000002\n"));
+    const Outcome run = workshop.run({"registro", "importa", file});
+    EXPECT_EQ(run.code, 1) << run;
+    EXPECT_TRUE(run.err.startsWith(
+        QStringLiteral("paramcor: registro importa: HKEY_CURRENT_USER\\SOFTWARE\\Corvel\\Seconda cannot be "
+                       "written (error 206")))
+        << run;
+    EXPECT_TRUE(run.err.trimmed().endsWith(QStringLiteral("; nothing was imported"))) << run;
+    auto store = workshop.store();
+    EXPECT_FALSE(storedValue(store, Hive::CurrentUser, "SOFTWARE\\Corvel\\Prima", "a").found);
+}
+
 TEST(ParamcorRegistryFile, HugeAndMissingFilesAreRefused) {
     const Workshop workshop({}, true);
     const QString huge = workshop.path("enorme.reg");
@@ -351,9 +383,10 @@ TEST(ParamcorRegistryFile, AHiveThatMayNotBeWrittenStopsTheImportBeforeItStarts)
                             "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Corvel]\n\"VersioneProdotto\"=\"6.0\"\n\n"));
     const Outcome run = workshop.run({"registro", "importa", file});
     EXPECT_EQ(run.code, 1) << run;
-    EXPECT_EQ(
-        run.errLines(),
-        QStringList{QStringLiteral("paramcor: registro importa: HKEY_LOCAL_MACHINE cannot be written (error 5); nothing was imported")});
+    EXPECT_EQ(run.errLines(),
+              QStringList{QStringLiteral("paramcor: registro importa: HKEY_LOCAL_MACHINE cannot be written (error 5: "
+                                         "%1/HKEY_LOCAL_MACHINE.db may not be written); nothing was imported")
+                              .arg(workshop.registry())});
     EXPECT_FALSE(storedValue(store, Hive::CurrentUser, kSuite, "Lingua").found);
     EXPECT_EQ(storedValue(store, Hive::LocalMachine, kSuite, "VersioneProdotto").value.data, utf8("5.0"));
 }

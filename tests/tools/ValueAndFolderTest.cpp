@@ -6,6 +6,7 @@
 #include <QFile>
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <charconv>
 #include <cstring>
@@ -179,6 +180,50 @@ TEST(ParamcorValue, AStoreThatMayNotBeWrittenIsAnError) {
     EXPECT_EQ(storedValue(store, Hive::LocalMachine, "SOFTWARE\\Corvel\\Magazzino", "Lastre").value.data,
               littleEndian<int>(12));
     EXPECT_EQ(workshop.run({"valore", "scrivi", "Magazzino", "Lastre", "Long", "99"}).code, 0);
+}
+
+TEST(ParamcorValue, AWriteDroppedForALockHeldElsewhereIsAnError) {
+    const Workshop workshop;
+    ASSERT_EQ(workshop.run({"valore", "scrivi", "Magazzino", "Lastre", "Long", "12"}).code, 0);
+
+    // Another program holds the hive's write lock for longer than the tool waits: the
+    // library drops the write without a word, as it does all refused writes.
+    sqlite3* other = nullptr;
+    const QString hive = workshop.registry() + QStringLiteral("/HKEY_CURRENT_USER.db");
+    ASSERT_EQ(sqlite3_open(hive.toUtf8().constData(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+    const Outcome dropped =
+        workshop.run({"--attesa", "1", "valore", "scrivi", "Magazzino", "Lastre", "Long", "99"});
+    sqlite3_exec(other, "ROLLBACK", nullptr, nullptr, nullptr);
+    sqlite3_close(other);
+
+    EXPECT_EQ(dropped.code, 1) << dropped;
+    EXPECT_TRUE(dropped.out.isEmpty()) << dropped;
+    EXPECT_TRUE(dropped.err.contains(QStringLiteral("HKEY_CURRENT_USER\\SOFTWARE\\Corvel\\Magazzino: Lastre was not "
+                                                    "written (error 32: %1 is held by another process")
+                                         .arg(hive)))
+        << dropped;
+    auto store = workshop.store();
+    EXPECT_EQ(storedValue(store, Hive::CurrentUser, "SOFTWARE\\Corvel\\Magazzino", "Lastre").value.data,
+              littleEndian<int>(12));
+}
+
+TEST(ParamcorValue, AHiveFileThatIsNotAHiveIsNamedWithTheCause) {
+    const Workshop workshop;
+    QDir().mkpath(workshop.registry());
+    const QString hive = workshop.registry() + QStringLiteral("/HKEY_CURRENT_USER.db");
+    {
+        QFile file(hive);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(QByteArray(4096, 'x'));
+    }
+    const QString cause = hive + QStringLiteral(" is not a hive of CVLParamcor: it is not an SQLite database");
+    const Outcome read = workshop.run({"valore", "leggi", "Magazzino", "Lastre", "Long"});
+    EXPECT_EQ(read.code, 1) << read;
+    EXPECT_EQ(read.err.count(cause), 1) << read;
+    const Outcome exported = workshop.run({"registro", "esporta", "HKCU\\SOFTWARE", workshop.path("x.reg")});
+    EXPECT_EQ(exported.code, 1) << exported;
+    EXPECT_TRUE(exported.err.contains(QStringLiteral("cannot be read (error 1009: ") + cause + u')')) << exported;
 }
 
 const QByteArray kFolders =

@@ -32,7 +32,7 @@ constexpr KnownOption kOptions[] = {
     {"registro", true},  {"installazione", true}, {"lingua", true},  {"file", true},        {"sezione", true},
     {"macchina", false}, {"regedit4", false},     {"tutti", false},  {"help", false},        {"modello", false},
     {"version", false},  {"json", false},         {"si", false},     {"grezzo", false},      {"predefinito", true},
-    {"ricorsivo", false},
+    {"ricorsivo", false}, {"attesa", true},
 };
 
 // The one-letter forms, as other tools have them.
@@ -58,6 +58,8 @@ const QString kCommonOptions = QStringLiteral(
     "                        library's, ~/.config/CVLParamcor and /var/lib/CVLParamcor)\n"
     "  --installazione DIR   the installation whose ParamCor.txt lies in DIR (default:\n"
     "                        the folder of the library)\n"
+    "  --attesa SECONDI      how long a write waits for another program that holds the\n"
+    "                        store (default: 15)\n"
     "  --json                what a reading command prints, as one JSON document\n"
     "  -h, --help            this help\n"
     "  --version             the version and the store's files");
@@ -481,7 +483,8 @@ int run(const QStringList& arguments) {
     currentCommand() = command->name.join(u' ');
     for (auto it = parsed.options.begin(); it != parsed.options.end(); ++it) {
         const QString& option = it.key();
-        if (option == QLatin1String("registro") || option == QLatin1String("installazione"))
+        if (option == QLatin1String("registro") || option == QLatin1String("installazione") ||
+            option == QLatin1String("attesa"))
             continue;
         const bool allowed = std::any_of(command->options.begin(), command->options.end(),
                                          [&](const QString& o) { return o.section(u' ', 0, 0) == option; });

@@ -477,6 +477,11 @@ Key parseKeyLine(const QString& line, int number) {
     for (const QString& name : QString::fromStdString(split->second).split(u'\\'))
         if (name.size() > kMaxKeyName)
             throw FormatError(number, QStringLiteral("a key name is longer than %1 characters").arg(kMaxKeyName));
+    if (checkKeyPath(split->second) != regerr::Success)
+        throw FormatError(number, QStringLiteral("the key is deeper than %1 levels or longer than %2 characters, "
+                                                 "the registry's limits")
+                                      .arg(reglimit::KeyDepth)
+                                      .arg(reglimit::KeyPath));
     if (remove && split->second.empty())
         throw FormatError(number, QStringLiteral("a whole hive cannot be removed"));
     return Key{split->first, split->second, {}, remove};

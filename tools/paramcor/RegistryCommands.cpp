@@ -18,6 +18,7 @@
 #include <cstdio>
 #include <iostream>
 #include <set>
+#include <vector>
 
 #include <unistd.h>
 
@@ -44,8 +45,10 @@ QString fullName(Hive hive, const std::string& path) {
     return path.empty() ? regfile::hiveName(hive) : regfile::hiveName(hive) + u'\\' + QString::fromStdString(path);
 }
 
-[[noreturn]] void storeFailure(Hive hive, const std::string& path, const char* doing, long rc) {
-    throw Failure(QStringLiteral("%1 cannot be %2 (error %3)").arg(fullName(hive, path), QLatin1String(doing)).arg(rc));
+[[noreturn]] void storeFailure(RegistryStore& store, Hive hive, const std::string& path, const char* doing, long rc,
+                               const QString& after = QString()) {
+    throw Failure(QStringLiteral("%1 cannot be %2 (%3)%4")
+                      .arg(fullName(hive, path), QLatin1String(doing), storeError(store, hive, rc), after));
 }
 
 std::string child(const std::string& path, const std::string& name) {
@@ -77,7 +80,7 @@ std::string storedSpelling(RegistryStore& store, Hive hive, const std::string& p
 void collect(RegistryStore& store, Hive hive, const std::string& path, Document& document, std::size_t& values) {
     KeyHandle handle = 0;
     if (const long rc = store.openKey(hive, path, &handle))
-        storeFailure(hive, path, "read", rc);
+        storeFailure(store, hive, path, "read", rc);
     const OpenKey key(store, handle);
 
     regfile::Key entry{hive, path, {}};
@@ -87,7 +90,7 @@ void collect(RegistryStore& store, Hive hive, const std::string& path, Document&
         if (rc == regerr::NoMoreItems)
             break;
         if (rc != regerr::Success)
-            storeFailure(hive, path, "read", rc);
+            storeFailure(store, hive, path, "read", rc);
         entry.values.push_back(std::move(value));
     }
     values += entry.values.size();
@@ -100,7 +103,7 @@ void collect(RegistryStore& store, Hive hive, const std::string& path, Document&
         if (rc == regerr::NoMoreItems)
             break;
         if (rc != regerr::Success)
-            storeFailure(hive, path, "read", rc);
+            storeFailure(store, hive, path, "read", rc);
         children.push_back(std::move(name));
     }
     for (const std::string& name : children)
@@ -124,7 +127,7 @@ KeyHandle openExisting(RegistryStore& store, Hive hive, const std::string& path)
     if (rc == regerr::FileNotFound)
         throw Failure(QStringLiteral("there is no key %1 in the store").arg(fullName(hive, path)), kNotFound);
     if (rc != regerr::Success)
-        storeFailure(hive, path, "read", rc);
+        storeFailure(store, hive, path, "read", rc);
     return handle;
 }
 
@@ -149,7 +152,7 @@ Contents contentsOf(RegistryStore& store, Hive hive, const std::string& path) {
         if (rc == regerr::NoMoreItems)
             break;
         if (rc != regerr::Success)
-            storeFailure(hive, path, "read", rc);
+            storeFailure(store, hive, path, "read", rc);
         contents.values.push_back(std::move(value));
     }
     for (std::uint32_t i = 0;; ++i) {
@@ -158,7 +161,7 @@ Contents contentsOf(RegistryStore& store, Hive hive, const std::string& path) {
         if (rc == regerr::NoMoreItems)
             break;
         if (rc != regerr::Success)
-            storeFailure(hive, path, "read", rc);
+            storeFailure(store, hive, path, "read", rc);
         contents.subkeys.push_back(std::move(name));
     }
     std::sort(contents.values.begin(), contents.values.end(),
@@ -239,7 +242,7 @@ int deleteFromRegistry(Session& session, const Arguments& arguments, const QStri
             if (rc == regerr::FileNotFound)
                 throw Failure(QStringLiteral("%1 has no value \"%2\"").arg(name, operands[1]), kNotFound);
             if (rc != regerr::Success)
-                storeFailure(hive, path, "read", rc);
+                storeFailure(store, hive, path, "read", rc);
         }
     }
 
@@ -248,10 +251,10 @@ int deleteFromRegistry(Session& session, const Arguments& arguments, const QStri
             throw Failure(QStringLiteral("nothing was deleted"));
         KeyHandle handle = 0;
         if (const long rc = store.createKey(hive, path, &handle))
-            storeFailure(hive, path, "written", rc);
+            storeFailure(store, hive, path, "written", rc);
         const OpenKey key(store, handle);
         if (const long rc = store.deleteValue(handle, operands[1].toStdString()))
-            storeFailure(hive, path, "written", rc);
+            storeFailure(store, hive, path, "written", rc);
         printLine(QStringLiteral("Deleted the value \"%1\" of %2").arg(operands[1], name));
         return 0;
     }
@@ -268,10 +271,10 @@ int deleteFromRegistry(Session& session, const Arguments& arguments, const QStri
     const std::string parent = slash == std::string::npos ? std::string() : path.substr(0, slash);
     KeyHandle handle = 0;
     if (const long rc = store.createKey(hive, parent, &handle))
-        storeFailure(hive, parent, "written", rc);
+        storeFailure(store, hive, parent, "written", rc);
     const OpenKey key(store, handle);
     if (const long rc = store.deleteTree(handle, slash == std::string::npos ? path : path.substr(slash + 1)))
-        storeFailure(hive, path, "deleted", rc);
+        storeFailure(store, hive, path, "deleted", rc);
     printLine(QStringLiteral("Deleted %1: %2 keys, %3 values").arg(name).arg(below.keys.size()).arg(values));
     return 0;
 }
@@ -334,60 +337,99 @@ int importRegistry(Session& session, const Arguments&, const QStringList& operan
         throw Failure(QStringLiteral("%1: %2; nothing was imported").arg(where, error.message()));
     }
 
-    // Every hive the file writes must take writes before the first one is made.
+    // Each hive is written in one batch, which the store keeps whole or drops: every
+    // hive the file writes must take writes before the first one is made.
     RegistryStore& store = session.store();
     std::set<Hive> hives;
     for (const regfile::Key& key : document.keys)
         hives.insert(key.hive);
+    std::vector<Hive> batches;
+    bool wholeOrNothing = true;
+    const auto abortBatches = [&] {
+        for (const Hive hive : batches)
+            store.abortBatch(hive);
+    };
+    const QString nothing = QStringLiteral("; nothing was imported");
     for (const Hive hive : hives) {
-        KeyHandle handle = 0;
-        const long rc = store.createKey(hive, std::string(), &handle);
-        if (rc != regerr::Success)
-            throw Failure(QStringLiteral("%1 cannot be written (error %2); nothing was imported")
-                              .arg(regfile::hiveName(hive))
-                              .arg(rc));
-        store.closeKey(handle);
+        long rc = store.beginBatch(hive);
+        if (rc == regerr::Success) {
+            batches.push_back(hive);
+            continue;
+        }
+        if (rc == regerr::InvalidFunction) {  // a store that writes each value at once
+            wholeOrNothing = false;
+            KeyHandle handle = 0;
+            rc = store.createKey(hive, std::string(), &handle);
+            if (rc == regerr::Success) {
+                store.closeKey(handle);
+                continue;
+            }
+        }
+        abortBatches();
+        storeFailure(store, hive, std::string(), "written", rc, nothing);
     }
+    const QString partly = wholeOrNothing ? nothing
+                                          : QStringLiteral("; what came before it in the file was imported: this "
+                                                           "store cannot import all or nothing");
+    const auto fail = [&](Hive hive, const std::string& path, const char* doing, long rc) {
+        storeFailure(store, hive, path, doing, rc, partly);
+    };
 
     std::set<std::pair<Hive, QString>> keys;
     std::size_t values = 0;
     std::size_t removed = 0;
-    for (const regfile::Key& key : document.keys) {
-        if (key.remove) {
-            // As regedit: a key that is not there is no fault.
-            const std::size_t slash = key.path.rfind('\\');
-            const std::string parent = slash == std::string::npos ? std::string() : key.path.substr(0, slash);
-            KeyHandle handle = 0;
-            if (store.openKey(key.hive, key.path, &handle) != regerr::Success)
-                continue;
-            store.closeKey(handle);
-            if (const long rc = store.createKey(key.hive, parent, &handle))
-                storeFailure(key.hive, parent, "written", rc);
-            const OpenKey open(store, handle);
-            const long rc = store.deleteTree(handle, key.path.substr(slash == std::string::npos ? 0 : slash + 1));
-            if (rc != regerr::Success && rc != regerr::FileNotFound)
-                storeFailure(key.hive, key.path, "deleted", rc);
-            ++removed;
-            continue;
-        }
-        KeyHandle handle = 0;
-        if (const long rc = store.createKey(key.hive, key.path, &handle))
-            storeFailure(key.hive, key.path, "written", rc);
-        const OpenKey open(store, handle);
-        for (const regfile::Value& value : key.values) {
-            if (value.remove) {
-                const long rc = store.deleteValue(handle, value.name);
+    try {
+        for (const regfile::Key& key : document.keys) {
+            if (key.remove) {
+                // As regedit: a key that is not there is no fault.
+                const std::size_t slash = key.path.rfind('\\');
+                const std::string parent = slash == std::string::npos ? std::string() : key.path.substr(0, slash);
+                KeyHandle handle = 0;
+                if (store.openKey(key.hive, key.path, &handle) != regerr::Success)
+                    continue;
+                store.closeKey(handle);
+                if (const long rc = store.createKey(key.hive, parent, &handle))
+                    fail(key.hive, parent, "written", rc);
+                const OpenKey open(store, handle);
+                const long rc = store.deleteTree(handle, key.path.substr(slash == std::string::npos ? 0 : slash + 1));
                 if (rc != regerr::Success && rc != regerr::FileNotFound)
-                    storeFailure(key.hive, key.path, "written", rc);
+                    fail(key.hive, key.path, "deleted", rc);
                 ++removed;
-            } else if (const long rc = store.setValue(handle, value.name, value.type, value.data)) {
-                storeFailure(key.hive, key.path, "written", rc);
-            } else {
-                ++values;
+                continue;
             }
+            KeyHandle handle = 0;
+            if (const long rc = store.createKey(key.hive, key.path, &handle))
+                fail(key.hive, key.path, "written", rc);
+            const OpenKey open(store, handle);
+            for (const regfile::Value& value : key.values) {
+                if (value.remove) {
+                    const long rc = store.deleteValue(handle, value.name);
+                    if (rc != regerr::Success && rc != regerr::FileNotFound)
+                        fail(key.hive, key.path, "written", rc);
+                    ++removed;
+                } else if (const long rc = store.setValue(handle, value.name, value.type, value.data)) {
+                    fail(key.hive, key.path, "written", rc);
+                } else {
+                    ++values;
+                }
+            }
+            keys.insert({key.hive, QString::fromStdString(key.path).toUpper()});
         }
-        keys.insert({key.hive, QString::fromStdString(key.path).toUpper()});
+    } catch (...) {
+        abortBatches();
+        throw;
     }
+    for (std::size_t i = 0; i < batches.size(); ++i)
+        if (const long rc = store.commitBatch(batches[i])) {
+            for (std::size_t j = i + 1; j < batches.size(); ++j)
+                store.abortBatch(batches[j]);
+            QStringList done;
+            for (std::size_t j = 0; j < i; ++j)
+                done << regfile::hiveName(batches[j]);
+            storeFailure(store, batches[i], std::string(), "written", rc,
+                         done.isEmpty() ? nothing
+                                        : QStringLiteral("; only %1 was imported").arg(done.join(QStringLiteral(", "))));
+        }
     if (removed == 0)
         printLine(QStringLiteral("Imported %1: %2 keys, %3 values").arg(name).arg(keys.size()).arg(values));
     else

@@ -129,7 +129,13 @@ public:
                 return regerr::Success;
             }
         }
-        return store_->setValue(key, name, type, data);
+        const long rc = store_->setValue(key, name, type, data);
+        if (rc != regerr::Success) {
+            const std::lock_guard lock(mutex_);
+            ++failedWrites_;
+            lastFailure_ = rc;
+        }
+        return rc;
     }
     long closeKey(KeyHandle key) override {
         {
@@ -155,6 +161,20 @@ public:
                    std::vector<std::uint8_t>* data) override {
         return store_->enumValue(key, index, name, type, data);
     }
+    long beginBatch(Hive hive) override { return readOnly_ ? regerr::AccessDenied : store_->beginBatch(hive); }
+    long commitBatch(Hive hive) override { return store_->commitBatch(hive); }
+    long abortBatch(Hive hive) override { return store_->abortBatch(hive); }
+    std::string diagnostic(Hive hive) override { return store_->diagnostic(hive); }
+
+    // The writes the store refused, which the library passes over in silence.
+    int failedWrites() const {
+        const std::lock_guard lock(mutex_);
+        return failedWrites_;
+    }
+    long lastFailure() const {
+        const std::lock_guard lock(mutex_);
+        return lastFailure_;
+    }
 
 private:
     // The suite's key paths are ASCII; the library composes them without doubled
@@ -178,8 +198,10 @@ private:
     }
 
     std::shared_ptr<RegistryStore> store_;
-    std::mutex mutex_;
+    mutable std::mutex mutex_;
     std::atomic<bool> readOnly_ = false;
+    int failedWrites_ = 0;
+    long lastFailure_ = regerr::Success;
     bool active_ = false;
     std::string suiteKey_;
     std::vector<std::uint8_t> language_;
@@ -189,13 +211,17 @@ private:
 Session::Session(const Arguments& arguments) : messages_(std::make_shared<ToolMessages>()) {
     Platform p;
     std::shared_ptr<RegistryStore> store;
+    SqliteRegistryStore::Options options;
+    if (arguments.has(QStringLiteral("attesa")))
+        options.busyTimeoutMs =
+            parseNumber(arguments.value(QStringLiteral("attesa")), 0, 3600, QStringLiteral("--attesa")) * 1000;
     if (arguments.has(QStringLiteral("registro"))) {
         const QString folder = arguments.value(QStringLiteral("registro"));
         if (folder.isEmpty())
             throw UsageError(QStringLiteral("--registro needs a folder"));
-        store = std::make_shared<SqliteRegistryStore>(QDir(folder).absolutePath().toStdString());
+        store = std::make_shared<SqliteRegistryStore>(QDir(folder).absolutePath().toStdString(), options);
     } else {
-        store = defaultRegistryStore();
+        store = defaultRegistryStore(options);
     }
     store_ = std::make_shared<LanguageOverride>(store);
     p.registry = store_;
@@ -273,6 +299,36 @@ void Session::overrideLanguage(short language) {
         store_->set(parametri_->RadReg().toStdString(), language_);
         parametri_->Lingua();
     }
+}
+
+int Session::failedWrites() const {
+    return store_->failedWrites();
+}
+
+long Session::lastFailedWrite() const {
+    return store_->lastFailure();
+}
+
+QString Session::storeError(Hive hive, long code) {
+    return paramcor::tool::storeError(*store_, hive, code);
+}
+
+QString storeError(RegistryStore& store, Hive hive, long code) {
+    QString text = QStringLiteral("error %1").arg(code);
+    const QString why = QString::fromStdString(store.diagnostic(hive));
+    if (!why.isEmpty())
+        return text + QStringLiteral(": ") + why;
+    if (code == regerr::SharingViolation)
+        return text + QStringLiteral(": another program holds the store");
+    if (code == regerr::AccessDenied)
+        return text + QStringLiteral(": the store may not be written");
+    if (code == regerr::NameTooLong)
+        return text + QStringLiteral(": a key deeper than %1 levels, a key path longer than %2 characters or a value "
+                                     "name longer than %3 characters, the registry's limits")
+                          .arg(reglimit::KeyDepth)
+                          .arg(reglimit::KeyPath)
+                          .arg(reglimit::ValueName);
+    return text;
 }
 
 bool Session::failed() const {

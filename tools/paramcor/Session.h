@@ -51,6 +51,14 @@ public:
     // without writing it: other programs of the user keep theirs.
     void overrideLanguage(short language);
 
+    // The writes the store refused so far, and the code of the last one: the library
+    // drops them without a word, as the registry of a user without rights does.
+    int failedWrites() const;
+    long lastFailedWrite() const;
+
+    // A failed store call on `hive`, for a message: "error 32: <file> is held by...".
+    QString storeError(Hive hive, long code);
+
     // Whether the library showed an error message during the run.
     bool failed() const;
 
@@ -65,6 +73,10 @@ private:
     std::unique_ptr<Parametri> parametri_;
     short language_ = 0;
 };
+
+// A failed call of `store` on `hive`, for a message: the registry's code and what
+// the store can tell of the file, "error 32: <file> is held by another process...".
+QString storeError(RegistryStore& store, Hive hive, long code);
 
 // The own name of a language number: "Italiano", "English"..., "language 13, unnamed".
 QString languageName(int language);

@@ -253,18 +253,26 @@ int writeValue(Session& session, const Arguments& arguments, const QStringList& 
     select(par, place);
 
     // The library drops a write the store refuses without a word, as the registry
-    // does for a user without rights: say it here.
+    // does for a user without rights, or when another program keeps the hive locked
+    // longer than the store waits: say it here.
     const QString key = keyName(par, place);
     KeyHandle handle = 0;
     const Hive hive = place.machine ? Hive::LocalMachine : Hive::CurrentUser;
     const long opened = session.store().createKey(hive, key.section(u'\\', 1).toStdString(), &handle);
-    if (opened != regerr::Success)
-        throw Failure(tr("%1 cannot be written (error %2)").arg(key).arg(opened));
+    if (opened != regerr::Success) {
+        const QString why = session.storeError(hive, opened);  // before the texts read the store
+        throw Failure(tr("%1 cannot be written (%2)").arg(key, why));
+    }
     session.store().closeKey(handle);
 
     const int mark = session.errors();
+    const int refused = session.failedWrites();
     par.ScriviParametro(operands[1], value);
     session.throwIfReportedSince(mark);
+    if (session.failedWrites() > refused) {
+        const QString why = session.storeError(hive, session.lastFailedWrite());  // before the texts read the store
+        throw Failure(tr("%1: %2 was not written (%3)").arg(key, operands[1], why));
+    }
     printLine(QStringLiteral("%1: %2 = %3 (%4)").arg(key, operands[1], format(value), typeName(type)));
     return 0;
 }

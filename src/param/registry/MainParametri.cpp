@@ -2,7 +2,9 @@
 
 #include <CVLParamcor/Platform.h>
 
+#include <set>
 #include <stdexcept>
+#include <string>
 
 namespace paramcor {
 
@@ -91,8 +93,20 @@ void MainParametri::OpenKey() {
         // suite's operators may add. Nothing is wrong with the caller's request.
         emptyKey_ = openKey_ == 0 && created == regerr::AccessDenied && result == regerr::FileNotFound;
     }
-    if (openKey_ == 0 && !emptyKey_)
+    if (openKey_ == 0 && !emptyKey_) {
         message(QStringLiteral("Error opening key ") + path, mb::OkOnly);
+        reportStoreProblem(store);
+    }
+}
+
+// The system's message names no file and no cause. Where the store can say which
+// file failed and why, the user hears it once per process, not at every access.
+void MainParametri::reportStoreProblem(RegistryStore& store) const {
+    static std::set<std::string> told;
+    const std::string problem = store.diagnostic(hive_);
+    if (problem.empty() || !told.insert(problem).second)
+        return;
+    message(QStringLiteral("ERROR! ") + QString::fromStdString(problem), mb::Critical);
 }
 
 void MainParametri::CloseKey() {

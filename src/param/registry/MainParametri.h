@@ -69,6 +69,7 @@ private:
     // Reads the open key's REG_SZ value as the suite's strings: at most 255
     // characters, one trailing zero dropped. MoreData when it is longer.
     long queryString(const std::string& name, std::uint32_t* type, QString* text) const;
+    void reportStoreProblem(RegistryStore& store) const;
     // Shows a registry message: no explicit title.
     static void message(const QString& text, int flags);
 

@@ -1,0 +1,67 @@
+// The change counter of a hive: one 64-bit word in a small file beside it
+// ("-changes"), mapped shared by every process that uses the hive. A writer bumps it
+// after each commit; a reader that finds it moved forgets what it keeps in memory.
+// So the memory of readers is right only while every committed write bumps it:
+// a process that may write the hive but not the counter must not write at all.
+#pragma once
+
+#include <sys/stat.h>
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+
+namespace paramcor::store {
+
+class ChangeCounter {
+public:
+    static_assert(std::atomic_ref<std::uint64_t>::is_always_lock_free,
+                  "the counter is shared between processes: it cannot use a lock of ours");
+
+    enum class State {
+        Missing,   // no file yet: nobody counts, nobody keeps values in memory
+        Unusable,  // something else is in its place: the same for every process
+        ReadOnly,  // counted by others, not by this process
+        Writable,
+    };
+
+    ChangeCounter() = default;
+    ChangeCounter(const ChangeCounter&) = delete;
+    ChangeCounter& operator=(const ChangeCounter&) = delete;
+    ~ChangeCounter();
+
+    // Maps the counter of a hive, read-write for a `writer` of the hive and
+    // read-only otherwise. A writer creates a missing counter, with the mode and, when
+    // it runs as root, the owner of the hive file described by `hive`; it gives a
+    // counter it owns the write permissions of the hive when it lacks them. Symbolic
+    // links, other kinds of files, files with other names and files not of the size
+    // of a counter are never opened for writing nor changed.
+    void open(const std::string& path, bool writer, const struct stat& hive);
+
+    State state() const { return state_; }
+    bool mapped() const { return word_ != nullptr; }
+    bool writable() const { return state_ == State::Writable; }
+    // Why the counter is Unusable, or ReadOnly for a writer; empty otherwise.
+    const std::string& problem() const { return problem_; }
+
+    std::uint64_t load() const {
+        return word_ ? std::atomic_ref<std::uint64_t>(*word_).load(std::memory_order_acquire) : 0;
+    }
+
+    // Returns the value before the bump. Only when writable(). The file's time is set
+    // too: a write through the mapping tells nobody, a change of status wakes whoever
+    // follows the file (inotify), so that programs can be told of changes without asking.
+    std::uint64_t bump();
+
+private:
+    void release();
+    bool create(const std::string& path, const struct stat& hive);
+    void fail(State state, std::string problem);
+
+    std::uint64_t* word_ = nullptr;
+    std::string path_;
+    State state_ = State::Missing;
+    std::string problem_;
+};
+
+}  // namespace paramcor::store

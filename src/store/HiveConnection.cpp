@@ -1,0 +1,258 @@
+#include "HiveConnection.h"
+
+#include "HiveSchema.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstring>
+#include <thread>
+
+namespace paramcor::store {
+
+namespace {
+
+// Where SQLite's unix VFS places its shared lock on a database file: a writer
+// needs the range for itself to checkpoint when it closes, or to leave WAL mode.
+constexpr off_t kSharedLockStart = 0x40000000 + 2;
+constexpr off_t kSharedLockLength = 510;
+
+// Puts the hive in WAL mode; a no-op when it is already. The switch needs the file
+// to itself, and when processes that create the hive together hold it, SQLite
+// refuses at once instead of calling the busy handler: so wait here, as long as the
+// busy handler would.
+int enterWal(sqlite3* db, int timeoutMs) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    for (;;) {
+        const int rc = sqlite3_exec(db, "PRAGMA journal_mode=WAL", nullptr, nullptr, nullptr);
+        if (!isBusy(rc) || std::chrono::steady_clock::now() >= deadline)
+            return rc;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
+
+// Whether the file's header says WAL mode (file format versions 2).
+bool inWalMode(const std::string& file) {
+    const int fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+    if (fd < 0)
+        return false;
+    unsigned char versions[2] = {0, 0};
+    const bool read = ::pread(fd, versions, sizeof versions, 18) == static_cast<ssize_t>(sizeof versions);
+    ::close(fd);
+    return read && versions[0] == 2 && versions[1] == 2;
+}
+
+bool exists(const std::string& path, off_t* size = nullptr) {
+    struct stat st {};
+    if (::lstat(path.c_str(), &st) != 0)
+        return false;
+    if (size)
+        *size = st.st_size;
+    return true;
+}
+
+// The -wal file holds no writes when it is missing or empty.
+bool walIsEmpty(const std::string& file) {
+    off_t size = 0;
+    return !exists(file + "-wal", &size) || size == 0;
+}
+
+std::string uri(const std::string& path) {
+    static constexpr char kHex[] = "0123456789ABCDEF";
+    std::string out = "file:";
+    for (const char ch : path) {
+        const auto c = static_cast<unsigned char>(ch);
+        if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || std::strchr("/-._~", c)) {
+            out += ch;
+        } else {
+            out += '%';
+            out += kHex[c >> 4];
+            out += kHex[c & 15];
+        }
+    }
+    return out + "?immutable=1";
+}
+
+int prepareStatements(Connection& c) {
+    sqlite3* db = c.db.get();
+    int rc = prepare(db, "SELECT id, path FROM keys WHERE folded = ?1", c.selectKey);
+    if (rc == SQLITE_OK)
+        rc = prepare(db, "SELECT type, data FROM vals WHERE key = ?1 AND folded = ?2", c.selectValue);
+    if (rc == SQLITE_OK)
+        rc = prepare(db, "SELECT folded FROM keys WHERE id = ?1", c.selectFolded);
+    // The file keeps no parent column, so that hives written before enumeration
+    // existed need no change: the subkeys of a key are the paths that continue its
+    // own ("PATH\") with one more name. Its whole subtree lies between "PATH\" and
+    // "PATH]" ("]" follows the backslash), a range of the index on folded paths, and
+    // so does the subtree of each subkey: the store steps from one subkey to the next
+    // over the subtree between them, each step a seek (KeyEnumeration).
+    if (rc == SQLITE_OK)
+        rc = prepare(db, "SELECT path, folded FROM keys WHERE folded >= ?1 AND folded < ?2 ORDER BY folded LIMIT 1",
+                     c.enumChildren);
+    if (rc == SQLITE_OK)
+        rc = prepare(db, "SELECT path, folded FROM keys WHERE folded >= ?1 ORDER BY folded LIMIT 1",
+                     c.enumRootChildren);
+    if (rc == SQLITE_OK)
+        rc = prepare(db,
+                     "SELECT name, type, data, folded FROM vals WHERE key = ?1 AND folded >= ?2"
+                     " ORDER BY folded LIMIT 1",
+                     c.enumValues);
+    if (rc != SQLITE_OK || !c.writable())
+        return rc;
+    rc = prepare(db, "INSERT INTO keys(path, folded) VALUES(?1, ?2)", c.insertKey);
+    if (rc == SQLITE_OK)
+        rc = prepare(db,
+                     "INSERT INTO vals(key, folded, name, type, data) SELECT ?1, ?2, ?3, ?4, ?5"
+                     " WHERE EXISTS (SELECT 1 FROM keys WHERE id = ?1)"  // not when deleted meanwhile
+                     " ON CONFLICT(key, folded) DO UPDATE SET type = excluded.type, data = excluded.data",
+                     c.upsertValue);
+    if (rc == SQLITE_OK)
+        rc = prepare(db, "BEGIN IMMEDIATE", c.begin);
+    if (rc == SQLITE_OK)
+        rc = prepare(db, "COMMIT", c.commit);
+    if (rc == SQLITE_OK)
+        rc = prepare(db, "ROLLBACK", c.rollback);
+    return rc;
+}
+
+// A read lock like SQLite's own shared lock, held by this descriptor alone (an open
+// file description lock, which no other close in the process releases): while it
+// stands, no writer can take the file for itself to copy its WAL into it on closing.
+int lockAgainstCheckpoints(const std::string& file) {
+#ifdef F_OFD_SETLK
+    const int fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+    if (fd < 0)
+        return -1;
+    struct flock lock {};
+    lock.l_type = F_RDLCK;
+    lock.l_whence = SEEK_SET;
+    lock.l_start = kSharedLockStart;
+    lock.l_len = kSharedLockLength;
+    if (::fcntl(fd, F_OFD_SETLK, &lock) != 0) {
+        ::close(fd);
+        return -1;
+    }
+    return fd;
+#else
+    (void)file;
+    return -1;
+#endif
+}
+
+Opened fail(long rc, std::string why) {
+    Opened result;
+    result.rc = rc;
+    result.why = std::move(why);
+    return result;
+}
+
+Opened openForReading(const HiveFile& hive, int busyTimeoutMs, std::unique_ptr<Connection>& out) {
+    auto c = std::make_unique<Connection>();
+    // Without -shm, SQLite can read a hive in WAL mode only by creating it. Where
+    // this process may not, and the hive file holds every write (no -wal, or an empty
+    // one, as a clean close or restoring the file alone leaves it), it is read as it
+    // stands, for as long as nobody writes it.
+    const bool snapshot = inWalMode(hive.file) && !exists(hive.file + "-shm") && !mayCreateIn(hive.folder);
+    std::string name = hive.file;
+    int flags = SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX;
+    if (snapshot) {
+        if (!walIsEmpty(hive.file))
+            return fail(regerr::IoFailed, hive.file + "-wal holds writes that are not in the hive yet, and they cannot "
+                                                      "be read without " + hive.file +
+                                              "-shm: a program of a user who may write " + hive.folder +
+                                              " must open the hive once");
+        c->snapshotLock = lockAgainstCheckpoints(hive.file);
+        if (c->snapshotLock < 0 || !c->stillWhole(hive.file))
+            return fail(regerr::SharingViolation, hive.file + " is being written");
+        c->access = Access::Snapshot;
+        name = uri(hive.file);
+        flags |= SQLITE_OPEN_URI;
+    }
+    sqlite3* raw = nullptr;
+    int rc = sqlite3_open_v2(name.c_str(), &raw, flags, nullptr);
+    c->db.reset(raw);
+    if (rc == SQLITE_OK)
+        sqlite3_busy_timeout(raw, busyTimeoutMs);
+    std::string why;
+    if (rc == SQLITE_OK && !isOurHive(raw, hive.file, rc, why))
+        return fail(rc == SQLITE_OK ? regerr::BadDatabase : fromSqlite(rc), why);
+    if (rc == SQLITE_OK)
+        rc = prepareStatements(*c);
+    if (rc != SQLITE_OK)
+        return fail(fromSqlite(rc), hive.file + " cannot be read: " + (raw ? sqlite3_errmsg(raw) : "out of memory"));
+    struct stat st {};
+    ::stat(hive.file.c_str(), &st);
+    c->counter.open(hive.file + "-changes", false, st);
+    out = std::move(c);
+    return {};
+}
+
+}  // namespace
+
+Connection::~Connection() {
+    // The statements and the database go after this body: the lock may go first, as
+    // nothing is read after it.
+    if (snapshotLock >= 0)
+        ::close(snapshotLock);
+}
+
+bool Connection::stillWhole(const std::string& file) const {
+    return !exists(file + "-shm") && walIsEmpty(file);
+}
+
+Opened openConnection(const HiveFile& hive, bool write, int busyTimeoutMs, std::unique_ptr<Connection>& out) {
+    out.reset();
+    if (!write)
+        return openForReading(hive, busyTimeoutMs, out);
+
+    auto c = std::make_unique<Connection>();
+    c->access = Access::Write;
+    sqlite3* raw = nullptr;
+    int rc = sqlite3_open_v2(hive.file.c_str(), &raw, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
+    c->db.reset(raw);
+    if (rc == SQLITE_OK)
+        sqlite3_busy_timeout(raw, busyTimeoutMs);
+    // Only read until the file has proved to be ours, in its schema version too.
+    std::string why;
+    if (rc == SQLITE_OK && !isOurHive(raw, hive.file, rc, why) && rc == SQLITE_OK)
+        return fail(regerr::BadDatabase, why);
+    if (rc == SQLITE_OK) {
+        // The -wal and -shm files stay when the last writer closes, so that
+        // read-only openers, who cannot create them, find them.
+        int persist = 1;
+        sqlite3_file_control(raw, "main", SQLITE_FCNTL_PERSIST_WAL, &persist);
+        rc = enterWal(raw, busyTimeoutMs);
+    }
+    if (rc == SQLITE_OK)
+        rc = sqlite3_exec(raw, "PRAGMA synchronous=NORMAL", nullptr, nullptr, nullptr);
+    Opened result;
+    if (rc == SQLITE_OK)
+        rc = refoldNames(raw, result.refolded);
+    if (rc == SQLITE_OK)
+        rc = prepareStatements(*c);
+    if (rc != SQLITE_OK) {
+        const int primary = rc & 0xFF;
+        if (primary == SQLITE_READONLY || primary == SQLITE_CANTOPEN || primary == SQLITE_PERM) {
+            // Say, a folder we may not write that lacks the -wal and -shm files.
+            c.reset();
+            return openForReading(hive, busyTimeoutMs, out);
+        }
+        return fail(fromSqlite(rc), hive.file + (isBusy(rc) ? " is held by another process: " : " cannot be opened: ") +
+                                        sqlite3_errmsg(raw));
+    }
+
+    struct stat st {};
+    ::stat(hive.file.c_str(), &st);
+    c->counter.open(hive.file + "-changes", true, st);
+    if (c->counter.state() == ChangeCounter::State::ReadOnly) {
+        // A write nobody hears of would leave other programs reading old values.
+        c->access = Access::Read;
+        result.why = c->counter.problem() + ": this program reads the hive only";
+    }
+    out = std::move(c);
+    return result;
+}
+
+}  // namespace paramcor::store

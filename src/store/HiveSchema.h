@@ -1,0 +1,32 @@
+// What is inside a hive file: the tables, the marks that tell our hives from other
+// files, and the names folded again when the folding table has grown.
+#pragma once
+
+#include <sqlite3.h>
+
+#include <cstdint>
+#include <string>
+
+namespace paramcor::store {
+
+constexpr std::int64_t kApplicationId = 0x43564C50;  // "CVLP", at offset 68 of the file
+constexpr std::int64_t kSchemaVersion = 1;
+constexpr std::int64_t kRootKeyId = 1;
+
+// Fills a new file with our schema, unless another process did it while this one
+// waited for the lock. It runs in rollback-journal mode, so that the application id
+// lands in the main file, where openers check it before SQLite sees the file.
+// `foreign` tells that somebody else's database took the place meanwhile.
+int initializeHive(sqlite3* db, bool& foreign);
+
+// Whether the open file is a hive of this version; `why` says what it is instead.
+// `rc` gets an SQLite failure, if that is what happened.
+bool isOurHive(sqlite3* db, const std::string& file, int& rc, std::string& why);
+
+// Folds the names of a hive written with an older folding table again, in one
+// transaction, so that they are found whatever their case. Two keys or two values
+// whose names now fold alike become one: the one whose name was already folded so
+// wins, with its values. `changed` tells whether anything changed.
+int refoldNames(sqlite3* db, bool& changed);
+
+}  // namespace paramcor::store

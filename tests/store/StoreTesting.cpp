@@ -1,0 +1,164 @@
+#include "StoreTesting.h"
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+#include <grp.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <stdexcept>
+
+namespace paramcor::test {
+
+fs::path uniqueTempPath(const std::string& what) {
+    static std::atomic<int> counter{0};
+    std::random_device random;
+    return fs::temp_directory_path() / ("cvlparamcor-" + what + "-" + std::to_string(::getpid()) + "-" +
+                                        std::to_string(counter++) + "-" + std::to_string(random()));
+}
+
+TempFolder::~TempFolder() {
+    std::error_code ignored;
+    // Folders a test left without write permission could not be emptied.
+    for (auto it = fs::recursive_directory_iterator(path_, ignored); it != fs::recursive_directory_iterator();
+         it.increment(ignored))
+        if (it->is_directory(ignored) && !it->is_symlink(ignored))
+            fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add, ignored);
+    fs::permissions(path_, fs::perms::owner_all, fs::perm_options::add, ignored);
+    fs::remove_all(path_, ignored);
+}
+
+long readValue(RegistryStore& store, KeyHandle key, const std::string& name, std::vector<std::uint8_t>& data) {
+    return store.queryValue(key, name, nullptr, &data, 1u << 20, nullptr);
+}
+
+std::string fileBytes(const fs::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+void writeFile(const fs::path& file, const std::string& content) {
+    std::ofstream(file, std::ios::binary | std::ios::trunc) << content;
+}
+
+// Runs SQL on a database of somebody else's.
+void makeDatabase(const fs::path& file, const char* sql) {
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open(file.c_str(), &db), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(db, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
+    sqlite3_close(db);
+}
+
+unsigned modeOf(const fs::path& path) {
+    struct stat st {};
+    return ::lstat(path.c_str(), &st) == 0 ? static_cast<unsigned>(st.st_mode & 07777) : 0u;
+}
+
+void PrintTo(const FileState& file, std::ostream* out) {
+    *out << (file.directory ? "folder" : std::to_string(file.bytes.size()) + " bytes") << " modified at "
+         << file.modified.time_since_epoch().count();
+}
+
+std::map<std::string, FileState> folderState(const fs::path& folder) {
+    std::map<std::string, FileState> state;
+    for (const auto& entry : fs::directory_iterator(folder)) {
+        FileState& file = state[entry.path().filename().string()];
+        file.directory = entry.is_directory();
+        file.bytes = file.directory ? std::string() : fileBytes(entry.path());
+        file.modified = fs::last_write_time(entry.path());
+    }
+    return state;
+}
+
+void ageFolder(const fs::path& folder) {
+    const auto yesterday = fs::file_time_type::clock::now() - std::chrono::hours(24);
+    for (const auto& entry : fs::directory_iterator(folder))
+        fs::last_write_time(entry.path(), yesterday);
+}
+
+Child::Child(const std::function<int(Child&)>& body) {
+    if (::pipe(down_) != 0 || ::pipe(up_) != 0)
+        throw std::runtime_error("pipe");
+    pid_ = ::fork();
+    if (pid_ < 0)
+        throw std::runtime_error("fork");
+    if (pid_ == 0) {
+        ::close(down_[1]);
+        ::close(up_[0]);
+        ::_exit(awaitGo() ? body(*this) : 100);
+    }
+    ::close(down_[0]);
+    ::close(up_[1]);
+}
+
+Child::~Child() {
+    if (pid_ > 0 && !finished_) {
+        ::kill(pid_, SIGKILL);
+        ::waitpid(pid_, nullptr, 0);
+    }
+    ::close(down_[1]);
+    ::close(up_[0]);
+}
+
+void Child::go() {
+    EXPECT_EQ(::write(down_[1], "g", 1), 1);
+}
+
+bool Child::heard() {
+    char c = 0;
+    return ::read(up_[0], &c, 1) == 1;
+}
+
+int Child::exitCode() {
+    int status = 0;
+    if (::waitpid(pid_, &status, 0) != pid_)
+        return -1;
+    finished_ = true;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+bool Child::awaitGo() {
+    char c = 0;
+    return ::read(down_[0], &c, 1) == 1;
+}
+
+bool Child::say() {
+    return ::write(up_[1], "s", 1) == 1;
+}
+
+bool runningAsRoot() {
+    return ::geteuid() == 0;
+}
+
+bool becomeAnotherUser() {
+    if (!runningAsRoot())
+        return true;
+    constexpr uid_t kNobody = 65534;
+    return ::setgroups(0, nullptr) == 0 && ::setgid(kNobody) == 0 && ::setuid(kNobody) == 0;
+}
+
+// In a child: holds a write transaction on the hive until told to let go.
+int holdWriteLock(Child& child, const std::string& file, bool exclusiveLocking) {
+    sqlite3* db = nullptr;
+    if (sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK)
+        return 1;
+    const char* sql = exclusiveLocking ? "PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE; UPDATE keys SET path = path"
+                                       : "BEGIN IMMEDIATE; UPDATE keys SET path = path";
+    if (sqlite3_exec(db, sql, nullptr, nullptr, nullptr) != SQLITE_OK)
+        return 2;
+    if (!child.say() || !child.awaitGo())
+        return 3;
+    sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
+    sqlite3_close(db);
+    return 0;
+}
+
+}  // namespace paramcor::test
