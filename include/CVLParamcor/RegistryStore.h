@@ -46,9 +46,9 @@ constexpr std::uint32_t Dword = 4;   // REG_DWORD
 }  // namespace regtype
 
 // The registry's limits on names, in characters as Windows counts them (UTF-16 code
-// units). A key name beyond its limit gives InvalidParameter, as Wine gives it; a
-// path too deep or too long, and a value name too long, give NameTooLong, as the
-// status STATUS_NAME_TOO_LONG of the registry becomes.
+// units). A key name or a value name beyond its limit gives InvalidParameter, as Wine
+// gives it; a path too deep or too long gives NameTooLong, as the status
+// STATUS_NAME_TOO_LONG of the registry becomes.
 namespace reglimit {
 constexpr std::size_t KeyName = 256;      // one key name: the documentation says 255, the registry takes 256
 constexpr std::size_t KeyDepth = 512;     // key names in a path below the hive

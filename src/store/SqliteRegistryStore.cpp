@@ -480,7 +480,7 @@ struct SqliteRegistryStore::Impl {
             return regerr::InvalidParameter;
         const std::string_view plainName = store::cutAtNul(name);
         if (plainName.size() > reglimit::ValueName && store::nameLength(plainName) > reglimit::ValueName)
-            return regerr::NameTooLong;
+            return regerr::InvalidParameter;
         std::string folded = store::foldName(plainName);
         const std::lock_guard lock(mutex);
         const auto it = handles.find(key);

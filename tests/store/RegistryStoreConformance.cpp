@@ -540,13 +540,13 @@ TEST_P(RegistryStoreConformance, LongKeyNames) {
 }
 
 TEST_P(RegistryStoreConformance, LongValueNames) {
-    // Value names of up to 16,383 characters; a longer one gives
-    // ERROR_FILENAME_EXCED_RANGE, the registry's STATUS_NAME_TOO_LONG.
+    // Value names of up to 16,383 characters; the registry refuses a longer one as an
+    // invalid parameter.
     const KeyHandle handle = create(key("Values"));
     put(handle, std::string(reglimit::ValueName, 'v'), regtype::Dword, dword(1));
     EXPECT_EQ(read(handle, std::string(reglimit::ValueName, 'V')).data, dword(1));
     EXPECT_EQ(store_->setValue(handle, std::string(reglimit::ValueName + 1, 'v'), regtype::Dword, dword(2)),
-              regerr::NameTooLong);
+              regerr::InvalidParameter);
 }
 
 TEST_P(RegistryStoreConformance, OneStoreServesSeveralThreads) {

@@ -471,7 +471,7 @@ TEST(SqliteRegistryStore, ABatchIsKeptWholeOrNotAtAll) {
             KeyHandle key = 0;
             ASSERT_EQ(store.createKey(Hive::CurrentUser, path, &key), regerr::Success);
             EXPECT_EQ(store.setValue(key, "v", regtype::Dword, dword(commit ? 2 : 1)), regerr::Success);
-            EXPECT_EQ(store.setValue(key, std::string(16384, 'n'), regtype::Dword, dword(1)), regerr::NameTooLong);
+            EXPECT_EQ(store.setValue(key, std::string(16384, 'n'), regtype::Dword, dword(1)), regerr::InvalidParameter);
         }
         EXPECT_EQ(valueOf(store, "Software\\A\\B"), regerr::Success);  // the batch's own writes are seen
         EXPECT_EQ(valueOf(other, "Software\\A\\B"), regerr::FileNotFound);

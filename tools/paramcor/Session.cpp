@@ -323,11 +323,10 @@ QString storeError(RegistryStore& store, Hive hive, long code) {
     if (code == regerr::AccessDenied)
         return text + QStringLiteral(": the store may not be written");
     if (code == regerr::NameTooLong)
-        return text + QStringLiteral(": a key deeper than %1 levels, a key path longer than %2 characters or a value "
-                                     "name longer than %3 characters, the registry's limits")
+        return text + QStringLiteral(": a key deeper than %1 levels or a key path longer than %2 characters, the "
+                                     "registry's limits")
                           .arg(reglimit::KeyDepth)
-                          .arg(reglimit::KeyPath)
-                          .arg(reglimit::ValueName);
+                          .arg(reglimit::KeyPath);
     return text;
 }
 
