@@ -146,6 +146,10 @@ public:
     // right; empty when there is nothing to tell. Calls still answer with the
     // registry's result codes.
     virtual std::string diagnostic(Hive hive);
+
+    // Where the hive is kept, for the people who support an installation: a file,
+    // or empty when the store does not say (the Windows registry).
+    virtual std::string location(Hive hive) const;
 };
 
 inline long RegistryStore::enumKey(KeyHandle, std::uint32_t, std::string*) {
@@ -187,6 +191,10 @@ inline long RegistryStore::abortBatch(Hive) {
 
 inline std::string RegistryStore::diagnostic(Hive) {
     return std::string();
+}
+
+inline std::string RegistryStore::location(Hive) const {
+    return {};
 }
 
 }  // namespace paramcor

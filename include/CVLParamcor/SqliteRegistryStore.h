@@ -85,6 +85,7 @@ public:
 
     // The file that holds a hive.
     std::string hiveFile(Hive hive) const;
+    std::string location(Hive hive) const override { return hiveFile(hive); }
 
 private:
     struct Impl;

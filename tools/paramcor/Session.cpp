@@ -175,6 +175,7 @@ public:
         const std::lock_guard lock(mutex_);
         return lastFailure_;
     }
+    std::string location(Hive hive) const override { return store_->location(hive); }
 
 private:
     // The suite's key paths are ASCII; the library composes them without doubled
