@@ -283,6 +283,30 @@ public:
     // database cannot be opened or written.
     void ControllaValori(const QString& DB);
 
+    // --- Information ---------------------------------------------------------------
+
+    // "Visualizza le informazioni sul programma, i contatti del fornitore e le
+    // informazioni di sistema."
+    // The about window: the program's name and version as the caller gives them, the
+    // suite's and the library's versions, the supplier's contacts, and the system
+    // information that the user copies or mails to the support address.
+    void Informazioni(const QString& NomeProgramma, const QString& VersioneProgramma);
+
+    // "Visualizza le versioni dei prodotti installati e della libreria."
+    // The five version records, how the library was built and the text database's
+    // format version.
+    void Versioni();
+
+    // "Restituisce le informazioni di sistema per l'assistenza."
+    // What the about window lists for support, as plain text in the current language.
+    QString InformazioniSistema();
+
+    // "Restituisce i contatti del fornitore."
+    // The values Fornitore, TelefonoFornitore, IndirizzoFornitore and SitoFornitore
+    // under the maker's key of the machine store; one that is missing or empty takes
+    // the line of the same name in the installation file, or stays empty.
+    void DatiFornitore(QString& Nome, QString& Telefono, QString& Indirizzo, QString& Sito);
+
 private:
     // Creation and destruction steps of the subsystems.
     bool queryTempFolder();

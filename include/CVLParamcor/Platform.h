@@ -64,6 +64,10 @@ public:
     // show Qt's own texts, such as the standard buttons, in it. Called from any
     // thread, whether or not windows can be shown yet; by default nothing happens.
     virtual void languageChanged(short language);
+    // The about window of the program named so.
+    virtual void showInformation(Parametri& owner, const QString& program, const QString& version);
+    // The window of the suite's and the library's versions.
+    virtual void showVersions(Parametri& owner);
 
 protected:
     static void reportNoWindow(const QString& what);

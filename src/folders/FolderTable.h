@@ -2,6 +2,7 @@
 // resolution of a name into the folder's current location, kept in the registry.
 #pragma once
 
+#include <QMap>
 #include <QString>
 
 #include <vector>
@@ -33,11 +34,16 @@ public:
     void ScriviPercorso(const QString& NomePercorso, const QString& PercorsoDefault);
     bool DatiPercorso(short Indice, QString& Nome, QString& Default, QString& DefaultV, QString& Rif);
 
+    // The supplier's contacts the installation file gives, by upper-cased name.
+    QMap<QString, QString>& supplierDefaults() { return supplier_; }
+    const QMap<QString, QString>& supplierDefaults() const { return supplier_; }
+
 private:
     // Index of the row named `key` (upper-cased), or -1.
     int find(const QString& key) const;
 
     std::vector<RecordPercorso> table_;
+    QMap<QString, QString> supplier_;
     short count_ = 0;
     bool debug_ = false;
 };

@@ -72,6 +72,7 @@ bool InstallationFile::read(const QByteArray& content) {
     auto& table = folders_.TabellaPercorsi();
     table.assign(kInitialRows, RecordPercorso{});
     folders_.setNumeroPercorsi(0);
+    folders_.supplierDefaults().clear();
     declared_ = 0;
 
     const QStringList lines = splitLines(decodeHandEditedText(content));
@@ -120,8 +121,18 @@ bool InstallationFile::AnalizzaRiga(const QString& Riga, int NumeroRiga) {
         return foldersLine(value, line, NumeroRiga);
     if (name.startsWith(QLatin1String("FOLDER")))
         return folderLine(name, value, line, NumeroRiga);
+    for (const QString& key : kSupplierKeys)
+        if (name == key.toUpper())
+            return supplierLine(name, value, line, NumeroRiga);
     return fault(QStringLiteral("Unknow variable name ") + name + QStringLiteral(" in line ") +
                  QString::number(NumeroRiga) + u'\n' + shownLine(line));
+}
+
+bool InstallationFile::supplierLine(const QString& name, const QString& value, const QString& line, int NumeroRiga) {
+    if (folders_.supplierDefaults().contains(name))
+        return lineFault(QStringLiteral("Double ") + name + QStringLiteral(" definition in line "), NumeroRiga, line);
+    folders_.supplierDefaults().insert(name, value);
+    return true;
 }
 
 bool InstallationFile::registryRootLine(const QString& value, int NumeroRiga) {

@@ -6,8 +6,15 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QStringList>
 
 namespace paramcor {
+
+// The supplier's contacts an installation may give, as "Name = value" lines: the
+// defaults of the values of the same names under the maker's key of the machine
+// hive. Name, telephone, postal address, web site.
+inline const QStringList kSupplierKeys{QStringLiteral("Fornitore"), QStringLiteral("TelefonoFornitore"),
+                                       QStringLiteral("IndirizzoFornitore"), QStringLiteral("SitoFornitore")};
 
 // Reads the file into a folder table and the process-wide registry root. Strict:
 // the first fault is shown in one message and reading stops there.
@@ -26,6 +33,7 @@ private:
     bool registryRootLine(const QString& value, int NumeroRiga);
     bool foldersLine(const QString& value, const QString& line, int NumeroRiga);
     bool folderLine(const QString& name, const QString& value, const QString& line, int NumeroRiga);
+    bool supplierLine(const QString& name, const QString& value, const QString& line, int NumeroRiga);
 
     bool bindMacros();
     bool checkDeclarationsAndCycles();

@@ -27,6 +27,12 @@ QString helpString(const QString& member) {
         {"FileTemporaneo", "Restituisce il nome unico per un file temporaneo."},
         {"Lingua", "Imposta il numero della lingua."},
         {"CambiaLingua", "Visualizza il form per cambiare la lingua corrente e restituisce TRUE se viene cambiata."},
+        // clang-format off
+        {"Informazioni", "Visualizza le informazioni sul programma, i contatti del fornitore e le informazioni di sistema."},
+        // clang-format on
+        {"Versioni", "Visualizza le versioni dei prodotti installati e della libreria."},
+        {"InformazioniSistema", "Restituisce le informazioni di sistema per l'assistenza."},
+        {"DatiFornitore", "Restituisce i contatti del fornitore."},
     };
     return help.value(member);
 }

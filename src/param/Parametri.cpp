@@ -2,6 +2,7 @@
 
 #include "folders/FolderTable.h"
 #include "folders/InstallationFile.h"
+#include "info/SystemInformation.h"
 #include "param/Workstation.h"
 #include "param/registry/MainParametri.h"
 #include "param/registry/ValueEncoding.h"
@@ -194,6 +195,26 @@ void Parametri::VersioneProdottoVetroCam(const QString& value) {
 
 void Parametri::ControllaValori(const QString& DB) {
     units::ControllaValori(DB);
+}
+
+void Parametri::Informazioni(const QString& NomeProgramma, const QString& VersioneProgramma) {
+    platform().dialogs->showInformation(*this, NomeProgramma, VersioneProgramma);
+}
+
+void Parametri::Versioni() {
+    platform().dialogs->showVersions(*this);
+}
+
+QString Parametri::InformazioniSistema() {
+    return info::SystemInformation(*this).text();
+}
+
+void Parametri::DatiFornitore(QString& Nome, QString& Telefono, QString& Indirizzo, QString& Sito) {
+    QString* const outputs[] = {&Nome, &Telefono, &Indirizzo, &Sito};
+    for (qsizetype i = 0; i < kSupplierKeys.size(); ++i) {
+        const QString stored = workstation::readMachineValue(kSupplierKeys[i]).trimmed();
+        *outputs[i] = stored.isEmpty() ? d->folders.supplierDefaults().value(kSupplierKeys[i].toUpper()) : stored;
+    }
 }
 
 namespace {

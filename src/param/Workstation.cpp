@@ -176,6 +176,14 @@ QString readVersion(VersionRecord record) {
     return value;
 }
 
+QString readMachineValue(const QString& name) {
+    selection().Push();
+    selection().selectHive(Hive::LocalMachine, false);
+    const QString value = selection().ReadString(name, QString());
+    selection().Pop();
+    return value;
+}
+
 void writeVersion(VersionRecord record, const QString& value) {
     selection().Push();
     selectMakerKey(record);

@@ -28,6 +28,9 @@ enum class VersionRecord { Product, Upgrade, Marble, Glass, GlassCam };
 QString readVersion(VersionRecord record);
 void writeVersion(VersionRecord record, const QString& value);
 
+// A string value under the maker's key of the machine store; "" when it is missing.
+QString readMachineValue(const QString& name);
+
 // Registers a document type under the classes root. Leaves the no-maker-root flag
 // set, as client programs of the suite expect.
 void registerDocument(const QString& extension, const QString& group, const QString& shell, short iconIndex);

@@ -20,6 +20,14 @@ bool Dialogs::editFolders(Parametri&, const QString&) {
 
 void Dialogs::languageChanged(short) {}
 
+void Dialogs::showInformation(Parametri&, const QString&, const QString&) {
+    reportNoWindow(QStringLiteral("information"));
+}
+
+void Dialogs::showVersions(Parametri&) {
+    reportNoWindow(QStringLiteral("versions"));
+}
+
 void Dialogs::reportNoWindow(const QString& what) {
     platform().messages->show(QStringLiteral("No dialog is available: the %1 window cannot be shown "
                                              "by a program without windows.")
@@ -52,6 +60,16 @@ public:
     void languageChanged(short language) override {
         if (const auto windows = registeredDialogs())
             windows->languageChanged(language);
+    }
+    void showInformation(Parametri& owner, const QString& program, const QString& version) override {
+        if (const auto windows = usableWindows().dialogs)
+            return windows->showInformation(owner, program, version);
+        Dialogs::showInformation(owner, program, version);
+    }
+    void showVersions(Parametri& owner) override {
+        if (const auto windows = usableWindows().dialogs)
+            return windows->showVersions(owner);
+        Dialogs::showVersions(owner);
     }
 };
 

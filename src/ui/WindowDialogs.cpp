@@ -1,6 +1,8 @@
 #include "ui/WindowDialogs.h"
 
 #include "folders/ui/FormPercorsi.h"
+#include "info/ui/FormInformazioni.h"
+#include "info/ui/FormVersioni.h"
 #include "texts/ui/FormLingua.h"
 #include "texts/ui/FormTesto.h"
 #include "ui/QtTexts.h"
@@ -32,6 +34,16 @@ bool WindowDialogs::editFolders(Parametri& owner, const QString& filter) {
 
 void WindowDialogs::languageChanged(short language) {
     followLanguage(language);
+}
+
+void WindowDialogs::showInformation(Parametri& owner, const QString& program, const QString& version) {
+    FormInformazioni form(owner, program, version);
+    form.run();
+}
+
+void WindowDialogs::showVersions(Parametri& owner) {
+    FormVersioni form(owner);
+    form.run();
 }
 
 }  // namespace paramcor::ui

@@ -16,6 +16,8 @@ public:
     bool editFolders(Parametri& owner, const QString& filter) override;
     // Qt's own texts follow the language.
     void languageChanged(short language) override;
+    void showInformation(Parametri& owner, const QString& program, const QString& version) override;
+    void showVersions(Parametri& owner) override;
 };
 
 }  // namespace paramcor::ui

@@ -56,6 +56,8 @@ INSTANTIATE_TEST_SUITE_P(
         BadFile{"TooManyFolders", "FOLDERS=1001", "Too many CustomPath in line 1\nFOLDERS=1001"},
         BadFile{"FoldersNotANumber", "FOLDERS=abc", "Too many CustomPath in line 1\nFOLDERS=abc"},
         BadFile{"SecondFolders", "FOLDERS=2\nFOLDERS=3", "Double CustomPath definition in line 2\nFOLDERS=3"},
+        BadFile{"SecondSupplier", "Fornitore = A\nFORNITORE = B",
+                "Double FORNITORE definition in line 2\nFORNITORE = B"},
         BadFile{"FolderBeforeFolders", "FOLDER1=Dxf,C:\\Dxf", "Wrong folder number 1 in line 1\nFOLDER1=Dxf,C:\\Dxf"},
         BadFile{"FolderBeyondCount", "FOLDERS=2\nFOLDER3=Dxf,x", "Wrong folder number 3 in line 2\nFOLDER3=Dxf,x"},
         BadFile{"NegativeFolder", "FOLDERS=2\nFOLDER-1=Dxf,x", "Wrong folder number -1 in line 2\nFOLDER-1=Dxf,x"},

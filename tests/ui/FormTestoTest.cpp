@@ -2,6 +2,7 @@
 // survive the next delivery, and the correction mails, delivered to a real SMTP
 // server on the loopback interface or left in the outbox.
 #include "FolderWindowsTesting.h"
+#include "MailTesting.h"
 #include "WindowTesting.h"
 #include "texts/ui/FormTesto.h"
 #include "texts/ui/mail/Mail.h"
@@ -27,31 +28,13 @@ namespace paramcor {
 namespace {
 
 using test::child;
+using test::parseMail;
+using test::ReceivedMail;
+using test::SmtpServer;
 using test::TextRow;
 
 QString today() {
     return QDate::currentDate().toString("yyyyMMdd");
-}
-
-// A received or written message: its headers by lower-cased name and its body decoded.
-struct ReceivedMail {
-    std::map<QByteArray, QByteArray> headers;
-    QByteArray body;
-};
-
-ReceivedMail parseMail(const QByteArray& text) {
-    ReceivedMail mail;
-    const qsizetype end = text.indexOf("\r\n\r\n");
-    EXPECT_GE(end, 0) << "no end of headers";
-    for (const QByteArray& line : text.left(end).split('\n')) {
-        const qsizetype colon = line.indexOf(':');
-        if (colon > 0)
-            mail.headers[line.left(colon).trimmed().toLower()] = line.mid(colon + 1).trimmed();
-    }
-    EXPECT_EQ(mail.headers["content-transfer-encoding"], "base64");
-    EXPECT_EQ(mail.headers["content-type"], "text/plain; charset=UTF-8");
-    mail.body = QByteArray::fromBase64(text.mid(end + 4).replace("\r\n", ""));
-    return mail;
 }
 
 // The body the maker expects for these rows in language `language`.
@@ -308,54 +291,6 @@ TEST(CorrectionMail, ALongSubjectGoesInShortEncodedWordsOfWholeCharacters) {
     }
     EXPECT_EQ(QString::fromUtf8(decoded), subject);
 }
-
-// A real SMTP server on the loopback interface, started by the test, that stops
-// by itself when the test no longer needs it.
-class SmtpServer {
-public:
-    explicit SmtpServer(int rejectFrom = 0) {
-        QStringList arguments{QStringLiteral(SMTP_SINK), received_.path(), QStringLiteral("120")};
-        if (rejectFrom > 0)
-            arguments << QString::number(rejectFrom);
-        process_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        process_.start(QStringLiteral(SMTP_SINK_PYTHON), arguments);
-        if (!process_.waitForStarted(10000))
-            return;
-        QFile portFile(received_.filePath("port"));
-        for (int attempt = 0; attempt < 300 && !portFile.exists() && process_.state() == QProcess::Running; ++attempt)
-            QTest::qWait(50);
-        if (portFile.open(QIODevice::ReadOnly))
-            port_ = portFile.readAll().toInt();
-    }
-    ~SmtpServer() {
-        process_.closeWriteChannel();
-        if (!process_.waitForFinished(10000)) {
-            process_.kill();
-            process_.waitForFinished(5000);
-        }
-    }
-
-    int port() const { return port_; }
-
-    struct Delivery {
-        QStringList envelope;
-        ReceivedMail mail;
-    };
-    std::vector<Delivery> received() const {
-        std::vector<Delivery> all;
-        for (int n = 1; QFile::exists(received_.filePath(QStringLiteral("%1.eml").arg(n))); ++n) {
-            const QString base = received_.filePath(QString::number(n));
-            all.push_back({QString::fromUtf8(test::fileBytes(base + ".envelope")).split('\n', Qt::SkipEmptyParts),
-                           parseMail(test::fileBytes(base + ".eml"))});
-        }
-        return all;
-    }
-
-private:
-    QTemporaryDir received_;
-    QProcess process_;
-    int port_ = 0;
-};
 
 class CorrectionMails : public TextCorrection {
 protected:

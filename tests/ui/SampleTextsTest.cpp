@@ -13,7 +13,7 @@
 namespace paramcor {
 namespace {
 
-// What the language, units and currency windows pass to Traduci.
+// What the windows pass to Traduci.
 const char* const kWindowWordings[] = {
     // the language window
     "Cambio Lingua",
@@ -60,6 +60,16 @@ const char* const kWindowWordings[] = {
     // the currency window
     "Descrizione",
     "Attenzione. Inserire tutti i dati",
+    // the about and versions windows, and the system information
+    "Informazioni su", "Versione", "Versione del prodotto", "Fornitore", "Nome", "Telefono", "Indirizzo",
+    "Sito web", "Assistenza", "Informazioni di sistema", "Copia", "Copia le informazioni negli appunti", "Invia",
+    "Invia le informazioni all'assistenza", "Informazioni inviate a", "Versioni", "Versioni del prodotto",
+    "Prodotto", "Aggiornamento", "Marmo", "Vetro", "Vetro CAM", "Compilatore", "Data di compilazione",
+    "Compilata con Qt", "Testi", "Versione del formato", "Programma", "Sistema", "Sistema operativo", "Computer",
+    "Registro", "Chiave del produttore", "Utente corrente", "Macchina locale", "Classi", "registro di Windows",
+    "Installazione", "Cartella di installazione", "File di installazione", "mancante", "Database dei testi",
+    "Righe", "Lingua e unità di misura", "Lingua", "Cartelle", "Cartella temporanea",
+    "Spazio su disco (libero / totale)",
 };
 
 TEST(SampleTexts, TranslateEveryWordingOfTheWindowsIntoFourLanguages) {

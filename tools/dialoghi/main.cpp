@@ -1,10 +1,10 @@
 // The library's windows on the sample installation: the language window, the
 // units window, the currency window, the text correction window, the folder
-// editor, the dependency dialog and a message box, as a program of the suite
-// that links CVLParamcorUi shows them.
+// editor, the dependency dialog, the about and versions windows and a message
+// box, as a program of the suite that links CVLParamcorUi shows them.
 //
 //     paramcor-dialoghi [--lingua N] [--cartella FOLDER]
-//                       [lingua|misure|valuta|testo|percorsi|dipendenze|messaggio]
+//                       [lingua|misure|valuta|testo|percorsi|dipendenze|informazioni|versioni|messaggio]
 //     paramcor-dialoghi --screenshots OUTDIR
 //
 // FOLDER receives the installation and the registry store (a temporary folder
@@ -14,6 +14,7 @@
 // OUTDIR/<window>-it.png and -en.png, on whatever platform Qt runs on (offscreen
 // for scripts), and fails when a window cannot be rendered.
 #include "folders/ui/FormDipendenze.h"
+#include "info/ui/FormInformazioni.h"
 #include "texts/ui/FormTesto.h"
 #include "units/ui/FormMisure.h"
 #include "units/ui/FormValuta.h"
@@ -134,9 +135,24 @@ bool captureNextModal(const std::function<void()>& open, const QString& path) {
     return saved;
 }
 
+// The version records an installed suite leaves on the machine, for the windows
+// that show them; records already there are kept.
+void recordSampleVersions(Parametri& par) {
+    if (!par.VersioneProdotto().isEmpty())
+        return;
+    par.VersioneProdotto(QStringLiteral("2026.2"));
+    par.VersioneProdottoMarmo(QStringLiteral("2026.2.3"));
+    par.VersioneProdottoVetro(QStringLiteral("2026.1.7"));
+    par.VersioneProdottoVetroCam(QStringLiteral("2026.1.2"));
+}
+
+const QString kSampleProgram = QStringLiteral("Taglio");
+const QString kSampleVersion = QStringLiteral("2026.2.3");
+
 int takeScreenshots(const QString& out) {
     QDir().mkpath(out);
     Parametri par;
+    recordSampleVersions(par);
     const std::pair<short, const char*> languages[] = {{1, "it"}, {2, "en"}};
     int failures = 0;
     for (const auto& [language, suffix] : languages) {
@@ -150,6 +166,14 @@ int takeScreenshots(const QString& out) {
             {"FormTesto", [&] { ui::FormTesto(par).run(); }},
             {"FormPercorsi", [&] { par.CambiaPercorsi(); }},
             {"FormDipendenze", [&] { showDependencies(par); }},
+            {"FormInformazioni", [&] { par.Informazioni(kSampleProgram, kSampleVersion); }},
+            {"InformazioniSistema",
+             [&] {
+                 ui::FormInformazioni form(par, kSampleProgram, kSampleVersion);
+                 form.showSystemInformation();
+                 form.run();
+             }},
+            {"FormVersioni", [&] { par.Versioni(); }},
             {"Messaggio",
              [&] {
                  platform().messages->show(par.Traduci("Ripristino dati originali") + u'?',
@@ -188,12 +212,15 @@ int main(int argc, char** argv) {
             folderArgument = arguments.takeFirst();
         else if (argument == "--lingua" && !arguments.isEmpty())
             language = static_cast<short>(arguments.takeFirst().toInt());
-        else if (QStringList{"lingua", "misure", "valuta", "testo", "percorsi", "dipendenze", "messaggio"}.contains(argument))
+        else if (QStringList{"lingua", "misure", "valuta", "testo", "percorsi", "dipendenze", "informazioni",
+                             "versioni", "messaggio"}
+                     .contains(argument))
             window = argument;
         else {
             std::fprintf(stderr,
                          "usage: paramcor-dialoghi [--lingua N] [--cartella FOLDER]\n"
-                         "                         [lingua|misure|valuta|testo|percorsi|dipendenze|messaggio]\n"
+                         "                         "
+                         "[lingua|misure|valuta|testo|percorsi|dipendenze|informazioni|versioni|messaggio]\n"
                          "       paramcor-dialoghi --screenshots OUTDIR\n");
             return 2;
         }
@@ -230,6 +257,12 @@ int main(int argc, char** argv) {
             std::printf("CambiaPercorsi: %s\n", changed ? "True" : "False");
         } else if (window == "dipendenze") {
             showDependencies(par);
+        } else if (window == "informazioni") {
+            recordSampleVersions(par);
+            par.Informazioni(kSampleProgram, kSampleVersion);
+        } else if (window == "versioni") {
+            recordSampleVersions(par);
+            par.Versioni();
         } else {
             const int answer = platform().messages->show(par.Traduci("Ripristino dati originali") + u'?',
                                                          mb::YesNo | mb::Question | mb::DefaultButton2,

@@ -329,6 +329,17 @@ const QList<Command>& commands() {
          0,
          0,
          units},
+        {{"informazioni"},
+         "",
+         "Prints what support asks for: versions, machine, store, installation, texts, folders.",
+         "The system information of the about window (InformazioniSistema), as text to read\n"
+         "out on the telephone or to paste into a mail.\n"
+         "  --lingua N            with the captions of language N instead",
+         {"lingua N"},
+         0,
+         0,
+         systemInformation,
+         "InformazioniSistema"},
         {{"registro", "elenca"},
          "CHIAVE",
          "Lists the values and subkeys of a registry key, one per line.",

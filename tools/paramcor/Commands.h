@@ -19,6 +19,9 @@ int translateKey(Session& session, const Arguments& arguments, const QStringList
 int language(Session& session, const Arguments& arguments, const QStringList& operands);
 int units(Session& session, const Arguments& arguments, const QStringList& operands);
 
+// InfoCommands.cpp
+int systemInformation(Session& session, const Arguments& arguments, const QStringList& operands);
+
 // RegistryCommands.cpp
 int listKey(Session& session, const Arguments& arguments, const QStringList& operands);
 int deleteFromRegistry(Session& session, const Arguments& arguments, const QStringList& operands);

@@ -1,0 +1,215 @@
+#include "info/SystemInformation.h"
+
+#include "texts/SqlDatabase.h"
+#include "texts/TextTable.h"
+
+#include <CVLParamcor/Parametri.h>
+#include <CVLParamcor/Platform.h>
+
+#include <QDate>
+#include <QDir>
+#include <QFileInfo>
+#include <QLocale>
+#include <QStorageInfo>
+#include <QSysInfo>
+
+#include <map>
+
+namespace paramcor::info {
+
+BuildInfo buildInfo() {
+#if defined(__clang__)
+    const QString compiler = QStringLiteral("Clang " __clang_version__);
+#elif defined(__GNUC__)
+    const QString compiler = QStringLiteral("GCC " __VERSION__);
+#elif defined(_MSC_VER)
+    const QString compiler = QStringLiteral("MSVC %1").arg(_MSC_FULL_VER);
+#else
+    const QString compiler = QStringLiteral("unknown");
+#endif
+    // __DATE__ reads "Nov 25 2026"; support compares dates, so write it as ISO.
+    const QDate built = QLocale::c().toDate(QString::fromLatin1(__DATE__).simplified(), QStringLiteral("MMM d yyyy"));
+    return {QStringLiteral(CVLPARAMCOR_VERSION), compiler.trimmed(), built.toString(Qt::ISODate),
+            QStringLiteral(QT_VERSION_STR)};
+}
+
+TextDatabaseFacts textDatabaseFacts(const QString& path) {
+    TextDatabaseFacts facts;
+    facts.found = QFileInfo(path).isFile();
+    if (!facts.found)
+        return facts;
+    try {
+        SqlDatabase db(path, SqlDatabase::Mode::ReadOnly);
+        facts.formatVersion = texts::formatVersion(db);
+        SqlStatement count = db.prepare("SELECT COUNT(*) FROM Testi");
+        if (count.step())
+            facts.rows = count.integer(0);
+    } catch (const TextDatabaseError& error) {
+        facts.problem = error.message();
+    }
+    return facts;
+}
+
+namespace {
+
+QString dataSize(qint64 bytes) {
+    return QLocale::c().formattedDataSize(bytes, 1, QLocale::DataSizeTraditionalFormat);
+}
+
+// The folder itself or, when it is not made yet, the nearest one above it that
+// exists: that is the disk it will be made on.
+QString existingFolder(const QString& path) {
+    QDir dir(QDir::fromNativeSeparators(path));
+    while (!dir.exists() && !dir.isRoot())
+        if (!dir.cdUp())
+            break;
+    return dir.absolutePath();
+}
+
+}  // namespace
+
+SystemInformation::SystemInformation(Parametri& owner, const QString& program, const QString& version) : owner_(owner) {
+    if (!program.isEmpty() || !version.isEmpty()) {
+        Section& s = add(u"Programma");
+        addLine(s, u"Nome", program);
+        addLine(s, u"Versione", version);
+    }
+
+    const BuildInfo build = buildInfo();
+    {
+        Section& s = add(u"Sistema");
+        addLine(s, u"Sistema operativo",
+                QStringLiteral("%1, %2 %3, %4")
+                    .arg(QSysInfo::prettyProductName(), QSysInfo::kernelType(), QSysInfo::kernelVersion(),
+                         QSysInfo::currentCpuArchitecture()));
+        addLine(s, u"Computer", QSysInfo::machineHostName());
+        // Names, not wordings: no translation.
+        s.lines.push_back({QStringLiteral("Qt"), QString::fromLatin1(qVersion())});
+        s.lines.push_back({QStringLiteral("CVLParamcor"), build.version});
+    }
+    {
+        Section& s = add(u"Versioni del prodotto");
+        addLine(s, u"Prodotto", owner_.VersioneProdotto());
+        addLine(s, u"Aggiornamento", owner_.VersioneUpgrade());
+        addLine(s, u"Marmo", owner_.VersioneProdottoMarmo());
+        addLine(s, u"Vetro", owner_.VersioneProdottoVetro());
+        addLine(s, u"Vetro CAM", owner_.VersioneProdottoVetroCam());
+    }
+
+    QStringList folders;  // every folder whose disk matters
+    {
+        Section& s = add(u"Registro");
+        addLine(s, u"Chiave del produttore", owner_.RadReg());
+        const RegistryStore& store = *platform().registry;
+        const std::pair<const char16_t*, Hive> hives[] = {{u"Utente corrente", Hive::CurrentUser},
+                                                          {u"Macchina locale", Hive::LocalMachine},
+                                                          {u"Classi", Hive::ClassesRoot}};
+        for (const auto& [label, hive] : hives) {
+            const QString where = QString::fromStdString(store.location(hive));
+            addLine(s, label,
+                    where.isEmpty() ? owner_.Traduci(QStringLiteral("registro di Windows"))
+                                    : QDir::toNativeSeparators(where));
+            if (!where.isEmpty())
+                folders << QFileInfo(where).absolutePath();
+        }
+    }
+
+    const QString installation = owner_.PercorsoPrincipale();
+    const QString installationFile = installation + QStringLiteral("ParamCor.txt");
+    folders << installation;
+    {
+        Section& s = add(u"Installazione");
+        addLine(s, u"Cartella di installazione", installation);
+        addLine(s, u"File di installazione",
+                QFileInfo(installationFile).isFile()
+                    ? installationFile
+                    : installationFile + QStringLiteral(" (") + owner_.Traduci(QStringLiteral("mancante")) + u')');
+    }
+
+    // The declared folders, read once: each read may store a folder's default.
+    std::vector<Line> declared;
+    QString textFolder;
+    for (short i = 0; i <= owner_.TotalePercorsi(); ++i) {
+        QString name, fallback, current, reference;
+        // The custom slots that no one has filled have no default.
+        if (!owner_.DatiPercorso(i, name, fallback, current, reference) || fallback.isEmpty())
+            continue;
+        declared.push_back({name, current});
+        if (name.compare(QLatin1String("Testi"), Qt::CaseInsensitive) == 0)
+            textFolder = current;
+    }
+    {
+        Section& s = add(u"Testi");
+        const QString path = textFolder + QStringLiteral("CvlTradU.mdb");
+        TextDatabaseFacts facts;
+        if (!textFolder.isEmpty())
+            facts = textDatabaseFacts(path);
+        if (!facts.found)
+            facts.problem = owner_.Traduci(QStringLiteral("mancante"));
+        addLine(s, u"Database dei testi",
+                facts.problem.isEmpty() ? path : path + QStringLiteral(" (") + facts.problem + u')');
+        addLine(s, u"Versione del formato", facts.formatVersion);
+        addLine(s, u"Righe", facts.rows < 0 ? QString() : QString::number(facts.rows));
+    }
+    {
+        Section& s = add(u"Lingua e unità di misura");
+        const short language = owner_.Lingua();
+        addLine(s, u"Lingua", QStringLiteral("%1 (%2)").arg(language).arg(texts::languageColumn(language)));
+        const QString system = owner_.TraduciChiave(QStringLiteral("PARAM"), QStringLiteral("01_SYS")).trimmed();
+        const QString systems[] = {owner_.Traduci(QStringLiteral("Sistema Metrico Decimale")),
+                                   owner_.Traduci(QStringLiteral("Sistema Anglosassone")), QStringLiteral("USA")};
+        bool numeric = false;
+        const int code = system.toInt(&numeric);
+        addLine(s, u"Unità di misura",
+                numeric && code >= 0 && code < 3 ? QStringLiteral("%1 (%2)").arg(systems[code], system) : system);
+        const std::pair<const char16_t*, const char*> rows[] = {
+            {u"Valuta", "02_VAL"}, {u"lineare", "03_LIN"}, {u"superfici", "04_SUP"}, {u"volume", "05_VOL"}};
+        for (const auto& [label, key] : rows)
+            addLine(s, label, owner_.TraduciChiave(QStringLiteral("PARAM"), QLatin1String(key)).simplified());
+    }
+    {
+        Section& s = add(u"Cartelle");
+        addLine(s, u"Cartella temporanea", owner_.PercorsoTemp());
+        folders << owner_.PercorsoTemp();
+        for (const Line& folder : declared) {
+            s.lines.push_back(folder);
+            folders << folder.value;
+        }
+    }
+    {
+        Section& s = add(u"Spazio su disco (libero / totale)");
+        std::map<QString, QStorageInfo> disks;  // by mount point, each once
+        for (const QString& folder : folders) {
+            const QStorageInfo disk(existingFolder(folder));
+            if (disk.isValid())
+                disks.emplace(disk.rootPath(), disk);
+        }
+        for (const auto& [root, disk] : disks)
+            s.lines.push_back(
+                {QDir::toNativeSeparators(root),
+                 QStringLiteral("%1 / %2").arg(dataSize(disk.bytesAvailable()), dataSize(disk.bytesTotal()))});
+    }
+}
+
+Section& SystemInformation::add(const char16_t* title) {
+    sections_.push_back({owner_.Traduci(QString::fromUtf16(title)), {}});
+    return sections_.back();
+}
+
+void SystemInformation::addLine(Section& section, const char16_t* label, const QString& value) {
+    section.lines.push_back({owner_.Traduci(QString::fromUtf16(label)), value});
+}
+
+QString SystemInformation::text() const {
+    QString text;
+    for (const Section& section : sections_) {
+        if (!text.isEmpty())
+            text += u'\n';
+        text += QStringLiteral("[%1]\n").arg(section.title);
+        for (const Line& line : section.lines)
+            text += line.label + QStringLiteral(": ") + line.value + u'\n';
+    }
+    return text;
+}
+
+}  // namespace paramcor::info

@@ -1,0 +1,65 @@
+// paramcor informazioni: the system information of the about window, read out on
+// the telephone, with the real places and versions of the workshop.
+#include "ToolTesting.h"
+
+#include <QDir>
+
+#include <gtest/gtest.h>
+
+#include <sqlite3.h>
+
+namespace paramcor::test {
+namespace {
+
+qint64 rowsOf(const QString& path) {
+    sqlite3* db = nullptr;
+    sqlite3_stmt* count = nullptr;
+    qint64 rows = -1;
+    if (sqlite3_open_v2(path.toUtf8().constData(), &db, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK &&
+        sqlite3_prepare_v2(db, "SELECT COUNT(*) FROM Testi", -1, &count, nullptr) == SQLITE_OK &&
+        sqlite3_step(count) == SQLITE_ROW)
+        rows = sqlite3_column_int64(count, 0);
+    sqlite3_finalize(count);
+    sqlite3_close(db);
+    return rows;
+}
+
+TEST(ParamcorInformazioni, PrintsTheFactsSupportAsksFor) {
+    const Workshop workshop;
+    {
+        SqliteRegistryStore store = workshop.store();
+        setValue(store, Hive::LocalMachine, "SOFTWARE\\Corvel", "Version", regtype::String, utf8("2026.2"));
+        setValue(store, Hive::LocalMachine, "SOFTWARE\\Corvel", "VersioneProdottoVetroCam", regtype::String,
+                 utf8("2026.1.2"));
+    }
+    const Outcome english = workshop.run({"informazioni", "--lingua", "2"});
+    ASSERT_EQ(english.code, 0) << english;
+    EXPECT_TRUE(english.err.isEmpty()) << english;
+    const QString installation = workshop.installation() + u'/';
+    const QString wincor = installation + "Wincor/";
+    const QStringList expected{
+        "[Product versions]\nProduct: 2026.2\nUpgrade: 6.0\n",
+        "Glass CAM: 2026.1.2\n",
+        "Current user: " + workshop.registry() + "/HKEY_CURRENT_USER.db\n",
+        "Local machine: " + workshop.registry() + "/HKEY_LOCAL_MACHINE.db\n",
+        "Installation folder: " + installation + "\nInstallation file: " + installation + "ParamCor.txt\n",
+        "Text database: " + workshop.userTexts() + "\nFormat version: 6.0.0\n" +
+            QStringLiteral("Rows: %1\n").arg(rowsOf(workshop.userTexts())),
+        "Language: 2 (Testo_02)\n",
+        "Units of measure: Metric Decimal System (0)\n",
+        "DXF: " + wincor + "Disegni/Dxf/\n",
+        "Archivio: /srv/cvl/archivio/\n",
+        "\n[Disk space (free / total)]\n",
+    };
+    for (const QString& fact : expected)
+        EXPECT_TRUE(english.out.contains(fact)) << fact.toStdString() << "\nin:\n" << english.out.toStdString();
+
+    // The user's own language, without the option.
+    const Outcome italian = workshop.run({"informazioni"});
+    ASSERT_EQ(italian.code, 0) << italian;
+    EXPECT_TRUE(italian.out.contains("[Versioni del prodotto]\nProdotto: 2026.2\n")) << italian;
+    EXPECT_TRUE(italian.out.contains("Lingua: 1 (TESTO_01)\n")) << italian;
+}
+
+}  // namespace
+}  // namespace paramcor::test

@@ -1,0 +1,203 @@
+// The about and versions windows on the sample installation, in Italian and
+// English, and the system information handed to support: copied, mailed to a
+// real SMTP server on loopback, or left in the outbox.
+#include "MailTesting.h"
+#include "WindowTesting.h"
+#include "info/ui/FormInformazioni.h"
+#include "info/ui/FormVersioni.h"
+#include "texts/SqlDatabase.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QDate>
+#include <QDir>
+#include <QFile>
+#include <QGroupBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRegularExpression>
+#include <QTreeWidget>
+#include <QtTest/QTest>
+
+#include <functional>
+
+namespace paramcor {
+namespace {
+
+using test::child;
+
+const QString kProgram = QStringLiteral("Taglio");
+const QString kVersion = QStringLiteral("3.1.4");
+
+class InformationWindows : public ::testing::Test {
+protected:
+    InformationWindows() {
+        platform.writeInstallationFile(test::fileBytes(CVLPARAMCOR_SAMPLES "/ParamCor.txt"));
+        const QString texts = platform.folder() + "/Testi/";
+        EXPECT_TRUE(QDir().mkpath(texts));
+        EXPECT_TRUE(QFile::copy(CVLPARAMCOR_SAMPLES "/Testi/CvlTrad.mdb", texts + "CvlTrad.mdb"));
+        QFile::setPermissions(texts + "CvlTrad.mdb", QFile::ReadOwner | QFile::WriteOwner);
+        Parametri par;
+        par.VersioneProdotto("2026.2");
+        par.VersioneProdottoMarmo("2026.2.3");
+        par.VersioneProdottoVetro("2026.1.7");
+        par.VersioneProdottoVetroCam("2026.1.2");
+        // The machine's own telephone number wins over the installation file's.
+        par.LocalMachine();
+        par.ScriviParametroStringa("TelefonoFornitore", "+39 0423 123456");
+    }
+
+    static void click(QWidget* form, const char* button) {
+        QTest::mouseClick(child<QPushButton>(form, button), Qt::LeftButton);
+    }
+    static QString text(QWidget* form, const char* label) {
+        const auto* found = child<QLabel>(form, label);
+        return found ? found->text() : QString();
+    }
+    static QString field(QWidget* form, const char* name) {
+        const auto* found = child<QLineEdit>(form, name);
+        return found ? found->text() : QString();
+    }
+    // The window a member of Parametri opens, closed at once.
+    static QString opened(const std::function<void()>& open) {
+        QString name;
+        test::onNextModal([&](QWidget* window) {
+            name = window->objectName();
+            window->close();
+        });
+        open();
+        return name;
+    }
+
+    test::TestPlatform platform;
+};
+
+TEST_F(InformationWindows, TheAboutWindowShowsTheProgramTheSuiteWhomToCallAndWhatSupportNeeds) {
+    struct Captions {
+        short language;
+        QString title, system, copy, send, supplier, versions;
+    };
+    const Captions languages[] = {
+        {1, "Informazioni su Taglio", "Informazioni di sistema", "Copia", "Invia", "Fornitore",
+         "[Versioni del prodotto]"},
+        {2, "About Taglio", "System information", "Copy", "Send", "Supplier", "[Product versions]"},
+    };
+    for (const Captions& c : languages) {
+        SCOPED_TRACE(c.language);
+        Parametri par;
+        par.Lingua(c.language);
+        EXPECT_EQ(opened([&] { par.Informazioni(kProgram, kVersion); }), "FormInformazioni");
+
+        ui::FormInformazioni form(par, kProgram, kVersion);
+        EXPECT_EQ(form.windowTitle(), c.title);
+        EXPECT_EQ(child<QPushButton>(&form, "cmdSistema")->text(), c.system);
+        EXPECT_EQ(child<QPushButton>(&form, "cmdCopia")->text(), c.copy);
+        EXPECT_EQ(child<QPushButton>(&form, "cmdInvia")->text(), c.send);
+        EXPECT_EQ(child<QGroupBox>(&form, "fraFornitore")->title(), c.supplier);
+        EXPECT_EQ(text(&form, "lblProgramma"), kProgram);
+        EXPECT_EQ(text(&form, "lblVersione"), kVersion);
+        EXPECT_EQ(text(&form, "lblProdotto"), "2026.2");
+        EXPECT_EQ(text(&form, "lblLibreria"), "6.0.0");
+        EXPECT_EQ(text(&form, "lblFornitore"), "Corvel");
+        EXPECT_EQ(text(&form, "lblTelefono"), "+39 0423 123456");
+        EXPECT_EQ(text(&form, "lblIndirizzo"), "Via Esempio 1, 00000 Citta (XX), Italia");
+        EXPECT_TRUE(text(&form, "lblSito").contains("href=\"https://www.corvel.it\""));
+        EXPECT_TRUE(text(&form, "lblAssistenza").contains("mailto:traduzioni@corvel.it"));
+
+        test::activate(&form);
+        EXPECT_FALSE(child<QGroupBox>(&form, "fraSistema")->isVisible());
+        click(&form, "cmdSistema");
+        EXPECT_TRUE(child<QGroupBox>(&form, "fraSistema")->isVisible());
+        EXPECT_GE(child<QTreeWidget>(&form, "lstSistema")->topLevelItemCount(), 8);
+        QApplication::clipboard()->clear();
+        click(&form, "cmdCopia");
+        const QString copied = QApplication::clipboard()->text();
+        EXPECT_EQ(copied, form.systemInformationText());
+
+        // The real places and versions, as support will look for them.
+        const QString textDatabase = par.Percorso("Testi") + "CvlTradU.mdb";
+        SqlStatement count =
+            SqlDatabase(textDatabase, SqlDatabase::Mode::ReadOnly).prepare("SELECT COUNT(*) FROM Testi");
+        ASSERT_TRUE(count.step());
+        for (const QString& fact : {c.versions, kProgram, kVersion, QString("2026.2.3"), QString("2026.1.7"),
+                                    QString("2026.1.2"), QString(": 6.0\n"), QString::fromLatin1(qVersion()),
+                                    QString::fromStdString(platform.store().hiveFile(Hive::CurrentUser)),
+                                    QString::fromStdString(platform.store().hiveFile(Hive::LocalMachine)),
+                                    par.PercorsoPrincipale() + "ParamCor.txt", textDatabase, QString(": 6.0.0\n"),
+                                    QString(": %1\n").arg(count.integer(0)), par.PercorsoTemp(),
+                                    "DXF: " + par.Percorso("DXF"), "Archivio: " + par.Percorso("Archivio"),
+                                    c.language == 1 ? QString("1 (TESTO_01)") : QString("2 (Testo_02)")})
+            EXPECT_TRUE(copied.contains(fact)) << fact.toStdString();
+        EXPECT_TRUE(copied.contains(QRegularExpression("\n/: [^\n]+ / [^\n]+\n"))) << "the disk of /";
+    }
+    EXPECT_TRUE(platform.messages().empty());
+}
+
+TEST_F(InformationWindows, TheVersionsWindowShowsTheRecordsTheBuildAndTheTextFormat) {
+    for (const auto& [language, title] : {std::pair<short, QString>{1, "Versioni"}, {2, "Versions"}}) {
+        SCOPED_TRACE(language);
+        Parametri par;
+        par.Lingua(language);
+        EXPECT_EQ(opened([&] { par.Versioni(); }), "FormVersioni");
+
+        ui::FormVersioni form(par);
+        EXPECT_EQ(form.windowTitle(), title);
+        EXPECT_EQ(child<QGroupBox>(&form, "fraProdotto")->title(),
+                  language == 1 ? "Versioni del prodotto" : "Product versions");
+        EXPECT_EQ(child<QPushButton>(&form, "cmdEsci")->text(), language == 1 ? "Esci" : "Exit");
+        EXPECT_EQ(field(&form, "txtProdotto"), "2026.2");
+        EXPECT_EQ(field(&form, "txtAggiornamento"), "6.0");
+        EXPECT_EQ(field(&form, "txtMarmo"), "2026.2.3");
+        EXPECT_EQ(field(&form, "txtVetro"), "2026.1.7");
+        EXPECT_EQ(field(&form, "txtVetroCam"), "2026.1.2");
+        EXPECT_EQ(field(&form, "txtLibreria"), "6.0.0");
+        EXPECT_EQ(field(&form, "txtQt"), QT_VERSION_STR);
+        EXPECT_FALSE(field(&form, "txtCompilatore").isEmpty());
+        EXPECT_TRUE(QDate::fromString(field(&form, "txtData"), Qt::ISODate).isValid());
+        EXPECT_EQ(field(&form, "txtFormato"), "6.0.0");
+    }
+    EXPECT_TRUE(platform.messages().empty());
+}
+
+TEST_F(InformationWindows, InviaMailsTheInformationToSupportByServerOrIntoTheOutbox) {
+    Parametri par;
+    ui::FormInformazioni form(par, kProgram, kVersion);
+    test::activate(&form);
+    click(&form, "cmdSistema");
+    const QString body = form.systemInformationText();
+    auto checkMail = [&](const test::ReceivedMail& mail) {
+        EXPECT_EQ(mail.headers.at("subject"), "[CVLINFO] Taglio 3.1.4");
+        EXPECT_EQ(mail.headers.at("to"), "<traduzioni@corvel.it>");
+        EXPECT_EQ(mail.body, body.toUtf8());
+    };
+
+    // No server: the mail waits in the outbox, and the user is told where.
+    click(&form, "cmdInvia");
+    ASSERT_EQ(platform.messages().size(), 1u);
+    EXPECT_EQ(platform.messages()[0].flags, mb::Information);
+    EXPECT_EQ(platform.messages()[0].title, form.windowTitle());
+    const QDir outbox(platform.messages()[0].text.section('\n', 1));
+    const QStringList written = outbox.entryList({"CVLINFO-*.eml"}, QDir::Files);
+    ASSERT_EQ(written.size(), 1) << outbox.path().toStdString();
+    checkMail(test::parseMail(test::fileBytes(outbox.filePath(written[0]))));
+
+    test::SmtpServer server;
+    ASSERT_GT(server.port(), 0) << "the SMTP server on loopback did not start";
+    par.CurrentUser();
+    par.Programma("Posta");
+    par.ScriviParametroStringa("ServerSMTP", "127.0.0.1");
+    par.ScriviParametroStringa("PortaSMTP", QString::number(server.port()));
+    par.ScriviParametroStringa("MittenteSMTP", "officina@example.com");
+    click(&form, "cmdInvia");
+    const auto received = server.received();
+    ASSERT_EQ(received.size(), 1u);
+    EXPECT_EQ(received[0].envelope, QStringList({"officina@example.com", "traduzioni@corvel.it"}));
+    checkMail(received[0].mail);
+    ASSERT_EQ(platform.messages().size(), 2u);
+    EXPECT_EQ(platform.messages()[1].text, "Informazioni inviate a traduzioni@corvel.it");
+    EXPECT_EQ(outbox.entryList({"CVLINFO-*.eml"}, QDir::Files), written);
+}
+
+}  // namespace
+}  // namespace paramcor
