@@ -3,6 +3,7 @@
 #include "texts/SqlDatabase.h"
 #include "texts/TextTable.h"
 
+#include <CVLParamcor/Languages.h>
 #include <CVLParamcor/Parametri.h>
 #include <CVLParamcor/Platform.h>
 
@@ -154,7 +155,10 @@ SystemInformation::SystemInformation(Parametri& owner, const QString& program, c
     {
         Section& s = add(u"Lingua e unità di misura");
         const short language = owner_.Lingua();
-        addLine(s, u"Lingua", QStringLiteral("%1 (%2)").arg(language).arg(texts::languageColumn(language)));
+        const LanguageInfo* known = languageInfo(language);
+        addLine(s, u"Lingua",
+                QStringLiteral("%1 %2").arg(language).arg(
+                    known && !known->ownName.isEmpty() ? known->ownName : texts::languageColumn(language)));
         const QString system = owner_.TraduciChiave(QStringLiteral("PARAM"), QStringLiteral("01_SYS")).trimmed();
         const QString systems[] = {owner_.Traduci(QStringLiteral("Sistema Metrico Decimale")),
                                    owner_.Traduci(QStringLiteral("Sistema Anglosassone")), QStringLiteral("USA")};

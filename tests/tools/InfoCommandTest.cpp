@@ -45,7 +45,7 @@ TEST(ParamcorInformazioni, PrintsTheFactsSupportAsksFor) {
         "Installation folder: " + installation + "\nInstallation file: " + installation + "ParamCor.txt\n",
         "Text database: " + workshop.userTexts() + "\nFormat version: 6.0.0\n" +
             QStringLiteral("Rows: %1\n").arg(rowsOf(workshop.userTexts())),
-        "Language: 2 (Testo_02)\n",
+        "Language: 2 English\n",
         "Units of measure: Metric Decimal System (0)\n",
         "DXF: " + wincor + "Disegni/Dxf/\n",
         "Archivio: /srv/cvl/archivio/\n",
@@ -58,7 +58,7 @@ TEST(ParamcorInformazioni, PrintsTheFactsSupportAsksFor) {
     const Outcome italian = workshop.run({"informazioni"});
     ASSERT_EQ(italian.code, 0) << italian;
     EXPECT_TRUE(italian.out.contains("[Versioni del prodotto]\nProdotto: 2026.2\n")) << italian;
-    EXPECT_TRUE(italian.out.contains("Lingua: 1 (TESTO_01)\n")) << italian;
+    EXPECT_TRUE(italian.out.contains("Lingua: 1 Italiano\n")) << italian;
 }
 
 }  // namespace

@@ -127,7 +127,7 @@ TEST_F(InformationWindows, TheAboutWindowShowsTheProgramTheSuiteWhomToCallAndWha
                                     par.PercorsoPrincipale() + "ParamCor.txt", textDatabase, QString(": 6.0.0\n"),
                                     QString(": %1\n").arg(count.integer(0)), par.PercorsoTemp(),
                                     "DXF: " + par.Percorso("DXF"), "Archivio: " + par.Percorso("Archivio"),
-                                    c.language == 1 ? QString("1 (TESTO_01)") : QString("2 (Testo_02)")})
+                                    c.language == 1 ? QString(": 1 Italiano\n") : QString(": 2 English\n")})
             EXPECT_TRUE(copied.contains(fact)) << fact.toStdString();
         EXPECT_TRUE(copied.contains(QRegularExpression("\n/: [^\n]+ / [^\n]+\n"))) << "the disk of /";
     }
