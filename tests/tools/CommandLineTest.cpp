@@ -132,7 +132,7 @@ TEST(ParamcorCommandLine, EveryReadingCommandSpeaksJson) {
     const QStringList commands[] = {
         {"valore", "leggi", "Taglio", "Giri", "Long"}, {"percorso", "DXF"}, {"percorsi"},
         {"traduci", "Spessore"}, {"chiave", "LASTRE", "0009"}, {"lingua"}, {"misure"},
-        {"registro", "elenca", "HKCU\\SOFTWARE\\Corvel"}};
+        {"registro", "elenca", "HKCU\\SOFTWARE\\Corvel"}, {"informazioni"}};
     for (const QStringList& command : commands) {
         const Outcome run = workshop.run(command + QStringList{"--json"});
         EXPECT_EQ(run.code, 0) << run;

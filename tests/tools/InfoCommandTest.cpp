@@ -3,6 +3,9 @@
 #include "ToolTesting.h"
 
 #include <QDir>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 
 #include <gtest/gtest.h>
 
@@ -59,6 +62,15 @@ TEST(ParamcorInformazioni, PrintsTheFactsSupportAsksFor) {
     ASSERT_EQ(italian.code, 0) << italian;
     EXPECT_TRUE(italian.out.contains("[Versioni del prodotto]\nProdotto: 2026.2\n")) << italian;
     EXPECT_TRUE(italian.out.contains("Lingua: 1 Italiano\n")) << italian;
+
+    // The same as sections of captions and values, in their order.
+    const Outcome json = workshop.run({"informazioni", "--json"});
+    ASSERT_EQ(json.code, 0) << json;
+    const QJsonArray sections = QJsonDocument::fromJson(json.out.toUtf8()).array();
+    ASSERT_GE(sections.size(), 2) << json;
+    EXPECT_EQ(sections[1].toObject()["titolo"], "Versioni del prodotto");
+    EXPECT_EQ(sections[1].toObject()["voci"].toArray()[0].toObject(),
+              QJsonObject({{"voce", "Prodotto"}, {"valore", "2026.2"}}));
 }
 
 }  // namespace

@@ -335,7 +335,7 @@ const QList<Command>& commands() {
          "The system information of the about window (InformazioniSistema), as text to read\n"
          "out on the telephone or to paste into a mail.\n"
          "  --lingua N            with the captions of language N instead",
-         {"lingua N"},
+         {"lingua N", "json"},
          0,
          0,
          systemInformation,
