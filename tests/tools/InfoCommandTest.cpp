@@ -35,7 +35,7 @@ TEST(ParamcorInformazioni, PrintsTheFactsSupportAsksFor) {
         setValue(store, Hive::LocalMachine, "SOFTWARE\\Corvel", "VersioneProdottoVetroCam", regtype::String,
                  utf8("2026.1.2"));
     }
-    const Outcome english = workshop.run({"informazioni", "--lingua", "2"});
+    const Outcome english = workshop.run({"informazioni"});
     ASSERT_EQ(english.code, 0) << english;
     EXPECT_TRUE(english.err.isEmpty()) << english;
     const QString installation = workshop.installation() + u'/';
@@ -57,8 +57,8 @@ TEST(ParamcorInformazioni, PrintsTheFactsSupportAsksFor) {
     for (const QString& fact : expected)
         EXPECT_TRUE(english.out.contains(fact)) << fact.toStdString() << "\nin:\n" << english.out.toStdString();
 
-    // The user's own language, without the option.
-    const Outcome italian = workshop.run({"informazioni"});
+    // The workshop's user reads English; the option chooses another language.
+    const Outcome italian = workshop.run({"informazioni", "--lingua", "1"});
     ASSERT_EQ(italian.code, 0) << italian;
     EXPECT_TRUE(italian.out.contains("[Versioni del prodotto]\nProdotto: 2026.2\n")) << italian;
     EXPECT_TRUE(italian.out.contains("Lingua: 1 Italiano\n")) << italian;
@@ -68,9 +68,9 @@ TEST(ParamcorInformazioni, PrintsTheFactsSupportAsksFor) {
     ASSERT_EQ(json.code, 0) << json;
     const QJsonArray sections = QJsonDocument::fromJson(json.out.toUtf8()).array();
     ASSERT_GE(sections.size(), 2) << json;
-    EXPECT_EQ(sections[1].toObject()["titolo"], "Versioni del prodotto");
+    EXPECT_EQ(sections[1].toObject()["titolo"], "Product versions");
     EXPECT_EQ(sections[1].toObject()["voci"].toArray()[0].toObject(),
-              QJsonObject({{"voce", "Prodotto"}, {"valore", "2026.2"}}));
+              QJsonObject({{"voce", "Product"}, {"valore", "2026.2"}}));
 }
 
 }  // namespace
