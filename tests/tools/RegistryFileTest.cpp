@@ -346,7 +346,7 @@ TEST(ParamcorRegistryFile, AWriteThatFailsHalfwayLeavesNothingImported) {
     EXPECT_EQ(run.code, 1) << run;
     EXPECT_TRUE(run.err.startsWith(
         QStringLiteral("paramcor: registro importa: HKEY_CURRENT_USER\\SOFTWARE\\Corvel\\Seconda cannot be "
-                       "written (error 206")))
+                       "written (error 87")))
         << run;
     EXPECT_TRUE(run.err.trimmed().endsWith(QStringLiteral("; nothing was imported"))) << run;
     auto store = workshop.store();
