@@ -12,13 +12,6 @@
 namespace paramcor::test {
 namespace {
 
-const std::string kSuite = "SOFTWARE\\Corvel";
-
-std::vector<std::uint8_t> dword(std::uint32_t value) {
-    return {static_cast<std::uint8_t>(value), static_cast<std::uint8_t>(value >> 8),
-            static_cast<std::uint8_t>(value >> 16), static_cast<std::uint8_t>(value >> 24)};
-}
-
 void fill(RegistryStore& store) {
     setValue(store, Hive::CurrentUser, kSuite + "\\Taglio", "zeta", 4, dword(3000));
     setValue(store, Hive::CurrentUser, kSuite + "\\Taglio", "Alfa", 1, utf8("riga uno\nriga due"));

@@ -19,13 +19,6 @@
 namespace paramcor::test {
 namespace {
 
-const std::string kSuite = "SOFTWARE\\Corvel";
-
-std::vector<std::uint8_t> dword(std::uint32_t value) {
-    return {static_cast<std::uint8_t>(value), static_cast<std::uint8_t>(value >> 8),
-            static_cast<std::uint8_t>(value >> 16), static_cast<std::uint8_t>(value >> 24)};
-}
-
 struct Written {
     std::string path;
     std::string name;

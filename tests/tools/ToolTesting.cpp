@@ -132,6 +132,11 @@ void setValue(RegistryStore& store, Hive hive, const std::string& path, const st
     store.closeKey(key);
 }
 
+std::vector<std::uint8_t> dword(std::uint32_t value) {
+    return {static_cast<std::uint8_t>(value), static_cast<std::uint8_t>(value >> 8),
+            static_cast<std::uint8_t>(value >> 16), static_cast<std::uint8_t>(value >> 24)};
+}
+
 std::vector<std::uint8_t> bytesOf(const QByteArray& bytes) {
     return {bytes.begin(), bytes.end()};
 }

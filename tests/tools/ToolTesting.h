@@ -83,6 +83,9 @@ Found storedValue(RegistryStore& store, Hive hive, const std::string& path, cons
 void setValue(RegistryStore& store, Hive hive, const std::string& path, const std::string& name, std::uint32_t type,
               const std::vector<std::uint8_t>& data);
 
+// The suite's root key, and a REG_DWORD's little-endian bytes.
+inline const std::string kSuite = "SOFTWARE\\Corvel";
+std::vector<std::uint8_t> dword(std::uint32_t value);
 std::vector<std::uint8_t> bytesOf(const QByteArray& bytes);
 std::vector<std::uint8_t> utf8(const QString& text);
 QByteArray fileBytes(const QString& path);
