@@ -31,6 +31,12 @@ void MainParametri::selectHive(Hive hive, bool noMakerRoot) {
     noMakerRoot_ = noMakerRoot;
 }
 
+void MainParametri::restore(Hive hive, const QString& program, const QString& section) {
+    hive_ = hive;
+    program_ = program;
+    section_ = section;
+}
+
 void MainParametri::Push() {
     ++depth_;
     if (depth_ >= kStackLimit) {

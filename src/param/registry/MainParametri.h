@@ -60,6 +60,9 @@ public:
     QString ReadString(const QString& name, const QString& defaultValue);
     void WriteString(const QString& name, const QString& value);
 
+    // Puts back what SelectionScope saved: the same three fields a Pop restores.
+    void restore(Hive hive, const QString& program, const QString& section);
+
     static constexpr int kStackSlots = 101;  // slots 0..100; 0 and 100 are never written
     static constexpr int kStackLimit = 100;
 
@@ -87,6 +90,25 @@ private:
     std::array<Hive, kStackSlots> savedHives_{};
     std::array<QString, kStackSlots> savedPrograms_;
     std::array<QString, kStackSlots> savedSections_;
+};
+
+// The library's own save and restore of the selection. It restores what a Pop would
+// (hive, program, section) but leaves the client's Push stack alone, so the library
+// never uses up a client's stack slot nor trips its overflow message.
+class SelectionScope {
+public:
+    explicit SelectionScope(MainParametri& selection)
+        : selection_(selection), hive_(selection.hive()), program_(selection.program()),
+          section_(selection.section()) {}
+    ~SelectionScope() { selection_.restore(hive_, program_, section_); }
+    SelectionScope(const SelectionScope&) = delete;
+    SelectionScope& operator=(const SelectionScope&) = delete;
+
+private:
+    MainParametri& selection_;
+    Hive hive_;
+    QString program_;
+    QString section_;
 };
 
 }  // namespace paramcor
