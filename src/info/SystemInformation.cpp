@@ -4,7 +4,6 @@
 #include "texts/TextTable.h"
 
 #include <CVLParamcor/Languages.h>
-#include <CVLParamcor/Parametri.h>
 #include <CVLParamcor/Platform.h>
 
 #include <QDate>
@@ -69,7 +68,9 @@ QString existingFolder(const QString& path) {
 
 }  // namespace
 
-SystemInformation::SystemInformation(Parametri& owner, const QString& program, const QString& version) : owner_(owner) {
+SystemInformation::SystemInformation(const LibraryFacts& library, Translate translate, const QString& program,
+                                     const QString& version)
+    : translate_(std::move(translate)) {
     if (!program.isEmpty() || !version.isEmpty()) {
         Section& s = add(u"Programma");
         addLine(s, u"Nome", program);
@@ -90,17 +91,15 @@ SystemInformation::SystemInformation(Parametri& owner, const QString& program, c
     }
     {
         Section& s = add(u"Versioni del prodotto");
-        addLine(s, u"Prodotto", owner_.VersioneProdotto());
-        addLine(s, u"Aggiornamento", owner_.VersioneUpgrade());
-        addLine(s, u"Marmo", owner_.VersioneProdottoMarmo());
-        addLine(s, u"Vetro", owner_.VersioneProdottoVetro());
-        addLine(s, u"Vetro CAM", owner_.VersioneProdottoVetroCam());
+        const char16_t* labels[] = {u"Prodotto", u"Aggiornamento", u"Marmo", u"Vetro", u"Vetro CAM"};
+        for (std::size_t i = 0; i < library.versions.size(); ++i)
+            addLine(s, labels[i], library.versions[i]);
     }
 
     QStringList folders;  // every folder whose disk matters
     {
         Section& s = add(u"Registro");
-        addLine(s, u"Chiave del produttore", owner_.RadReg());
+        addLine(s, u"Chiave del produttore", library.makerKey);
         const RegistryStore& store = *platform().registry;
         const std::pair<const char16_t*, Hive> hives[] = {{u"Utente corrente", Hive::CurrentUser},
                                                           {u"Macchina locale", Hive::LocalMachine},
@@ -108,14 +107,14 @@ SystemInformation::SystemInformation(Parametri& owner, const QString& program, c
         for (const auto& [label, hive] : hives) {
             const QString where = QString::fromStdString(store.location(hive));
             addLine(s, label,
-                    where.isEmpty() ? owner_.Traduci(QStringLiteral("registro di Windows"))
+                    where.isEmpty() ? translate_(QStringLiteral("registro di Windows"))
                                     : QDir::toNativeSeparators(where));
             if (!where.isEmpty())
                 folders << QFileInfo(where).absolutePath();
         }
     }
 
-    const QString installation = owner_.PercorsoPrincipale();
+    const QString installation = library.installationFolder;
     const QString installationFile = installation + QStringLiteral("ParamCor.txt");
     folders << installation;
     {
@@ -124,21 +123,13 @@ SystemInformation::SystemInformation(Parametri& owner, const QString& program, c
         addLine(s, u"File di installazione",
                 QFileInfo(installationFile).isFile()
                     ? installationFile
-                    : installationFile + QStringLiteral(" (") + owner_.Traduci(QStringLiteral("mancante")) + u')');
+                    : installationFile + QStringLiteral(" (") + translate_(QStringLiteral("mancante")) + u')');
     }
 
-    // The declared folders, read once: each read may store a folder's default.
-    std::vector<Line> declared;
     QString textFolder;
-    for (short i = 0; i <= owner_.TotalePercorsi(); ++i) {
-        QString name, fallback, current, reference;
-        // The custom slots that no one has filled have no default.
-        if (!owner_.DatiPercorso(i, name, fallback, current, reference) || fallback.isEmpty())
-            continue;
-        declared.push_back({name, current});
-        if (name.compare(QLatin1String("Testi"), Qt::CaseInsensitive) == 0)
-            textFolder = current;
-    }
+    for (const Line& folder : library.declaredFolders)
+        if (folder.label.compare(QLatin1String("Testi"), Qt::CaseInsensitive) == 0)
+            textFolder = folder.value;
     {
         Section& s = add(u"Testi");
         const QString path = textFolder + QStringLiteral("CvlTradU.mdb");
@@ -146,7 +137,7 @@ SystemInformation::SystemInformation(Parametri& owner, const QString& program, c
         if (!textFolder.isEmpty())
             facts = textDatabaseFacts(path);
         if (!facts.found)
-            facts.problem = owner_.Traduci(QStringLiteral("mancante"));
+            facts.problem = translate_(QStringLiteral("mancante"));
         addLine(s, u"Database dei testi",
                 facts.problem.isEmpty() ? path : path + QStringLiteral(" (") + facts.problem + u')');
         addLine(s, u"Versione del formato", facts.formatVersion);
@@ -154,28 +145,27 @@ SystemInformation::SystemInformation(Parametri& owner, const QString& program, c
     }
     {
         Section& s = add(u"Lingua e unità di misura");
-        const short language = owner_.Lingua();
+        const short language = library.language;
         const LanguageInfo* known = languageInfo(language);
         addLine(s, u"Lingua",
                 QStringLiteral("%1 %2").arg(language).arg(
                     known && !known->ownName.isEmpty() ? known->ownName : texts::languageColumn(language)));
-        const QString system = owner_.TraduciChiave(QStringLiteral("PARAM"), QStringLiteral("01_SYS")).trimmed();
-        const QString systems[] = {owner_.Traduci(QStringLiteral("Sistema Metrico Decimale")),
-                                   owner_.Traduci(QStringLiteral("Sistema Anglosassone")), QStringLiteral("USA")};
+        const QString system = library.unitRows[0].trimmed();
+        const QString systems[] = {translate_(QStringLiteral("Sistema Metrico Decimale")),
+                                   translate_(QStringLiteral("Sistema Anglosassone")), QStringLiteral("USA")};
         bool numeric = false;
         const int code = system.toInt(&numeric);
         addLine(s, u"Unità di misura",
                 numeric && code >= 0 && code < 3 ? QStringLiteral("%1 (%2)").arg(systems[code], system) : system);
-        const std::pair<const char16_t*, const char*> rows[] = {
-            {u"Valuta", "02_VAL"}, {u"lineare", "03_LIN"}, {u"superfici", "04_SUP"}, {u"volume", "05_VOL"}};
-        for (const auto& [label, key] : rows)
-            addLine(s, label, owner_.TraduciChiave(QStringLiteral("PARAM"), QLatin1String(key)).simplified());
+        const char16_t* labels[] = {u"Valuta", u"lineare", u"superfici", u"volume"};
+        for (std::size_t i = 0; i < std::size(labels); ++i)
+            addLine(s, labels[i], library.unitRows[i + 1].simplified());
     }
     {
         Section& s = add(u"Cartelle");
-        addLine(s, u"Cartella temporanea", owner_.PercorsoTemp());
-        folders << owner_.PercorsoTemp();
-        for (const Line& folder : declared) {
+        addLine(s, u"Cartella temporanea", library.temporaryFolder);
+        folders << library.temporaryFolder;
+        for (const Line& folder : library.declaredFolders) {
             s.lines.push_back(folder);
             folders << folder.value;
         }
@@ -196,12 +186,12 @@ SystemInformation::SystemInformation(Parametri& owner, const QString& program, c
 }
 
 Section& SystemInformation::add(const char16_t* title) {
-    sections_.push_back({owner_.Traduci(QString::fromUtf16(title)), {}});
+    sections_.push_back({translate_(QString::fromUtf16(title)), {}});
     return sections_.back();
 }
 
 void SystemInformation::addLine(Section& section, const char16_t* label, const QString& value) {
-    section.lines.push_back({owner_.Traduci(QString::fromUtf16(label)), value});
+    section.lines.push_back({translate_(QString::fromUtf16(label)), value});
 }
 
 QString SystemInformation::text() const {

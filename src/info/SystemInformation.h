@@ -6,11 +6,9 @@
 
 #include <QString>
 
+#include <array>
+#include <functional>
 #include <vector>
-
-namespace paramcor {
-class Parametri;
-}
 
 namespace paramcor::info {
 
@@ -42,11 +40,28 @@ struct Section {
     std::vector<Line> lines;
 };
 
+// What the library itself knows, gathered by the layer that owns it; the report adds
+// the machine's facts and puts everything in order.
+struct LibraryFacts {
+    // Product, upgrade, marble, glass and glass CAM, in that order.
+    std::array<QString, 5> versions;
+    QString makerKey;
+    QString installationFolder;  // with its trailing separator
+    QString temporaryFolder;
+    std::vector<Line> declaredFolders;  // name and current path of each folder with a default
+    short language = 0;
+    // The current language's unit rows: system, currency, linear, surfaces, volume.
+    std::array<QString, 5> unitRows;
+};
+
+using Translate = std::function<QString(const QString& wording)>;
+
 class SystemInformation {
 public:
-    // Collects the facts now, captions in the owner's language. The program's name
+    // Captions come through translate, in the user's language. The program's name
     // and version open the list when given.
-    explicit SystemInformation(Parametri& owner, const QString& program = {}, const QString& version = {});
+    SystemInformation(const LibraryFacts& library, Translate translate, const QString& program = {},
+                      const QString& version = {});
 
     const std::vector<Section>& sections() const { return sections_; }
 
@@ -57,7 +72,7 @@ private:
     Section& add(const char16_t* title);
     void addLine(Section& section, const char16_t* label, const QString& value);
 
-    Parametri& owner_;
+    Translate translate_;
     std::vector<Section> sections_;
 };
 

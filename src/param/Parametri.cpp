@@ -2,7 +2,7 @@
 
 #include "folders/FolderTable.h"
 #include "folders/InstallationFile.h"
-#include "info/SystemInformation.h"
+#include "param/SystemReport.h"
 #include "param/Workstation.h"
 #include "param/registry/MainParametri.h"
 #include "param/registry/ValueEncoding.h"
@@ -206,7 +206,7 @@ void Parametri::Versioni() {
 }
 
 QString Parametri::InformazioniSistema() {
-    return info::SystemInformation(*this).text();
+    return systemInformation(*this).text();
 }
 
 void Parametri::DatiFornitore(QString& Nome, QString& Telefono, QString& Indirizzo, QString& Sito) {

@@ -1,6 +1,6 @@
 #include "info/ui/FormInformazioni.h"
 
-#include "info/SystemInformation.h"
+#include "param/SystemReport.h"
 #include "info/ui/SupportMail.h"
 #include "texts/ui/Globe.h"
 #include "texts/ui/mail/Mail.h"
@@ -146,7 +146,7 @@ void FormInformazioni::showEvent(QShowEvent* event) {
 
 void FormInformazioni::showSystemInformation() {
     if (text_.isEmpty()) {
-        const info::SystemInformation facts(owner_, program_, version_);
+        const info::SystemInformation facts = systemInformation(owner_, program_, version_);
         for (const info::Section& section : facts.sections()) {
             auto* heading = new QTreeWidgetItem(list_, {section.title});
             QFont bold = heading->font(0);
