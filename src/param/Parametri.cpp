@@ -19,9 +19,9 @@ struct Parametri::Impl {
     short announced = 0;  // the language the windows were last told
     QString tempFolder;
     Folders folders;
-    TextDatabase texts;
+    TextDatabase texts{MainParametri::instance()};
     // The time of the previous lookup starts at 0, so the first one reads the language.
-    Translation translation{texts, tempFolder};
+    Translation translation{texts, MainParametri::instance(), tempFolder};
 };
 
 namespace {
@@ -66,8 +66,10 @@ bool Parametri::readInstallationFile() {
     return InstallationFile(d->folders).LeggiFileInstallazione();
 }
 
+// The unit rows are made sure of before the user file is opened.
 bool Parametri::openTextDatabase() {
-    return d->texts.ApriDatabaseTesti(d->folders);
+    return d->texts.ApriDatabaseTesti(
+        {d->folders.Percorso(QStringLiteral("Testi")), &VerificaFile, &units::ControllaValori});
 }
 void Parametri::closeTextDatabase() {
     d->texts.close();

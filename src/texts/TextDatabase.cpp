@@ -1,11 +1,8 @@
 #include "texts/TextDatabase.h"
 
-#include "folders/FolderTable.h"
-#include "folders/InstallationFile.h"
 #include "param/Numbers.h"
 #include "param/registry/MainParametri.h"
 #include "texts/TextTable.h"
-#include "units/UnitRows.h"
 
 #include <CVLParamcor/Platform.h>
 
@@ -44,12 +41,12 @@ void replaceFile(const QString& from, const QString& to, std::error_code& error)
 
 }  // namespace
 
-bool TextDatabase::ApriDatabaseTesti(Folders& folders) {
-    const QString delivered = folders.Percorso(QStringLiteral("Testi")) + kDelivered;
-    const QString user = folders.Percorso(QStringLiteral("Testi")) + kUser;
+bool TextDatabase::ApriDatabaseTesti(const Setup& setup) {
+    const QString delivered = setup.folder + kDelivered;
+    const QString user = setup.folder + kUser;
     lastMerge_ = {};
 
-    if (VerificaFile(delivered, false)) {
+    if (setup.checkFile(delivered, false)) {
         // Programs that start together must not both consume the delivery: the
         // second waits, then finds it gone.
         // The lock names the program that holds it; when that program is no longer
@@ -67,21 +64,21 @@ bool TextDatabase::ApriDatabaseTesti(Folders& folders) {
                     mb::Information, kTitle);
             locked = lock.tryLock(119000);
         }
-        if (locked && QFile::exists(delivered) && !deliver(delivered, user))
+        if (locked && QFile::exists(delivered) && !deliver(delivered, user, setup))
             return false;
     }
-    if (!VerificaFile(user, true)) {
+    if (!setup.checkFile(user, true)) {
         message(QStringLiteral("Cannot open language file") + u'\n' + user, mb::Critical);
         readLanguage();
         return false;
     }
-    if (!open(user))
+    if (!open(user, setup))
         return false;
     readLanguage();
     return true;
 }
 
-bool TextDatabase::deliver(const QString& delivered, const QString& user) {
+bool TextDatabase::deliver(const QString& delivered, const QString& user, const Setup& setup) {
     const QString deliveredProblem = texts::unusableReason(delivered);
     if (!deliveredProblem.isEmpty()) {
         message(QStringLiteral("Cannot use the delivered language file") + u'\n' + delivered + u'\n' + deliveredProblem,
@@ -90,14 +87,14 @@ bool TextDatabase::deliver(const QString& delivered, const QString& user) {
     }
 
     // Whether the file is free: renamed away and straight back, whatever happens.
-    if (VerificaFile(user, false)) {
+    if (setup.checkFile(user, false)) {
         const QString scratch = QFileInfo(user).path() + QStringLiteral("/test.mdb");
         QFile::rename(user, scratch);
         QFile::rename(scratch, user);
     }
 
     bool replace = true;
-    if (VerificaFile(user, false)) {
+    if (setup.checkFile(user, false)) {
         if (!texts::unusableReason(user).isEmpty())
             return true;  // not ours to overwrite; the opening says what is wrong with it
         try {
@@ -113,7 +110,7 @@ bool TextDatabase::deliver(const QString& delivered, const QString& user) {
 
     std::error_code error;
     if (replace) {
-        if (VerificaFile(user, false))
+        if (setup.checkFile(user, false))
             std::filesystem::copy_file(fsPath(user), fsPath(user + QStringLiteral(".old")),
                                        std::filesystem::copy_options::overwrite_existing, error);
         if (!error)
@@ -153,15 +150,17 @@ bool TextDatabase::mergeInto(const QString& delivered, const QString& user) {
     return true;
 }
 
-bool TextDatabase::open(const QString& user) {
+bool TextDatabase::open(const QString& user, const Setup& setup) {
     try {
         const QString problem = texts::unusableReason(user);
         if (!problem.isEmpty())
             throw TextDatabaseError(26, problem);  // SQLITE_NOTADB
-        units::ControllaValori(user);
+        if (setup.prepareUserFile)
+            setup.prepareUserFile(user);
         SqlDatabase db(user, SqlDatabase::Mode::ReadWrite);
         db.prepare("SELECT Programma, Progressivo, TESTO_01 FROM Testi LIMIT 1");
         db_ = std::move(db);
+        path_ = user;
         return true;
     } catch (const TextDatabaseError& error) {
         message(QStringLiteral("Error while opening language files") + u'\n' + user + u'\n' +
@@ -174,7 +173,7 @@ bool TextDatabase::open(const QString& user) {
 // The suite-wide language: no program or section is selected at this point.
 void TextDatabase::readLanguage() {
     const double number = roundHalfEven(
-        leadingNumber(MainParametri::instance().ReadString(QStringLiteral("Lingua"), QStringLiteral("1"))));
+        leadingNumber(selection_.ReadString(QStringLiteral("Lingua"), QStringLiteral("1"))));
     language_ = number < 1 || number > 32767 ? 2 : static_cast<short>(number);
 }
 

@@ -7,24 +7,41 @@
 
 #include <QString>
 
+#include <functional>
+
 namespace paramcor {
 
-class Folders;
+class MainParametri;
 
 class TextDatabase {
 public:
     static inline const QString kDelivered = QStringLiteral("CvlTrad.mdb");
     static inline const QString kUser = QStringLiteral("CvlTradU.mdb");
 
-    // Merges or copies a delivered file, makes sure the unit rows exist, opens the
-    // user file and reads the language number. False, after a message, when the
-    // user file cannot be opened; the language number is read all the same unless
-    // the opening itself failed.
-    bool ApriDatabaseTesti(Folders& folders);
+    // What the opening needs from the creation sequence around it.
+    struct Setup {
+        QString folder;  // the folder "Testi", ending with a separator
+        // Whether a file is there and may be written; says why not when told to.
+        std::function<bool(const QString& path, bool warnIfMissing)> checkFile;
+        // Runs on the user file just before it is opened (the unit rows). A
+        // TextDatabaseError stops the opening with its message.
+        std::function<void(const QString& user)> prepareUserFile;
+    };
+
+    // The language is read from the current selection, which the caller has set.
+    explicit TextDatabase(MainParametri& selection) : selection_(selection) {}
+
+    // Merges or copies a delivered file, prepares the user file, opens it and reads
+    // the language number. False, after a message, when the user file cannot be
+    // opened; the language number is read all the same unless the opening itself
+    // failed.
+    bool ApriDatabaseTesti(const Setup& setup);
 
     bool isOpen() const { return static_cast<bool>(db_); }
     SqlDatabase& database() { return db_; }
     void close() { db_ = SqlDatabase(); }
+    // The user file opened last.
+    const QString& path() const { return path_; }
 
     short language() const { return language_; }
     void setLanguage(short language) { language_ = language; }
@@ -34,12 +51,14 @@ public:
 
 private:
     // Merges or replaces; false, after a message, when files could not be copied.
-    bool deliver(const QString& delivered, const QString& user);
+    bool deliver(const QString& delivered, const QString& user, const Setup& setup);
     bool mergeInto(const QString& delivered, const QString& user);
-    bool open(const QString& user);
+    bool open(const QString& user, const Setup& setup);
     void readLanguage();
 
+    MainParametri& selection_;
     SqlDatabase db_;
+    QString path_;
     short language_ = 1;
     texts::MergeCounts lastMerge_;
 };

@@ -45,7 +45,8 @@ struct Translation::Statements {
     SqlStatement scan;
 };
 
-Translation::Translation(TextDatabase& texts, const QString& tempFolder) : texts_(texts), tempFolder_(tempFolder) {}
+Translation::Translation(TextDatabase& texts, MainParametri& selection, const QString& tempFolder)
+    : texts_(texts), selection_(selection), tempFolder_(tempFolder) {}
 
 Translation::~Translation() = default;
 
@@ -63,11 +64,11 @@ short Translation::readLanguage() {
 }
 
 short Translation::readLanguage(QString& stored) {
-    MainParametri& selection = MainParametri::instance();
-    selection.Push();
-    selection.selectHive(Hive::CurrentUser, false);
-    stored = selection.ReadValue(QStringLiteral("Lingua"), QStringLiteral("1")).toString();
-    selection.Pop();
+    {
+        const SelectionScope scope(selection_);
+        selection_.selectHive(Hive::CurrentUser, false);
+        stored = selection_.ReadValue(QStringLiteral("Lingua"), QStringLiteral("1")).toString();
+    }
     const double number = roundHalfEven(leadingNumber(stored));
     const short language = number < 1 || number > 32767 ? 3 : static_cast<short>(number);
     setLanguage(language);
@@ -76,11 +77,9 @@ short Translation::readLanguage(QString& stored) {
 
 void Translation::writeLanguage(short language) {
     setLanguage(language);
-    MainParametri& selection = MainParametri::instance();
-    selection.Push();
-    selection.selectHive(Hive::CurrentUser, false);
-    selection.WriteValue(QStringLiteral("Lingua"), QString::number(language));
-    selection.Pop();
+    const SelectionScope scope(selection_);
+    selection_.selectHive(Hive::CurrentUser, false);
+    selection_.WriteValue(QStringLiteral("Lingua"), QString::number(language));
 }
 
 void Translation::refreshAfterQuiet() {
@@ -98,9 +97,15 @@ void Translation::refreshAfterQuiet() {
 }
 
 void Translation::checkForChanges() {
-    if (!texts_.isOpen())
+    if (!usable())
         return;
-    const qint64 version = texts_.database().dataVersion();
+    qint64 version = dataVersion_;
+    try {
+        version = texts_.database().dataVersion();
+    } catch (const TextDatabaseError& error) {
+        databaseFailed(error);
+        return;
+    }
     if (version != dataVersion_) {
         byWording_.clear();
         byKey_.clear();
@@ -119,15 +124,41 @@ QString Translation::TogliCaratteri(const QString& Testo, const QString& Caratte
     return kept;
 }
 
+bool Translation::usable() const {
+    return texts_.isOpen() && !suspended_;
+}
+
+void Translation::databaseFailed(const TextDatabaseError& error) {
+    statements_.reset();
+    suspended_ = true;
+    if (reported_)
+        return;
+    reported_ = true;
+    platform().messages->show(QStringLiteral("Error while reading language files") + u'\n' + texts_.path() + u'\n' +
+                                  QString::number(error.code()) + u' ' + error.message(),
+                              mb::Critical, QString());
+}
+
+// A database that failed is tried again after a quiet moment, whichever kind of
+// lookup comes then: a locked file costs one wait per burst, not one per lookup.
+void Translation::retryAfterQuiet(double now) {
+    if (quietSince(previousAnyLookup_, now))
+        suspended_ = false;
+    previousAnyLookup_ = now;
+}
+
 QString Translation::TraduciChiave(const QString& Programma, const QString& Progressivo, const QString& Caratteri) {
     if (!texts_.isOpen())
         return debug_ ? Progressivo : QStringLiteral("???");
     // Lookups by key read the language only when told, but see changed texts
     // after a quiet moment as lookups by wording do.
     const double now = platform().timer();
+    retryAfterQuiet(now);
     if (quietSince(previousKeyLookup_, now))
         checkForChanges();
     previousKeyLookup_ = now;
+    if (!usable())
+        return debug_ ? Progressivo : QStringLiteral("???");
     const QString cacheKey = keyOf(Programma, Progressivo);
     const bool cached = !debug_ && Caratteri.isEmpty();
     if (cached) {
@@ -137,6 +168,8 @@ QString Translation::TraduciChiave(const QString& Programma, const QString& Prog
     }
     const Found row = seekKey(Programma.toUpper(), Progressivo.toUpper());
     QString result;
+    if (!usable())
+        return debug_ ? Progressivo : QStringLiteral("???");
     if (!row.found)
         result = debug_ ? Progressivo : QStringLiteral("???");
     else if (row.value.isEmpty())
@@ -149,6 +182,7 @@ QString Translation::TraduciChiave(const QString& Programma, const QString& Prog
 }
 
 QString Translation::Traduci(const QString& Testo, const QString& Caratteri) {
+    retryAfterQuiet(platform().timer());
     refreshAfterQuiet();
     const bool cached = !debug_ && Caratteri.isEmpty();
     if (cached) {
@@ -159,7 +193,7 @@ QString Translation::Traduci(const QString& Testo, const QString& Caratteri) {
     QString result = CercaTesto(Testo, Caratteri, false);
     if (result == Testo)
         result = CercaTesto(Testo, Caratteri, true);
-    if (cached)
+    if (cached && usable())
         byWording_.insert(Testo, result);
     return result;
 }
@@ -194,13 +228,15 @@ QString Translation::CercaTesto(const QString& Testo, const QString& Caratteri, 
         }
     }
 
-    if (!texts_.isOpen())
+    if (!usable())
         return prefix + core + suffix;
 
     QString translation = core;
     bool unknown = false;
     bool untranslated = false;
     const Found row = seekWording(core);
+    if (!usable())
+        return prefix + core + suffix;
     if (row.found) {
         if (!row.value.trimmed().isEmpty())
             translation = TogliCaratteri(row.value, Caratteri);
@@ -210,6 +246,8 @@ QString Translation::CercaTesto(const QString& Testo, const QString& Caratteri, 
         if (!Caratteri.isEmpty() && debug_) {
             if (const auto scanned = scanWithout(core, Caratteri))
                 return prefix + *scanned + suffix;
+            if (!usable())
+                return prefix + core + suffix;
         }
         unknown = true;
     }
@@ -271,50 +309,57 @@ Translation::Statements& Translation::statements() {
     return *statements_;
 }
 
-Translation::Found Translation::seekWording(const QString& wording) {
+namespace {
+
+// One row at most; the statement is ready for new values afterwards. A failure
+// drops the statements, so it needs no reset.
+template <typename Found>
+Found stepOnce(SqlStatement& s) {
     Found found;
-    SqlStatement& s = statements().byWording;
-    s.bind(1, wording);
-    try {
-        found.found = s.step();
-        if (found.found)
-            found.value = s.text(0);
-    } catch (const TextDatabaseError&) {
-        found.found = false;  // a lookup never fails: the wording stays as it is
-    }
+    found.found = s.step();
+    if (found.found)
+        found.value = s.text(0);
     s.reset();
     return found;
+}
+
+}  // namespace
+
+Translation::Found Translation::seekWording(const QString& wording) {
+    try {
+        SqlStatement& s = statements().byWording;
+        s.bind(1, wording);
+        return stepOnce<Found>(s);
+    } catch (const TextDatabaseError& error) {
+        databaseFailed(error);
+        return {};
+    }
 }
 
 Translation::Found Translation::seekKey(const QString& program, const QString& key) {
-    Found found;
-    SqlStatement& s = statements().byKey;
-    s.bind(1, program).bind(2, key);
     try {
-        found.found = s.step();
-        if (found.found)
-            found.value = s.text(0);
-    } catch (const TextDatabaseError&) {
-        found.found = false;
+        SqlStatement& s = statements().byKey;
+        s.bind(1, program).bind(2, key);
+        return stepOnce<Found>(s);
+    } catch (const TextDatabaseError& error) {
+        databaseFailed(error);
+        return {};
     }
-    s.reset();
-    return found;
 }
 
 std::optional<QString> Translation::scanWithout(const QString& core, const QString& Caratteri) {
-    SqlStatement& s = statements().scan;
     const QString wanted = core.toUpper();
     std::optional<QString> result;
     try {
-        while (s.step()) {
-            if (TogliCaratteri(s.text(0), Caratteri).toUpper() == wanted) {
+        SqlStatement& s = statements().scan;
+        while (!result && s.step())
+            if (TogliCaratteri(s.text(0), Caratteri).toUpper() == wanted)
                 result = s.text(1);
-                break;
-            }
-        }
-    } catch (const TextDatabaseError&) {
+        s.reset();
+    } catch (const TextDatabaseError& error) {
+        databaseFailed(error);
+        return std::nullopt;
     }
-    s.reset();
     return result;
 }
 

@@ -15,13 +15,19 @@
 
 namespace paramcor {
 
+class MainParametri;
 class TextDatabase;
+class TextDatabaseError;
 class SqlStatement;
 
+// A lookup never fails: when the database does, the wording comes back as it would
+// without a database, and the failure is shown once for the object's life. The
+// database is tried again at the next burst of lookups.
 class Translation {
 public:
-    // `tempFolder` ends with a separator: the missing-text log lives there.
-    Translation(TextDatabase& texts, const QString& tempFolder);
+    // `tempFolder` ends with a separator: the missing-text log lives there. The
+    // language is kept in the current user's store of `selection`.
+    Translation(TextDatabase& texts, MainParametri& selection, const QString& tempFolder);
     ~Translation();
 
     QString TraduciChiave(const QString& Programma, const QString& Progressivo, const QString& Caratteri);
@@ -48,6 +54,9 @@ private:
     static bool quietSince(double previous, double now) { return !(previous >= now - 2 && previous <= now + 1); }
     void setLanguage(short language);
     short readLanguage(QString& stored);
+    bool usable() const;
+    void retryAfterQuiet(double now);
+    void databaseFailed(const TextDatabaseError& error);
 
     struct Found {
         bool found = false;
@@ -60,10 +69,14 @@ private:
     std::optional<QString> scanWithout(const QString& core, const QString& Caratteri);
 
     TextDatabase& texts_;
+    MainParametri& selection_;
     const QString& tempFolder_;
     bool debug_ = false;
+    bool suspended_ = false;  // the database failed in this burst
+    bool reported_ = false;
     double previousLookup_ = 0;
     double previousKeyLookup_ = 0;
+    double previousAnyLookup_ = 0;
     qint64 dataVersion_ = -1;
     short statementsLanguage_ = 0;
     std::unique_ptr<Statements> statements_;

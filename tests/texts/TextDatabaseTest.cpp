@@ -5,6 +5,7 @@
 #include "support/TextFiles.h"
 #include "texts/TextDatabase.h"
 #include "texts/TextTable.h"
+#include "units/UnitRows.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -30,12 +31,16 @@ protected:
         MainParametri::instance().selectHive(Hive::CurrentUser, false);
     }
 
-    bool open() { return texts.ApriDatabaseTesti(folders); }
+    // As the creation sequence wires it.
+    TextDatabase::Setup setup() {
+        return {folders.Percorso("Testi"), &VerificaFile, &units::ControllaValori};
+    }
+    bool open() { return texts.ApriDatabaseTesti(setup()); }
     const std::vector<test::RecordedMessage>& messages() { return platform.messages(); }
 
     test::TestPlatform platform;
     Folders folders;
-    TextDatabase texts;
+    TextDatabase texts{MainParametri::instance()};
     QString user;
     QString delivered;
 };
@@ -129,8 +134,8 @@ TEST_P(TextLayouts, MergeKeepsCorrectionsAndUpdatesEverySharedWording) {
 
     // The same delivery once more changes nothing.
     QFile::copy(delivered + ".old", delivered);
-    TextDatabase again;
-    EXPECT_TRUE(again.ApriDatabaseTesti(folders));
+    TextDatabase again{MainParametri::instance()};
+    EXPECT_TRUE(again.ApriDatabaseTesti(setup()));
     EXPECT_EQ(again.lastMerge().added + again.lastMerge().replaced + again.lastMerge().updated, 0);
     EXPECT_EQ(test::readTextFile(user), expected);
 }
@@ -164,8 +169,8 @@ TEST_F(TextDatabaseTest, OlderOrOddVersionsAreReplacedWithABackup) {
         test::writeTextFile(user, userRows, c.version);
         test::writeTextFile(delivered, deliveredRows);
         QFile::remove(user + ".old");
-        TextDatabase database;
-        EXPECT_TRUE(database.ApriDatabaseTesti(folders));
+        TextDatabase database{MainParametri::instance()};
+        EXPECT_TRUE(database.ApriDatabaseTesti(setup()));
         if (c.merged) {
             EXPECT_EQ(test::readTextFile(user).size(), 2u);
             EXPECT_FALSE(QFile::exists(user + ".old"));
@@ -189,10 +194,10 @@ TEST_F(TextDatabaseTest, FilesOfAnotherWidthAreReplacedNotMerged) {
             db.exec("ALTER TABLE Testi DROP COLUMN ChiaviRicerca");
         }
         const auto before = platform.messages().size();
-        TextDatabase database;
+        TextDatabase database{MainParametri::instance()};
         // A narrow delivery replaces the user file all the same; the unit rows then
         // do not fit it, and the opening fails.
-        EXPECT_EQ(database.ApriDatabaseTesti(folders), userIsNarrow);
+        EXPECT_EQ(database.ApriDatabaseTesti(setup()), userIsNarrow);
         ASSERT_EQ(messages().size(), before + (userIsNarrow ? 1 : 2));
         EXPECT_EQ(messages()[before].text, "Wrong Fields No. for: \n\n" + narrow);
         EXPECT_EQ(messages()[before].flags, 64);
@@ -220,8 +225,8 @@ TEST_F(TextDatabaseTest, MissingOrReadOnlyUserFileGivesTwoMessagesAndStillReadsT
 
     test::writeTextFile(user, {});
     QFile::setPermissions(user, QFileDevice::ReadOwner);
-    TextDatabase readOnly;
-    EXPECT_FALSE(readOnly.ApriDatabaseTesti(folders));
+    TextDatabase readOnly{MainParametri::instance()};
+    EXPECT_FALSE(readOnly.ApriDatabaseTesti(setup()));
     ASSERT_EQ(messages().size(), 4u);
     EXPECT_TRUE(messages()[2].text.startsWith("This file cannot be Read Only "));
     EXPECT_EQ(messages()[3].text, "Cannot open language file\n" + user);
@@ -234,8 +239,8 @@ TEST_F(TextDatabaseTest, LanguageNumberFallsBackToEnglish) {
     for (const auto& [stored, language] : cases) {
         test::putValue(platform.store(), Hive::CurrentUser, "SOFTWARE", "Lingua", regtype::String,
                        {stored, stored + std::strlen(stored)});
-        TextDatabase database;
-        EXPECT_TRUE(database.ApriDatabaseTesti(folders));
+        TextDatabase database{MainParametri::instance()};
+        EXPECT_TRUE(database.ApriDatabaseTesti(setup()));
         EXPECT_EQ(database.language(), language) << stored;
     }
 }
@@ -262,8 +267,8 @@ TEST_F(TextDatabaseTest, FilesThatAreNotTextDatabasesAreNeverTouched) {
         ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
         file.write(c.content);
         file.close();
-        TextDatabase database;
-        EXPECT_TRUE(database.ApriDatabaseTesti(folders));
+        TextDatabase database{MainParametri::instance()};
+        EXPECT_TRUE(database.ApriDatabaseTesti(setup()));
         ASSERT_EQ(messages().size(), before + 1);
         EXPECT_EQ(messages().back().text, "Cannot use the delivered language file\n" + delivered + "\n" + c.reason);
         EXPECT_EQ(test::fileBytes(delivered), c.content);
@@ -274,8 +279,8 @@ TEST_F(TextDatabaseTest, FilesThatAreNotTextDatabasesAreNeverTouched) {
         QFile::rename(delivered, user);
         test::writeTextFile(delivered, {{"TAGLIO", "0001", "Lastra", "Slab"}});
         const QByteArray deliveredBytes = test::fileBytes(delivered);
-        TextDatabase other;
-        EXPECT_FALSE(other.ApriDatabaseTesti(folders));
+        TextDatabase other{MainParametri::instance()};
+        EXPECT_FALSE(other.ApriDatabaseTesti(setup()));
         ASSERT_EQ(messages().size(), before + 2);
         EXPECT_EQ(messages().back().text, "Error while opening language files\n" + user + "\n26 " + c.reason);
         EXPECT_EQ(test::fileBytes(user), c.content);

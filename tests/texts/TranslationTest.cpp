@@ -206,6 +206,46 @@ TEST_P(TranslationTest, CorrectingTextsIsOnlyForTranslations) {
     EXPECT_EQ(par->Lingua(), 2);
 }
 
+// A database that fails under the lookups: the wordings come back as they would
+// without one, and each object says so once, not once per lookup.
+using FailingDatabase = TranslationTest;
+TEST_P(FailingDatabase, LookupsGiveTheWordingBackWithOneMessagePerDatabase) {
+    const QString user = platform.folder() + "/CvlTradU.mdb";
+    {
+        SqlDatabase other(user, SqlDatabase::Mode::ReadWrite);
+        other.exec("BEGIN EXCLUSIVE");
+        now += 5;
+        for (int i = 0; i < 20; ++i) {
+            EXPECT_EQ(par->Traduci("(Spessore)"), "Spessore");
+            EXPECT_EQ(par->TraduciChiave("TAGLIO", "0002"), "???");
+        }
+        ASSERT_EQ(platform.messages().size(), 1u);
+        EXPECT_TRUE(platform.messages()[0].text.startsWith("Error while reading language files\n" + user + "\n5 "))
+            << platform.messages()[0].text.toStdString();
+        EXPECT_EQ(platform.messages()[0].flags, mb::Critical);
+    }
+    now += 5;  // the lock is gone: the next burst finds the texts again
+    EXPECT_EQ(par->Traduci("(Spessore)"), "Thickness");
+    EXPECT_EQ(par->TraduciChiave("TAGLIO", "0002"), "Thickness");
+
+    // A file that lacks the language's column opens, but no lookup finds anything.
+    SqlDatabase(user, SqlDatabase::Mode::ReadWrite).exec("ALTER TABLE Testi DROP COLUMN Testo_03");
+    par->Lingua(3);
+    Parametri second;
+    second.DebugTraduzioni(true);
+    for (int i = 0; i < 20; ++i, now += 0.5) {
+        EXPECT_EQ(second.Traduci("Lastra"), "Lastra");
+        EXPECT_EQ(second.Traduci("Sconosciuto:"), "Sconosciuto:");
+        EXPECT_EQ(second.Traduci("Salva", "&"), "Salva");
+        EXPECT_EQ(second.TraduciChiave("TAGLIO", "0001"), "0001");
+    }
+    ASSERT_EQ(platform.messages().size(), 3u);
+    EXPECT_TRUE(platform.messages()[2].text.startsWith("Error while reading language files\n" + user + "\n1 "))
+        << platform.messages()[2].text.toStdString();
+    EXPECT_TRUE(logLines().isEmpty());
+}
+INSTANTIATE_TEST_SUITE_P(Locked, FailingDatabase, ::testing::Values(false));
+
 INSTANTIATE_TEST_SUITE_P(Layouts, TranslationTest, ::testing::Bool(),
                          [](const auto& info) { return info.param ? "PlainColumns" : "MadeByTheLibrary"; });
 
