@@ -45,16 +45,6 @@ protected:
     QString delivered;
 };
 
-TEST_F(TextDatabaseTest, OpensTheUserFileWhenNothingIsDelivered) {
-    test::writeTextFile(user, {{"TAGLIO", "0001", "Lastra", "Slab"}});
-    EXPECT_TRUE(open());
-    EXPECT_TRUE(texts.isOpen());
-    EXPECT_TRUE(messages().empty());
-    EXPECT_EQ(texts.language(), 1);
-    EXPECT_EQ(test::readTextFile(user).size(), 1u);
-    EXPECT_FALSE(QFile::exists(user + ".old"));
-}
-
 TEST_F(TextDatabaseTest, DeliveredFileIsCopiedWhenThereIsNoUserFileAndThenSetAside) {
     const std::vector<TextRow> rows{{"TAGLIO", "0001", "Lastra", "Slab"}, {"TAGLIO", "0002", "Taglio", "Cut"}};
     test::writeTextFile(delivered, rows);
