@@ -1,26 +1,14 @@
 // A client program of the suite, started several times at once by the tests:
 // param_writer STORE_FOLDER INSTALLATION_FOLDER WRITER_NUMBER. Exits 0 when every value it wrote
 // reads back as written and no message was shown.
+#include "HelperPlatform.h"
 #include "WritePlan.h"
-
-#include <CVLParamcor/Platform.h>
-#include <CVLParamcor/SqliteRegistryStore.h>
 
 #include <cstdio>
 #include <cstring>
 #include <cstdlib>
 
 namespace {
-
-class FailOnMessage final : public paramcor::MessageBoxes {
-public:
-    int show(const QString& text, int, const QString&) override {
-        std::fprintf(stderr, "unexpected message: %s\n", qUtf8Printable(text));
-        ++count;
-        return paramcor::mb::Ok;
-    }
-    int count = 0;
-};
 
 // What a read returns for a written value: Doubles come back as Singles.
 QVariant expectedRead(const QVariant& written) {
@@ -58,12 +46,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     const int writer = std::atoi(argv[3]);
-    auto messages = std::make_shared<FailOnMessage>();
-    paramcor::Platform platform;
-    platform.registry = std::make_shared<paramcor::SqliteRegistryStore>(argv[1]);
-    platform.messages = messages;
-    platform.libraryFolder = QString::fromLocal8Bit(argv[2]);
-    paramcor::installPlatform(platform);
+    const auto messages = paramcor::test::installHelperPlatform(argv[1], argv[2]);
 
     paramcor::Parametri par;
     par.CurrentUser();
@@ -86,5 +69,5 @@ int main(int argc, char** argv) {
                              qUtf8Printable(read.toString()));
         }
     }
-    return wrong == 0 && messages->count == 0 ? 0 : 1;
+    return wrong == 0 && messages->faults + messages->notices == 0 ? 0 : 1;
 }

@@ -4,12 +4,13 @@
 //
 // Creates a Parametri object, which consumes a delivered text database, then
 // chooses a language or corrects one text (program TAGLIO) as a user would, and
-// exits 0 when no message but a notice was shown. "a-meta" changes every text in a
-// transaction that it never ends: it says "a meta" once pages of the change are in
-// the file, and waits to be killed.
+// exits 0 when no message but a notice (such as waiting for another program's
+// delivery) was shown. "a-meta" changes every text in a transaction that it never
+// ends: it says "a meta" once pages of the change are in the file, and waits to be
+// killed.
+#include "HelperPlatform.h"
+
 #include <CVLParamcor/Parametri.h>
-#include <CVLParamcor/Platform.h>
-#include <CVLParamcor/SqliteRegistryStore.h>
 
 #include "texts/SqlDatabase.h"
 #include "texts/TextTable.h"
@@ -18,40 +19,19 @@
 
 #include <unistd.h>
 
-namespace {
-
-class CountingMessageBoxes final : public paramcor::MessageBoxes {
-public:
-    int show(const QString& text, int flags, const QString&) override {
-        std::fprintf(stderr, "texts_opener: %s\n", qUtf8Printable(text));
-        // A notice, such as waiting for another program's delivery, is no fault.
-        if ((flags & 0x70) != paramcor::mb::Information)
-            ++count;
-        return paramcor::mb::Ok;
-    }
-    int count = 0;
-};
-
-}  // namespace
-
 int main(int argc, char** argv) {
     if (argc < 3) {
         std::fprintf(stderr, "usage: texts_opener INSTALLATION_FOLDER STORE_FOLDER [lingua N | correggi ...]\n");
         return 2;
     }
-    auto messages = std::make_shared<CountingMessageBoxes>();
-    paramcor::Platform platform;
-    platform.libraryFolder = QString::fromLocal8Bit(argv[1]);
-    platform.registry = std::make_shared<paramcor::SqliteRegistryStore>(argv[2]);
-    platform.messages = messages;
-    platform.separators = [] { return paramcor::Separators{".", ","}; };
-    paramcor::installPlatform(platform);
+    const auto messages = paramcor::test::installHelperPlatform(argv[2], argv[1]);
+    const QString library = QString::fromLocal8Bit(argv[1]);
     paramcor::Parametri par;
     const QString action = argc > 3 ? QString::fromLocal8Bit(argv[3]) : QString();
     if (action == "lingua" && argc == 5) {
         par.Lingua(static_cast<short>(std::atoi(argv[4])));
     } else if (action == "correggi" && argc == 7) {
-        paramcor::SqlDatabase db(platform.libraryFolder + "/CvlTradU.mdb", paramcor::SqlDatabase::Mode::ReadWrite);
+        paramcor::SqlDatabase db(library + "/CvlTradU.mdb", paramcor::SqlDatabase::Mode::ReadWrite);
         const QString column = paramcor::texts::languageColumn(std::atoi(argv[5]));
         db.prepare(("UPDATE Testi SET " + column +
                     " = ?1, ModificatoDalCliente = 1 WHERE Programma = 'TAGLIO' AND "
@@ -61,7 +41,7 @@ int main(int argc, char** argv) {
             .bind(2, QString::fromLocal8Bit(argv[4]))
             .run();
     } else if (action == "a-meta") {
-        paramcor::SqlDatabase db(platform.libraryFolder + "/CvlTradU.mdb", paramcor::SqlDatabase::Mode::ReadWrite);
+        paramcor::SqlDatabase db(library + "/CvlTradU.mdb", paramcor::SqlDatabase::Mode::ReadWrite);
         db.exec("PRAGMA cache_size = 1");  // the change spills into the file before the end
         db.exec("BEGIN IMMEDIATE");
         db.exec("UPDATE Testi SET Testo_02 = 'changed' || Testo_02");
@@ -73,5 +53,5 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "texts_opener: unknown action\n");
         return 2;
     }
-    return messages->count == 0 ? 0 : 1;
+    return messages->faults == 0 ? 0 : 1;
 }

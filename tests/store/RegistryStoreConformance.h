@@ -19,6 +19,32 @@ namespace paramcor::test {
 // Every key the suite creates lies below this one.
 inline constexpr char kSuiteKey[] = "SOFTWARE\\CVLParamcorConformance";
 
+using Bytes = std::vector<std::uint8_t>;
+Bytes bytes(const std::string& text);
+Bytes dword(std::uint32_t value);  // little-endian, as REG_DWORD
+std::string numbered(const std::string& prefix, std::uint32_t number);
+
+// Create (or open) a key with all access, or open an existing one for reading, and
+// check it worked; 0 after a failure.
+KeyHandle create(RegistryStore& store, const std::string& path, Hive hive = Hive::CurrentUser);
+KeyHandle open(RegistryStore& store, const std::string& path, Hive hive = Hive::CurrentUser);
+// The result of opening (or creating) a key, closed again at once.
+long tryOpen(RegistryStore& store, const std::string& path, Hive hive = Hive::CurrentUser, bool create = false);
+void put(RegistryStore& store, KeyHandle key, const std::string& name, std::uint32_t type, const Bytes& data);
+
+struct Read {
+    long rc = -1;
+    std::uint32_t type = 0;
+    Bytes data;
+    std::uint32_t size = 0;
+};
+Read read(RegistryStore& store, KeyHandle key, const std::string& name, std::uint32_t capacity = 1u << 20);
+// The same by path; rc is openKey's when the key cannot be opened.
+Read read(RegistryStore& store, const std::string& path, const std::string& name, Hive hive = Hive::CurrentUser);
+
+// Whether `read` is what a store may give back for `written`, of type `type`.
+::testing::AssertionResult readsBackAs(const Bytes& read, std::uint32_t type, const Bytes& written);
+
 struct StoreUnderTest {
     std::string name;  // a valid test name part: letters, digits, underscores
     // A new store object over the same registry each time it is called.
@@ -32,10 +58,6 @@ inline void PrintTo(const StoreUnderTest& store, std::ostream* out) {
     *out << store.name;
 }
 
-struct StoreName {
-    std::string operator()(const ::testing::TestParamInfo<StoreUnderTest>& info) const { return info.param.name; }
-};
-
 class RegistryStoreConformance : public ::testing::TestWithParam<StoreUnderTest> {
 protected:
     void SetUp() override;
@@ -43,36 +65,10 @@ protected:
 
     // Every test works below a key of its own ("SOFTWARE\CVLParamcorConformance\<run>\<test>")
     // so that it can run against a real registry and touch nothing else there.
-    std::string key(const std::string& relative) const;
-
-    // Create (or open) a key with all access, or open an existing one for reading,
-    // and check it worked; 0 after a failure.
-    KeyHandle create(const std::string& path, Hive hive = Hive::CurrentUser);
-    KeyHandle create(RegistryStore& store, const std::string& path, Hive hive = Hive::CurrentUser);
-    KeyHandle open(const std::string& path, Hive hive = Hive::CurrentUser);
-    KeyHandle open(RegistryStore& store, const std::string& path, Hive hive = Hive::CurrentUser);
-    void put(KeyHandle key, const std::string& name, std::uint32_t type, const std::vector<std::uint8_t>& data);
-    void put(RegistryStore& store, KeyHandle key, const std::string& name, std::uint32_t type,
-             const std::vector<std::uint8_t>& data);
-
-    struct Read {
-        long rc = -1;
-        std::uint32_t type = 0;
-        std::vector<std::uint8_t> data;
-        std::uint32_t size = 0;
-    };
-    Read read(KeyHandle key, const std::string& name, std::uint32_t capacity = 1u << 20);
-    static Read read(RegistryStore& store, KeyHandle key, const std::string& name, std::uint32_t capacity = 1u << 20);
+    std::string key(const std::string& relative) const { return relative.empty() ? base_ : base_ + "\\" + relative; }
 
     std::unique_ptr<RegistryStore> store_;
     std::string base_;
 };
-
-std::vector<std::uint8_t> bytes(const std::string& text);
-// Whether `read` is what a store may give back for `written`, of type `type`.
-::testing::AssertionResult readsBackAs(const std::vector<std::uint8_t>& read, std::uint32_t type,
-                                       const std::vector<std::uint8_t>& written);
-std::vector<std::uint8_t> dword(std::uint32_t value);  // little-endian, as REG_DWORD
-std::string numbered(const std::string& prefix, std::uint32_t number);
 
 }  // namespace paramcor::test

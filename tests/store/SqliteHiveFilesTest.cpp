@@ -1,97 +1,62 @@
 // The files of the SQLite store's hives: who may read them, the change counter beside
-// each, readers without write rights, what the store says of a file it cannot use,
-// and hives written with an older folding table.
-#include "RegistryStoreConformance.h"
+// each, readers without write rights, and hives written with an older folding table.
 #include "StoreTesting.h"
 
 #include <CVLParamcor/SqliteRegistryStore.h>
 
-#include <sqlite3.h>
-
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace paramcor::test {
 
 namespace {
 
-// Sets the umask for as long as it lives.
-class Umask {
-public:
-    explicit Umask(mode_t mask) : old_(::umask(mask)) {}
-    ~Umask() { ::umask(old_); }
-    Umask(const Umask&) = delete;
-    Umask& operator=(const Umask&) = delete;
+const char* const kSideFiles[] = {"", "-wal", "-shm", "-changes"};
 
-private:
-    mode_t old_;
-};
-
-void write(RegistryStore& store, Hive hive, const std::string& path, const std::string& name, std::uint32_t value) {
-    KeyHandle key = 0;
-    ASSERT_EQ(store.createKey(hive, path, &key), regerr::Success) << path;
-    EXPECT_EQ(store.setValue(key, name, regtype::Dword, dword(value)), regerr::Success) << name;
+void putDword(RegistryStore& store, Hive hive, const std::string& path, const std::string& name, std::uint32_t value) {
+    const KeyHandle key = create(store, path, hive);
+    put(store, key, name, regtype::Dword, dword(value));
     store.closeKey(key);
 }
-
-// The value as `store` reads it: the bytes, or the result code when it fails.
-std::string read(RegistryStore& store, Hive hive, const std::string& path, const std::string& name) {
-    KeyHandle key = 0;
-    if (const long rc = store.openKey(hive, path, &key))
-        return "openKey " + std::to_string(rc);
-    std::vector<std::uint8_t> data;
-    const long rc = readValue(store, key, name, data);
-    store.closeKey(key);
-    return rc == regerr::Success ? std::string(data.begin(), data.end()) : "queryValue " + std::to_string(rc);
-}
-
-std::string asRead(std::uint32_t value) {
-    const auto bytes = dword(value);
-    return std::string(bytes.begin(), bytes.end());
-}
-
-const char* const kHiveFiles[] = {"", "-wal", "-shm", "-changes"};
 
 }  // namespace
 
 TEST(SqliteHiveFiles, TheUsersHivesAreHisAloneWhateverTheUmask) {
-    const Umask everything(0);
+    const mode_t umask = ::umask(0);
     TempFolder root("modes");
     const fs::path user = root.path() / "user";
     const fs::path machine = root.path() / "machine";
     {
         SqliteRegistryStore store(user.string(), machine.string());
-        write(store, Hive::CurrentUser, "Software\\App", "v", 1);
-        write(store, Hive::ClassesRoot, ".dxf", "v", 1);
-        write(store, Hive::LocalMachine, "Software\\App", "v", 1);
+        for (const Hive hive : {Hive::CurrentUser, Hive::ClassesRoot, Hive::LocalMachine})
+            putDword(store, hive, "Software\\App", "v", 1);
     }
-    EXPECT_EQ(modeOf(user), 0700u);
-    for (const char* hive : {"HKEY_CURRENT_USER.db", "HKEY_CLASSES_ROOT.db"})
-        for (const char* suffix : kHiveFiles)
-            EXPECT_EQ(modeOf(user / (hive + std::string(suffix))), 0600u) << hive << suffix;
-
-    // The machine's hive is shared as its folder is: its files take the folder's
-    // permissions, here everybody's, as the umask allowed.
-    const unsigned shared = modeOf(machine) & 0666;
-    EXPECT_EQ(shared, 0666u);
-    for (const char* suffix : kHiveFiles)
-        EXPECT_EQ(modeOf(machine / ("HKEY_LOCAL_MACHINE.db" + std::string(suffix))), shared) << suffix;
+    const auto expectModes = [&](const char* when) {
+        SCOPED_TRACE(when);
+        EXPECT_EQ(modeOf(user), 0700u);
+        for (const char* hive : {"HKEY_CURRENT_USER.db", "HKEY_CLASSES_ROOT.db"})
+            for (const char* suffix : kSideFiles)
+                EXPECT_EQ(modeOf(user / (hive + std::string(suffix))), 0600u) << hive << suffix;
+        // The machine's hive is shared as its folder is: its files take the folder's
+        // permissions, here everybody's, as the umask allowed.
+        for (const char* suffix : kSideFiles)
+            EXPECT_EQ(modeOf(machine / ("HKEY_LOCAL_MACHINE.db" + std::string(suffix))), 0666u) << suffix;
+    };
+    expectModes("made");
 
     // A store of an older version left them readable by all: opening tightens them.
-    fs::permissions(user, fs::perms::group_read | fs::perms::group_exec | fs::perms::others_read |
-                              fs::perms::others_exec, fs::perm_options::add);
-    for (const char* suffix : kHiveFiles)
+    fs::permissions(user,
+                    fs::perms::group_read | fs::perms::group_exec | fs::perms::others_read | fs::perms::others_exec,
+                    fs::perm_options::add);
+    for (const char* suffix : kSideFiles)
         fs::permissions(user / ("HKEY_CURRENT_USER.db" + std::string(suffix)),
                         fs::perms::group_read | fs::perms::others_read | fs::perms::others_write,
                         fs::perm_options::add);
     {
         SqliteRegistryStore store(user.string(), machine.string());
-        EXPECT_EQ(read(store, Hive::CurrentUser, "Software\\App", "v"), asRead(1));
+        EXPECT_EQ(read(store, "Software\\App", "v").data, dword(1));
     }
-    EXPECT_EQ(modeOf(user), 0700u);
-    for (const char* suffix : kHiveFiles)
-        EXPECT_EQ(modeOf(user / ("HKEY_CURRENT_USER.db" + std::string(suffix))), 0600u) << suffix;
-    EXPECT_EQ(modeOf(machine / "HKEY_LOCAL_MACHINE.db"), shared);
+    expectModes("tightened");
+    ::umask(umask);
 }
 
 TEST(SqliteHiveFiles, AReaderWithoutWriteRightsReadsTheMachineHiveWhateverBecameOfItsSideFiles) {
@@ -100,7 +65,7 @@ TEST(SqliteHiveFiles, AReaderWithoutWriteRightsReadsTheMachineHiveWhateverBecame
     const fs::path hive = machine / "HKEY_LOCAL_MACHINE.db";
     {
         SqliteRegistryStore store(root.str(), machine.string());
-        write(store, Hive::LocalMachine, "Software\\App", "v", 1);
+        putDword(store, Hive::LocalMachine, "Software\\App", "v", 1);
     }
     // Any SQLite client that opens and closes the hive removes -wal and -shm, and so
     // does restoring the hive file alone.
@@ -108,9 +73,9 @@ TEST(SqliteHiveFiles, AReaderWithoutWriteRightsReadsTheMachineHiveWhateverBecame
     ASSERT_FALSE(fs::exists(hive.string() + "-wal"));
     ASSERT_FALSE(fs::exists(hive.string() + "-shm"));
     // Nobody may write there, root included: as for a user without rights.
-    fs::permissions(hive, fs::perms::owner_read | fs::perms::group_read | fs::perms::others_read);
-    fs::permissions(machine, fs::perms::owner_read | fs::perms::owner_exec | fs::perms::group_read |
-                                 fs::perms::group_exec | fs::perms::others_read | fs::perms::others_exec);
+    const auto readable = fs::perms::owner_read | fs::perms::group_read | fs::perms::others_read;
+    fs::permissions(hive, readable);
+    fs::permissions(machine, readable | fs::perms::owner_exec | fs::perms::group_exec | fs::perms::others_exec);
     ageFolder(machine);
     const auto before = folderState(machine);
 
@@ -118,15 +83,14 @@ TEST(SqliteHiveFiles, AReaderWithoutWriteRightsReadsTheMachineHiveWhateverBecame
         if (!becomeAnotherUser())
             return 1;
         SqliteRegistryStore store(root.str(), machine.string());
-        if (read(store, Hive::LocalMachine, "Software\\App", "v") != asRead(1))
+        if (read(store, "Software\\App", "v", Hive::LocalMachine).data != dword(1))
             return 2;
-        KeyHandle key = 0;
-        if (store.createKey(Hive::LocalMachine, "Software\\App", &key) != regerr::AccessDenied)
+        if (tryOpen(store, "Software\\App", Hive::LocalMachine, true) != regerr::AccessDenied)
             return 3;
         // An administrator writes meanwhile: the next read sees it.
         if (!self.say() || !self.awaitGo())
             return 4;
-        return read(store, Hive::LocalMachine, "Software\\App", "v") == asRead(2) ? 0 : 5;
+        return read(store, "Software\\App", "v", Hive::LocalMachine).data == dword(2) ? 0 : 5;
     });
     reader.go();
     ASSERT_TRUE(reader.heard());
@@ -134,12 +98,10 @@ TEST(SqliteHiveFiles, AReaderWithoutWriteRightsReadsTheMachineHiveWhateverBecame
 
     fs::permissions(hive, fs::perms::owner_write, fs::perm_options::add);
     fs::permissions(machine, fs::perms::owner_write, fs::perm_options::add);
-    {
-        SqliteRegistryStore administrator(root.str(), machine.string());
-        write(administrator, Hive::LocalMachine, "Software\\App", "v", 2);
-        reader.go();
-        EXPECT_EQ(reader.exitCode(), 0);
-    }
+    SqliteRegistryStore administrator(root.str(), machine.string());
+    putDword(administrator, Hive::LocalMachine, "Software\\App", "v", 2);
+    reader.go();
+    EXPECT_EQ(reader.exitCode(), 0);
 }
 
 TEST(SqliteHiveFiles, AProcessThatCannotBumpTheCounterDoesNotWrite) {
@@ -148,18 +110,17 @@ TEST(SqliteHiveFiles, AProcessThatCannotBumpTheCounterDoesNotWrite) {
     // which is somebody else's (as root: the writer runs as another user) or, when
     // the writer owns it, read-only until the writer puts that right.
     TempFolder root("counter");
-    const fs::path file = root.path() / "HKEY_CURRENT_USER.db";
+    const std::string file = (root.path() / "HKEY_CURRENT_USER.db").string();
     SqliteRegistryStore::Options shared;  // the files are everybody's here
     shared.userFiles = SqliteRegistryStore::FileAccess::Shared;
     {
         SqliteRegistryStore store(root.str(), shared);
-        write(store, Hive::CurrentUser, "Software\\App", "v", 1);
+        putDword(store, Hive::CurrentUser, "Software\\App", "v", 1);
     }
     fs::permissions(root.path(), fs::perms::all);
-    for (const char* suffix : kHiveFiles)
-        fs::permissions(file.string() + suffix, fs::perms::owner_read | fs::perms::owner_write |
-                                                    fs::perms::group_read | fs::perms::group_write |
-                                                    fs::perms::others_read | fs::perms::others_write);
+    for (const char* suffix : kSideFiles)
+        fs::permissions(file + suffix, fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read |
+                                           fs::perms::group_write | fs::perms::others_read | fs::perms::others_write);
 
     Child writer([&](Child&) {
         if (!becomeAnotherUser())
@@ -167,33 +128,31 @@ TEST(SqliteHiveFiles, AProcessThatCannotBumpTheCounterDoesNotWrite) {
         SqliteRegistryStore store(root.str(), shared);
         KeyHandle key = 0;
         long rc = store.createKey(Hive::CurrentUser, "Software\\App", &key);
-        if (rc == regerr::Success)
-            rc = store.setValue(key, "v", regtype::Dword, dword(2));
-        if (rc == regerr::Success)
+        if (rc == regerr::Success && (rc = store.setValue(key, "v", regtype::Dword, dword(2))) == regerr::Success)
             return 0;
         const std::string why = store.diagnostic(Hive::CurrentUser);
-        return rc == regerr::AccessDenied && why.find(file.string() + "-changes") != std::string::npos ? 10 : 3;
+        return rc == regerr::AccessDenied && why.find(file + "-changes") != std::string::npos ? 10 : 3;
     });
     SqliteRegistryStore reader(root.str(), shared);
     for (int i = 0; i < 2; ++i)  // the second from memory
-        ASSERT_EQ(read(reader, Hive::CurrentUser, "Software\\App", "v"), asRead(1));
-    fs::permissions(file.string() + "-changes", fs::perms::owner_read | fs::perms::group_read | fs::perms::others_read);
+        ASSERT_EQ(read(reader, "Software\\App", "v").data, dword(1));
+    fs::permissions(file + "-changes", fs::perms::owner_read | fs::perms::group_read | fs::perms::others_read);
     writer.go();
     const int code = writer.exitCode();
     ASSERT_TRUE(code == 0 || code == 10) << code;
     if (code == 0) {
-        EXPECT_EQ(modeOf(file.string() + "-changes") & 0222, modeOf(file) & 0222);  // the owner put it right
+        EXPECT_EQ(modeOf(file + "-changes") & 0222, modeOf(file) & 0222);  // the owner put it right
     }
-    EXPECT_EQ(read(reader, Hive::CurrentUser, "Software\\App", "v"), asRead(code == 0 ? 2 : 1));
+    EXPECT_EQ(read(reader, "Software\\App", "v").data, dword(code == 0 ? 2 : 1));
     if (runningAsRoot()) {
         EXPECT_EQ(code, 10);
     }
 }
 
 TEST(SqliteHiveFiles, TheCounterIsUsedOnlyWhenItIsAFileOfItsOwn) {
-    // A link in its place, a file of another size and another name of some other file
-    // are never written, whatever the store writes, and then nobody keeps values in
-    // memory: every read still sees every write.
+    // A link in its place, a file of another size, another name of some other file or
+    // a folder are never written, whatever the store writes, and then nobody keeps
+    // values in memory: every read still sees every write.
     const std::string victim = "AAAAAAAA";
     const struct {
         const char* label;
@@ -201,8 +160,8 @@ TEST(SqliteHiveFiles, TheCounterIsUsedOnlyWhenItIsAFileOfItsOwn) {
     } cases[] = {
         {"symbolic link", [](const fs::path& counter, const fs::path& other) { fs::create_symlink(other, counter); }},
         {"hard link", [](const fs::path& counter, const fs::path& other) { fs::create_hard_link(other, counter); }},
-        {"another size",
-         [&](const fs::path& counter, const fs::path&) { writeFile(counter, victim + victim); }},
+        {"another size", [&](const fs::path& counter, const fs::path&) { writeFile(counter, victim + victim); }},
+        {"folder", [](const fs::path& counter, const fs::path&) { fs::create_directories(counter); }},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.label);
@@ -217,8 +176,8 @@ TEST(SqliteHiveFiles, TheCounterIsUsedOnlyWhenItIsAFileOfItsOwn) {
         SqliteRegistryStore writer(root.str());
         SqliteRegistryStore reader(root.str());
         for (std::uint32_t value = 1; value < 4; ++value) {
-            write(writer, Hive::CurrentUser, "Software\\App", "v", value);
-            EXPECT_EQ(read(reader, Hive::CurrentUser, "Software\\App", "v"), asRead(value));
+            putDword(writer, Hive::CurrentUser, "Software\\App", "v", value);
+            EXPECT_EQ(read(reader, "Software\\App", "v").data, dword(value));
         }
         EXPECT_EQ(fileBytes(other), victim);
         EXPECT_EQ(fileBytes(counter), counterBefore);
@@ -227,58 +186,17 @@ TEST(SqliteHiveFiles, TheCounterIsUsedOnlyWhenItIsAFileOfItsOwn) {
     }
 }
 
-TEST(SqliteHiveFiles, WhatCannotBeUsedIsNamedWithItsCause) {
-    const std::string ourId = std::to_string(0x43564C50);
-    const struct {
-        const char* label;
-        std::function<void(const fs::path& file)> make;
-        long rc;
-        const char* cause;
-    } cases[] = {
-        {"text", [](const fs::path& file) { writeFile(file, std::string(4096, 'x')); }, regerr::BadDatabase,
-         "is not a hive of CVLParamcor: it is not an SQLite database"},
-        {"short", [](const fs::path& file) { writeFile(file, "SQLite"); }, regerr::BadDatabase, "too short"},
-        {"foreign database", [](const fs::path& file) { makeDatabase(file, "CREATE TABLE t(x)"); },
-         regerr::BadDatabase, "is not a hive of CVLParamcor: it is the SQLite database of another program"},
-        {"another version",
-         [&](const fs::path& file) {
-             makeDatabase(file, ("PRAGMA application_id=" + ourId + "; PRAGMA user_version=99; CREATE TABLE keys(x)")
-                                    .c_str());
-         },
-         regerr::BadDatabase, "is a hive of another version of CVLParamcor (format 99"},
-        {"folder", [](const fs::path& file) { fs::create_directories(file); }, regerr::IoFailed,
-         "is a folder, not a hive file"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.label);
-        TempFolder root("diagnostics");
-        fs::create_directories(root.path());
-        const fs::path file = root.path() / "HKEY_CURRENT_USER.db";
-        c.make(file);
-        SqliteRegistryStore store(root.str());
-        KeyHandle key = 0;
-        EXPECT_EQ(store.openKey(Hive::CurrentUser, "Software", &key), c.rc);
-        const std::string why = store.diagnostic(Hive::CurrentUser);
-        EXPECT_EQ(why.rfind(file.string() + " ", 0), 0u) << why;
-        EXPECT_NE(why.find(c.cause), std::string::npos) << why;
-        // The other hives have nothing to say.
-        EXPECT_EQ(store.openKey(Hive::LocalMachine, "", &key), regerr::Success);
-        EXPECT_EQ(store.diagnostic(Hive::LocalMachine), "");
-    }
-}
-
 TEST(SqliteHiveFiles, HivesFoldedWithAnOlderTableAreFoldedAgain) {
     // Romanian "ș" (Latin Extended-B) and Armenian "ա" were their own capitals in the
     // first folding table. Such a hive is made here by folding ASCII only, with a key
     // and a value that the old table let in twice under names that differ in case.
     TempFolder root("refold");
-    const fs::path file = root.path() / "HKEY_CURRENT_USER.db";
     {
         SqliteRegistryStore store(root.str());
-        write(store, Hive::CurrentUser, "Software\\Iași\\Setări", "ա", 1);
-        write(store, Hive::CurrentUser, "Software\\Iași", "Other", 3);
+        putDword(store, Hive::CurrentUser, "Software\\Iași\\Setări", "ա", 1);
+        putDword(store, Hive::CurrentUser, "Software\\Iași", "Other", 3);
     }
-    makeDatabase(file,
+    makeDatabase(root.path() / "HKEY_CURRENT_USER.db",
                  "UPDATE keys SET folded = upper(path); UPDATE vals SET folded = upper(name);"
                  "DROP TABLE about;"
                  "INSERT INTO keys(path, folded) VALUES('Software\\IAȘI', 'SOFTWARE\\IAȘI');"
@@ -290,18 +208,15 @@ TEST(SqliteHiveFiles, HivesFoldedWithAnOlderTableAreFoldedAgain) {
     for (int round = 0; round < 2; ++round) {  // the first folds, the second finds it done
         SCOPED_TRACE(round);
         SqliteRegistryStore store(root.str());
-        EXPECT_EQ(read(store, Hive::CurrentUser, "SOFTWARE\\IAȘI\\SETĂRI", "Ա"), asRead(1));
-        EXPECT_EQ(read(store, Hive::CurrentUser, "software\\iași\\setări", "ա"), asRead(1));
+        EXPECT_EQ(read(store, "SOFTWARE\\IAȘI\\SETĂRI", "Ա").data, dword(1));
+        EXPECT_EQ(read(store, "software\\iași\\setări", "ա").data, dword(1));
         // The two keys are one, with the values of both; of the two values the one
         // already folded so is kept.
-        EXPECT_EQ(read(store, Hive::CurrentUser, "Software\\iași", "ա"), asRead(2));
-        EXPECT_EQ(read(store, Hive::CurrentUser, "Software\\IAȘI", "other"), asRead(3));
-        KeyHandle key = 0;
-        ASSERT_EQ(store.openKey(Hive::CurrentUser, "Software", &key), regerr::Success);
+        EXPECT_EQ(read(store, "Software\\iași", "ա").data, dword(2));
+        EXPECT_EQ(read(store, "Software\\IAȘI", "other").data, dword(3));
         std::string name;
-        EXPECT_EQ(store.enumKey(key, 0, &name), regerr::Success);
-        EXPECT_EQ(store.enumKey(key, 1, &name), regerr::NoMoreItems);
-        ASSERT_EQ(store.openKey(Hive::CurrentUser, "Software\\iaȘi", &key), regerr::Success);
+        EXPECT_EQ(store.enumKey(open(store, "Software"), 1, &name), regerr::NoMoreItems);
+        const KeyHandle key = open(store, "Software\\iaȘi");
         std::vector<std::string> values;
         for (std::uint32_t i = 0; store.enumValue(key, i, &name, nullptr, nullptr) == regerr::Success; ++i)
             values.push_back(name);

@@ -1,6 +1,5 @@
 #include "StoreTesting.h"
 
-#include <gtest/gtest.h>
 #include <sqlite3.h>
 
 #include <grp.h>
@@ -20,9 +19,8 @@ namespace paramcor::test {
 
 fs::path uniqueTempPath(const std::string& what) {
     static std::atomic<int> counter{0};
-    std::random_device random;
     return fs::temp_directory_path() / ("cvlparamcor-" + what + "-" + std::to_string(::getpid()) + "-" +
-                                        std::to_string(counter++) + "-" + std::to_string(random()));
+                                        std::to_string(counter++) + "-" + std::to_string(std::random_device()()));
 }
 
 TempFolder::~TempFolder() {
@@ -36,11 +34,9 @@ TempFolder::~TempFolder() {
     fs::remove_all(path_, ignored);
 }
 
-long readValue(RegistryStore& store, KeyHandle key, const std::string& name, std::vector<std::uint8_t>& data) {
-    return store.queryValue(key, name, nullptr, &data, 1u << 20, nullptr);
-}
-
 std::string fileBytes(const fs::path& file) {
+    if (fs::is_directory(file))
+        return "<folder>";
     std::ifstream in(file, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
@@ -49,11 +45,10 @@ void writeFile(const fs::path& file, const std::string& content) {
     std::ofstream(file, std::ios::binary | std::ios::trunc) << content;
 }
 
-// Runs SQL on a database of somebody else's.
-void makeDatabase(const fs::path& file, const char* sql) {
+void makeDatabase(const fs::path& file, const std::string& sql) {
     sqlite3* db = nullptr;
     ASSERT_EQ(sqlite3_open(file.c_str(), &db), SQLITE_OK);
-    EXPECT_EQ(sqlite3_exec(db, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
+    EXPECT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
     sqlite3_close(db);
 }
 
@@ -62,34 +57,22 @@ unsigned modeOf(const fs::path& path) {
     return ::lstat(path.c_str(), &st) == 0 ? static_cast<unsigned>(st.st_mode & 07777) : 0u;
 }
 
-void PrintTo(const FileState& file, std::ostream* out) {
-    *out << (file.directory ? "folder" : std::to_string(file.bytes.size()) + " bytes") << " modified at "
-         << file.modified.time_since_epoch().count();
-}
-
-std::map<std::string, FileState> folderState(const fs::path& folder) {
-    std::map<std::string, FileState> state;
-    for (const auto& entry : fs::directory_iterator(folder)) {
-        FileState& file = state[entry.path().filename().string()];
-        file.directory = entry.is_directory();
-        file.bytes = file.directory ? std::string() : fileBytes(entry.path());
-        file.modified = fs::last_write_time(entry.path());
-    }
+FolderState folderState(const fs::path& folder) {
+    FolderState state;
+    for (const auto& entry : fs::directory_iterator(folder))
+        state[entry.path().filename().string()] = {fileBytes(entry.path()),
+                                                   fs::last_write_time(entry.path()).time_since_epoch().count()};
     return state;
 }
 
 void ageFolder(const fs::path& folder) {
-    const auto yesterday = fs::file_time_type::clock::now() - std::chrono::hours(24);
     for (const auto& entry : fs::directory_iterator(folder))
-        fs::last_write_time(entry.path(), yesterday);
+        fs::last_write_time(entry.path(), fs::file_time_type::clock::now() - std::chrono::hours(24));
 }
 
 Child::Child(const std::function<int(Child&)>& body) {
-    if (::pipe(down_) != 0 || ::pipe(up_) != 0)
-        throw std::runtime_error("pipe");
-    pid_ = ::fork();
-    if (pid_ < 0)
-        throw std::runtime_error("fork");
+    if (::pipe(down_) != 0 || ::pipe(up_) != 0 || (pid_ = ::fork()) < 0)
+        throw std::runtime_error("cannot start a child process");
     if (pid_ == 0) {
         ::close(down_[1]);
         ::close(up_[0]);
@@ -139,13 +122,10 @@ bool runningAsRoot() {
 }
 
 bool becomeAnotherUser() {
-    if (!runningAsRoot())
-        return true;
     constexpr uid_t kNobody = 65534;
-    return ::setgroups(0, nullptr) == 0 && ::setgid(kNobody) == 0 && ::setuid(kNobody) == 0;
+    return !runningAsRoot() || (::setgroups(0, nullptr) == 0 && ::setgid(kNobody) == 0 && ::setuid(kNobody) == 0);
 }
 
-// In a child: holds a write transaction on the hive until told to let go.
 int holdWriteLock(Child& child, const std::string& file, bool exclusiveLocking) {
     sqlite3* db = nullptr;
     if (sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK)

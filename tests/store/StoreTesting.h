@@ -2,16 +2,14 @@
 // states, and processes of their own that use the same hives.
 #pragma once
 
-#include <CVLParamcor/RegistryStore.h>
+#include "RegistryStoreConformance.h"
 
 #include <sys/types.h>
 
 #include <filesystem>
 #include <functional>
 #include <map>
-#include <ostream>
 #include <string>
-#include <vector>
 
 namespace paramcor::test {
 
@@ -34,28 +32,15 @@ private:
     fs::path path_;
 };
 
-long readValue(RegistryStore& store, KeyHandle key, const std::string& name, std::vector<std::uint8_t>& data);
-std::string fileBytes(const fs::path& file);
+std::string fileBytes(const fs::path& file);  // "<folder>" for a folder
 void writeFile(const fs::path& file, const std::string& content);
+void makeDatabase(const fs::path& file, const std::string& sql);  // as another program would
+unsigned modeOf(const fs::path& path);                            // the permission bits
 
-// Runs SQL on a database, as another program would.
-void makeDatabase(const fs::path& file, const char* sql);
-
-// The permission bits of a file or folder.
-unsigned modeOf(const fs::path& path);
-
-// What a folder holds, to the byte and to the modification time.
-struct FileState {
-    bool directory = false;
-    std::string bytes;
-    fs::file_time_type modified;
-    bool operator==(const FileState&) const = default;
-};
-
-void PrintTo(const FileState& file, std::ostream* out);
-std::map<std::string, FileState> folderState(const fs::path& folder);
-
-// Dates the files back, so that any write shows in their modification time.
+// What a folder holds, to the byte and to the modification time (dated back by
+// ageFolder, so that any write shows).
+using FolderState = std::map<std::string, std::pair<std::string, fs::file_time_type::rep>>;
+FolderState folderState(const fs::path& folder);
 void ageFolder(const fs::path& folder);
 
 // A forked process that runs `body` when told to. Children are forked before this

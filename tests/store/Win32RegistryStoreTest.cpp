@@ -1,5 +1,6 @@
 // The conformance suite against the real registry (Windows, or Wine), and what only
-// the Windows store does: text as the older programs of the suite read and write it.
+// the Windows store does: text as the older programs of the suite read and write it,
+// the name folding the POSIX store copies, and notification of changes.
 #include "RegistryStoreConformance.h"
 
 #include "NameFolding.h"
@@ -12,10 +13,7 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
-#include <chrono>
 #include <iterator>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -36,22 +34,16 @@ std::string parentOf(const std::string& path) {
     return slash == std::string::npos ? std::string() : path.substr(0, slash);
 }
 
-bool exists(HKEY root, const std::string& path) {
+// Whether a key exists and, with `empty`, holds neither subkeys nor values.
+bool exists(HKEY root, const std::string& path, bool empty = false) {
     HKEY key = nullptr;
     if (RegOpenKeyExW(root, wide(path).c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS)
         return false;
-    RegCloseKey(key);
-    return true;
-}
-
-bool isEmpty(HKEY root, const std::string& path) {
-    HKEY key = nullptr;
-    if (RegOpenKeyExW(root, wide(path).c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS)
-        return false;
-    DWORD subkeys = 1;
-    DWORD values = 1;
-    const LONG rc = RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr, &values, nullptr,
-                                     nullptr, nullptr, nullptr);
+    DWORD subkeys = 0;
+    DWORD values = 0;
+    const LONG rc = empty ? RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr, &values,
+                                             nullptr, nullptr, nullptr, nullptr)
+                          : ERROR_SUCCESS;
     RegCloseKey(key);
     return rc == ERROR_SUCCESS && subkeys == 0 && values == 0;
 }
@@ -77,67 +69,26 @@ void removeSuiteKey(const std::string& path) {
         RegDeleteTreeW(kRoots[r], wide(path).c_str());
         for (std::string up = parentOf(path); !up.empty(); up = parentOf(up)) {
             const auto& kept = keptAncestors(r);
-            if (std::find(kept.begin(), kept.end(), up) != kept.end() || !isEmpty(kRoots[r], up) ||
+            if (std::find(kept.begin(), kept.end(), up) != kept.end() || !exists(kRoots[r], up, true) ||
                 RegDeleteKeyW(kRoots[r], wide(up).c_str()) != ERROR_SUCCESS)
                 break;
         }
     }
 }
 
-StoreUnderTest registryStore() {
-    return {"Registry",
-            [] {
-                keptAncestors(0);
-                return std::unique_ptr<RegistryStore>(new Win32RegistryStore());
-            },
-            removeSuiteKey};
-}
+const auto kRegistry =
+    ::testing::Values(StoreUnderTest{"Registry",
+                                     [] {
+                                         keptAncestors(0);
+                                         return std::unique_ptr<RegistryStore>(new Win32RegistryStore());
+                                     },
+                                     removeSuiteKey});
 
-INSTANTIATE_TEST_SUITE_P(Win32, RegistryStoreConformance, ::testing::Values(registryStore()), StoreName());
+INSTANTIATE_TEST_SUITE_P(Win32, RegistryStoreConformance, kRegistry, [](const auto& info) { return info.param.name; });
 
-// A key of the test's own below the suite's key, removed at the end.
-class ScratchKey {
-public:
-    ScratchKey() {
-        keptAncestors(0);
-        std::random_device random;
-        path_ = std::string(kSuiteKey) + "\\" +
-                std::to_string(std::chrono::system_clock::now().time_since_epoch().count()) + "-" +
-                std::to_string(random()) + "-" + std::to_string(counter_++);
-    }
-    ~ScratchKey() { removeSuiteKey(path_); }
-    ScratchKey(const ScratchKey&) = delete;
-    ScratchKey& operator=(const ScratchKey&) = delete;
-
-    const std::string& path() const { return path_; }
-
-private:
-    static inline std::atomic<int> counter_{0};
-    std::string path_;
-};
-
-// What an older program of the suite reads with the "A" functions: the value's bytes
-// in the process's ANSI code page, and its size.
-std::string readAnsi(HKEY key, const char* name) {
-    char buffer[256] = {};
-    DWORD size = sizeof buffer;
-    DWORD type = 0;
-    if (RegQueryValueExA(key, name, nullptr, &type, reinterpret_cast<BYTE*>(buffer), &size) != ERROR_SUCCESS)
-        return "<failed>";
-    return std::string(buffer, size);
-}
-
-// "x" and the character, in UTF-8 (below U+0800 here).
-std::string valueName(char32_t c) {
-    std::string name = "x";
-    if (c < 0x80) {
-        name += static_cast<char>(c);
-    } else {
-        name += static_cast<char>(0xC0 | (c >> 6));
-        name += static_cast<char>(0x80 | (c & 0x3F));
-    }
-    return name;
-}
+// What only the Windows store does, below a key of each test's own as in the suite.
+class Win32RegistryStoreTest : public RegistryStoreConformance {};
+INSTANTIATE_TEST_SUITE_P(Win32, Win32RegistryStoreTest, kRegistry, [](const auto& info) { return info.param.name; });
 
 std::string inAnsiCodePage(const std::wstring& text) {
     const int bytes = WideCharToMultiByte(CP_ACP, 0, text.c_str(), -1, nullptr, 0, nullptr, nullptr);
@@ -148,147 +99,112 @@ std::string inAnsiCodePage(const std::wstring& text) {
 
 }  // namespace
 
-TEST(Win32RegistryStore, OlderProgramsReadEveryCharacterOfOurStrings) {
-    // They read a string as its size less one character: the terminating zero must be
-    // counted, or they would lose the last character.
-    ScratchKey scratch;
-    Win32RegistryStore store;
-    KeyHandle handle = 0;
-    ASSERT_EQ(store.createKey(Hive::CurrentUser, scratch.path(), &handle), regerr::Success);
+TEST_P(Win32RegistryStoreTest, TextAsOlderProgramsReadAndWriteIt) {
+    // They read a string with the "A" functions, in the ANSI code page, as its size
+    // less one character: the terminating zero must be counted, or they would lose
+    // the last character.
+    const KeyHandle handle = create(*store_, key(""));
     const struct {
         const char* name;
-        std::vector<std::uint8_t> written;
+        Bytes written;
         std::wstring text;
-    } cases[] = {
+    } ours[] = {
         {"plain", bytes("abc"), L"abc"},
         {"terminated", bytes(std::string("abc\0", 4)), L"abc"},
         {"accented", bytes("Perché"), L"Perch\u00e9"},
         {"one", bytes("x"), L"x"},
     };
-    for (const auto& c : cases) {
-        ASSERT_EQ(store.setValue(handle, c.name, regtype::String, c.written), regerr::Success) << c.name;
-        EXPECT_EQ(readAnsi(reinterpret_cast<HKEY>(handle), c.name), inAnsiCodePage(c.text)) << c.name;
+    for (const auto& c : ours) {
+        put(*store_, handle, c.name, regtype::String, c.written);
+        char buffer[256] = {};
+        DWORD size = sizeof buffer;
+        EXPECT_EQ(RegQueryValueExA(reinterpret_cast<HKEY>(handle), c.name, nullptr, nullptr,
+                                   reinterpret_cast<BYTE*>(buffer), &size),
+                  ERROR_SUCCESS);
+        EXPECT_EQ(std::string(buffer, size), inAnsiCodePage(c.text)) << c.name;
     }
-    EXPECT_EQ(store.closeKey(handle), regerr::Success);
-}
 
-TEST(Win32RegistryStore, ReadsWhatOlderProgramsWrote) {
     // They wrote strings in the ANSI code page with the "A" functions, counting no
     // terminating zero; the registry keeps them as UTF-16.
-    ScratchKey scratch;
-    HKEY key = nullptr;
-    ASSERT_EQ(RegCreateKeyExA(HKEY_CURRENT_USER, scratch.path().c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
-                              nullptr),
-              ERROR_SUCCESS);
     const std::string accented = inAnsiCodePage(L"Perch\u00e9");
     const struct {
         const char* name;
         std::string ansi;  // as written
         std::string utf8;  // as read through the store
-    } cases[] = {
-        {"plain", "abc", "abc"},
-        {"accented", accented.substr(0, accented.size() - 1), "Perché"},
-        {"empty", "", ""},
-    };
-    for (const auto& c : cases)
-        ASSERT_EQ(RegSetValueExA(key, c.name, 0, REG_SZ, reinterpret_cast<const BYTE*>(c.ansi.data()),
-                                 static_cast<DWORD>(c.ansi.size())),
-                  ERROR_SUCCESS)
-            << c.name;
-    RegCloseKey(key);
-
-    Win32RegistryStore store;
-    KeyHandle handle = 0;
-    ASSERT_EQ(store.openKey(Hive::CurrentUser, scratch.path(), &handle), regerr::Success);
-    for (const auto& c : cases) {
-        std::uint32_t type = 0;
-        std::vector<std::uint8_t> data;
-        std::uint32_t size = 0;
-        EXPECT_EQ(store.queryValue(handle, c.name, &type, &data, 1024, &size), regerr::Success) << c.name;
-        EXPECT_EQ(type, regtype::String) << c.name;
-        EXPECT_TRUE(readsBackAs(data, regtype::String, bytes(c.utf8))) << c.name;
+    } theirs[] = {
+        {"plain", "abc", "abc"}, {"accented", accented.substr(0, accented.size() - 1), "Perché"}, {"empty", "", ""}};
+    for (const auto& c : theirs) {
+        ASSERT_EQ(RegSetValueExA(reinterpret_cast<HKEY>(handle), c.name, 0, REG_SZ,
+                                 reinterpret_cast<const BYTE*>(c.ansi.data()), static_cast<DWORD>(c.ansi.size())),
+                  ERROR_SUCCESS);
+        const Read r = read(*store_, open(*store_, key("")), c.name);
+        EXPECT_EQ(r.type, regtype::String) << c.name;
+        EXPECT_TRUE(readsBackAs(r.data, regtype::String, bytes(c.utf8))) << c.name;
     }
 }
 
-TEST(Win32RegistryStore, PosixNameFoldingJoinsTheNamesTheRegistryJoins) {
-    // Every character below U+0800 names a value, in ascending order, holding its own
-    // code: names the registry takes for one keep the last code written. The POSIX
-    // store's folding must join exactly the same characters.
+TEST_P(Win32RegistryStoreTest, PosixNameFoldingJoinsTheNamesTheRegistryJoins) {
+    // Every character below U+0800 names a value ("x" and the character), in
+    // ascending order, holding its own code: names the registry takes for one keep
+    // the last code written. The POSIX store's folding must join exactly the same.
     constexpr char32_t kEnd = 0x800;
-    ScratchKey scratch;
-    Win32RegistryStore store;
-    KeyHandle handle = 0;
-    ASSERT_EQ(store.createKey(Hive::CurrentUser, scratch.path(), &handle), regerr::Success);
+    const auto valueName = [](char32_t c) {
+        return c < 0x80 ? std::string{'x', static_cast<char>(c)}
+                        : std::string{'x', static_cast<char>(0xC0 | (c >> 6)), static_cast<char>(0x80 | (c & 0x3F))};
+    };
+    const KeyHandle handle = create(*store_, key(""));
     std::vector<char32_t> lastOfFolded(kEnd, 0);
     for (char32_t c = 1; c < kEnd; ++c) {
-        ASSERT_EQ(store.setValue(handle, valueName(c), regtype::Dword, dword(c)), regerr::Success)
-            << std::hex << static_cast<std::uint32_t>(c);
+        ASSERT_EQ(store_->setValue(handle, valueName(c), regtype::Dword, dword(c)), regerr::Success);
         lastOfFolded.at(store::foldCodePoint(c)) = c;
     }
     int differences = 0;
     for (char32_t c = 1; c < kEnd; ++c) {
-        std::vector<std::uint8_t> data;
-        ASSERT_EQ(store.queryValue(handle, valueName(c), nullptr, &data, 4, nullptr), regerr::Success);
-        const std::vector<std::uint8_t> expected = dword(lastOfFolded[store::foldCodePoint(c)]);
-        if (data != expected && ++differences <= 20)
+        const Bytes data = read(*store_, handle, valueName(c)).data;
+        if (data != dword(lastOfFolded[store::foldCodePoint(c)]) && ++differences <= 20)
             ADD_FAILURE() << "U+" << std::hex << static_cast<std::uint32_t>(c) << " is one name with U+"
-                          << (data[0] | data[1] << 8) << " in the registry";
+                          << (data.size() == 4 ? data[0] | data[1] << 8 : -1) << " in the registry";
     }
     EXPECT_EQ(differences, 0);
 }
 
-namespace {
-
-// Runs reg.exe, another process, and waits for it.
-void regInAnotherProcess(const std::string& arguments) {
-    std::wstring line = L"reg.exe " + wide(arguments);
-    STARTUPINFOW startup{};
-    startup.cb = sizeof startup;
-    PROCESS_INFORMATION process{};
-    ASSERT_TRUE(CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process));
-    EXPECT_EQ(WaitForSingleObject(process.hProcess, 60000), WAIT_OBJECT_0);
-    DWORD code = 1;
-    GetExitCodeProcess(process.hProcess, &code);
-    EXPECT_EQ(code, 0u) << arguments;
-    CloseHandle(process.hThread);
-    CloseHandle(process.hProcess);
-}
-
-}  // namespace
-
-TEST(Win32RegistryStore, TellsOfChangesOtherProcessesMake) {
-    const StoreUnderTest registry = registryStore();
-    auto store = registry.make();
-    const std::string base = std::string(kSuiteKey) + "\\Notify" + std::to_string(GetCurrentProcessId());
-    KeyHandle made = 0;
-    ASSERT_EQ(store->createKey(Hive::CurrentUser, base + "\\Sub", &made), regerr::Success);
-    store->closeKey(made);
-    KeyHandle key = 0;
-    ASSERT_EQ(store->openKey(Hive::CurrentUser, base, &key), regerr::Success);
+TEST_P(Win32RegistryStoreTest, TellsOfChangesOtherProcessesMake) {
+    create(*store_, key("Sub"));
+    const KeyHandle handle = open(*store_, key(""));
     const HANDLE event = CreateEventW(nullptr, FALSE, FALSE, nullptr);
     const auto event_ = reinterpret_cast<std::uintptr_t>(event);
-    const std::string hkcu = "HKCU\\" + base;
+    // reg.exe, another process.
+    const auto reg = [this](const std::string& subkey, const std::string& value) {
+        std::wstring line = wide("reg.exe add HKCU\\" + key(subkey) + " /v " + value + " /t REG_DWORD /d 1 /f");
+        STARTUPINFOW startup{};
+        startup.cb = sizeof startup;
+        PROCESS_INFORMATION process{};
+        ASSERT_TRUE(
+            CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process));
+        EXPECT_EQ(WaitForSingleObject(process.hProcess, 60000), WAIT_OBJECT_0);
+        DWORD code = 1;
+        GetExitCodeProcess(process.hProcess, &code);
+        EXPECT_EQ(code, 0u) << value;
+        CloseHandle(process.hThread);
+        CloseHandle(process.hProcess);
+    };
 
     // Without the subtree a change below is not heard, one of the key's own values is.
-    ASSERT_EQ(store->notifyChange(key, false, event_), regerr::Success);
-    regInAnotherProcess("add " + hkcu + "\\Sub /v Below /t REG_DWORD /d 1 /f");
+    ASSERT_EQ(store_->notifyChange(handle, false, event_), regerr::Success);
+    reg("Sub", "Below");
     EXPECT_EQ(WaitForSingleObject(event, 300), static_cast<DWORD>(WAIT_TIMEOUT));
-    regInAnotherProcess("add " + hkcu + " /v Own /t REG_DWORD /d 1 /f");
+    reg("", "Own");
     EXPECT_EQ(WaitForSingleObject(event, 10000), WAIT_OBJECT_0);
 
     // A handle tells once under Wine: the next wait is on a key opened anew.
-    KeyHandle deep = 0;
-    ASSERT_EQ(store->openKey(Hive::CurrentUser, base, &deep), regerr::Success);
-    ASSERT_EQ(store->notifyChange(deep, true, event_), regerr::Success);
-    regInAnotherProcess("add " + hkcu + "\\Sub /v Deeper /t REG_DWORD /d 2 /f");
+    const KeyHandle deep = open(*store_, key(""));
+    ASSERT_EQ(store_->notifyChange(deep, true, event_), regerr::Success);
+    reg("Sub", "Deeper");
     EXPECT_EQ(WaitForSingleObject(event, 10000), WAIT_OBJECT_0);
-    store->closeKey(deep);
-
+    store_->closeKey(deep);
+    store_->closeKey(handle);
     CloseHandle(event);
-    store->closeKey(key);
-    EXPECT_EQ(store->notifyChange(key, true, event_), regerr::InvalidHandle);
-    store.reset();
-    removeSuiteKey(base);
+    EXPECT_EQ(store_->notifyChange(handle, true, event_), regerr::InvalidHandle);
 }
 
 }  // namespace paramcor::test
