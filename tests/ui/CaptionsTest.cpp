@@ -1,0 +1,122 @@
+// Every window takes its captions and tooltips from the text database, in the
+// user's language; a wording the database lacks, or one a window never
+// translates, is shown as written.
+#include "WindowTesting.h"
+#include "folders/ui/FormDipendenze.h"
+#include "texts/ui/FormLingua.h"
+#include "texts/ui/FormTesto.h"
+#include "units/ui/FormMisure.h"
+#include "units/ui/FormValuta.h"
+
+#include <functional>
+#include <memory>
+
+namespace paramcor {
+namespace {
+
+// Wordings of the text correction and dependency windows, beside the shared ones.
+const char* const kMoreWordings[][3] = {
+    {"Cambio Testo", "Correct a text", "Text korrigieren"},
+    {"&Cerca", "&Find", "&Suchen"},
+    {"Invio alla CORVEL le mie traduzioni e correzioni", "Send my corrections", "Korrekturen senden"},
+    {"Dipendenze", "Dependent folders", "Abhängige Ordner"},
+    {"Tutto", "All", "Alle"},
+    {"Azzera", "None", "Keine"},
+};
+
+QString translated(const QString& italian, short language) {
+    for (const auto& w : kMoreWordings)
+        if (QString::fromUtf8(w[0]) == italian)
+            return QString::fromUtf8(w[language - 1]);
+    return test::windowText(italian, language);
+}
+
+struct Caption {
+    const char* window;
+    const char* control;  // empty: the window itself
+    const char* property;
+    const char* italian;
+    bool translated = true;
+};
+
+const Caption kCaptions[] = {
+    {"FormLingua", "", "windowTitle", "Cambio Lingua"},
+    {"FormLingua", "Command1", "text", "Conferma"},
+    // Wordings are found whatever their case: "conferma" is the row of "Conferma".
+    {"FormLingua", "Command1", "toolTip", "Conferma"},
+    {"FormLingua", "Command2", "text", "Annulla"},
+    {"FormLingua", "Command2", "toolTip", "esc"},
+    {"FormLingua", "cmdMisure", "text", "Unità di misura"},
+    {"FormMisure", "", "windowTitle", "Unità di misura"},
+    {"FormMisure", "optSistema_0", "text", "Sistema Metrico Decimale"},
+    {"FormMisure", "optSistema_1", "text", "Sistema Anglosassone"},
+    {"FormMisure", "optSistema_2", "text", "USA", false},
+    {"FormMisure", "cmdDefault_0", "text", "Default"},
+    {"FormMisure", "cmdDefault_2", "text", "Default"},
+    {"FormMisure", "lblMisure_0", "text", "Valuta"},
+    {"FormMisure", "lblMisure_1", "text", "lineare"},
+    {"FormMisure", "lblMisure_2", "text", "superfici"},
+    {"FormMisure", "lblMisure_3", "text", "volume"},
+    {"FormMisure", "lblFattore", "text", "Fattore di Conversione"},
+    {"FormMisure", "lblSimbolo", "text", "Simbolo"},
+    {"FormMisure", "frmEsempio", "title", "Esempio"},
+    {"FormMisure", "Conferma", "toolTip", "Conferma"},
+    {"FormMisure", "Esci", "toolTip", "Esci"},
+    {"FormValuta", "", "windowTitle", "Valuta"},
+    {"FormValuta", "lblSimbolo", "text", "Simbolo"},
+    {"FormValuta", "lblDesc", "text", "Descrizione"},
+    {"FormValuta", "Conferma", "toolTip", "Conferma"},
+    {"FormValuta", "Esci", "toolTip", "Esci"},
+    {"FormTesto", "", "windowTitle", "Cambio Testo"},
+    {"FormTesto", "Cerca1", "text", "&Cerca"},
+    {"FormTesto", "Cerca2", "text", "&Cerca"},
+    {"FormTesto", "Mail", "toolTip", "Invio alla CORVEL le mie traduzioni e correzioni"},
+    {"FormTesto", "Aggiorna", "toolTip", "Aggiorno il testo che ho corretto", false},  // not in the database
+    {"FormDipendenze", "", "windowTitle", "Dipendenze"},
+    {"FormDipendenze", "OKButton", "text", "Conferma"},
+    {"FormDipendenze", "AllButton", "text", "Tutto"},
+    {"FormDipendenze", "ClearButton", "text", "Azzera"},
+    {"FormDipendenze", "InvButton", "text", "Inverti", false},
+    {"FormDipendenze", "CancelButton", "text", "Annulla"},
+};
+
+std::unique_ptr<QWidget> open(const QString& window, Parametri& par, short language) {
+    const std::map<QString, std::function<QWidget*()>> windows = {
+        {"FormLingua", [&] { return new ui::FormLingua(par, language); }},
+        {"FormMisure", [] { return new ui::FormMisure; }},
+        {"FormValuta", [&] { return new ui::FormValuta(par); }},
+        {"FormTesto", [&] { return new ui::FormTesto(par); }},
+        {"FormDipendenze", [&] { return new ui::FormDipendenze(par); }},
+    };
+    return std::unique_ptr<QWidget>(windows.at(window)());
+}
+
+TEST(Captions, AreInTheUsersLanguage) {
+    std::vector<test::TextRow> rows = test::windowTexts();
+    int key = 0;
+    for (const auto& w : kMoreWordings) {
+        rows.push_back({"CVLPARAMCOR", QStringLiteral("C%1").arg(++key, 3, 10, QLatin1Char('0')),
+                        QString::fromUtf8(w[0]), QString::fromUtf8(w[1])});
+        rows.back().tedesco = QString::fromUtf8(w[2]);
+    }
+    test::WindowInstallation installation(rows);
+    for (const short language : {2, 3}) {
+        installation.setLanguage(language);
+        Parametri par;  // also makes the unit rows the units window needs
+        std::map<QString, std::unique_ptr<QWidget>> windows;
+        for (const Caption& c : kCaptions) {
+            SCOPED_TRACE(QStringLiteral("%1 %2.%3 in %4").arg(c.window, c.control, c.property).arg(language).toStdString());
+            auto& window = windows[c.window];
+            if (!window)
+                window = open(c.window, par, language);
+            const QObject* control = *c.control ? window->findChild<QObject*>(c.control) : window.get();
+            ASSERT_NE(control, nullptr);
+            const QString italian = QString::fromUtf8(c.italian);
+            EXPECT_EQ(control->property(c.property).toString(), c.translated ? translated(italian, language) : italian);
+        }
+    }
+    EXPECT_TRUE(installation.platform().messages().empty());
+}
+
+}  // namespace
+}  // namespace paramcor
