@@ -4,6 +4,8 @@
 
 #include <CVLParamcor/Parametri.h>
 
+#include <cstring>
+
 namespace paramcor::test {
 
 constexpr int kValuesPerWriter = 2000;
@@ -41,6 +43,34 @@ inline PlannedValue plannedValue(int writer, int i) {
             break;
     }
     return v;
+}
+
+// What a read returns for a written value: Doubles come back as Singles.
+inline QVariant expectedRead(const QVariant& written) {
+    if (written.metaType().id() != QMetaType::Double)
+        return written;
+    const double d = written.toDouble();
+    float low;
+    std::memcpy(&low, &d, sizeof low);
+    return Single(low);
+}
+
+// A default of the same type that no plan writes: a read returning it found nothing.
+inline QVariant otherOfSameType(const QVariant& v) {
+    switch (v.metaType().id()) {
+        case QMetaType::Short:
+            return Integer(-1);
+        case QMetaType::Int:
+            return Long(-1);
+        case QMetaType::Float:
+            return Single(-1);
+        case QMetaType::Double:
+            return Double(-1);
+        case QMetaType::QString:
+            return String("?");
+        default:
+            return Boolean(!v.toBool());
+    }
 }
 
 }  // namespace paramcor::test

@@ -5,40 +5,7 @@
 #include "WritePlan.h"
 
 #include <cstdio>
-#include <cstring>
 #include <cstdlib>
-
-namespace {
-
-// What a read returns for a written value: Doubles come back as Singles.
-QVariant expectedRead(const QVariant& written) {
-    if (written.metaType().id() == QMetaType::Double) {
-        const double d = written.toDouble();
-        float low;
-        std::memcpy(&low, &d, sizeof low);
-        return paramcor::Single(low);
-    }
-    return written;
-}
-
-QVariant otherOfSameType(const QVariant& v) {
-    switch (v.metaType().id()) {
-        case QMetaType::Short:
-            return paramcor::Integer(-1);
-        case QMetaType::Int:
-            return paramcor::Long(-1);
-        case QMetaType::Float:
-            return paramcor::Single(-1);
-        case QMetaType::Double:
-            return paramcor::Double(-1);
-        case QMetaType::QString:
-            return paramcor::String("?");
-        default:
-            return paramcor::Boolean(!v.toBool());
-    }
-}
-
-}  // namespace
 
 int main(int argc, char** argv) {
     if (argc != 4) {
@@ -61,8 +28,8 @@ int main(int argc, char** argv) {
         const auto v = paramcor::test::plannedValue(writer, i);
         par.Programma(v.program);
         par.Sezione(v.section);
-        const QVariant read = par.LeggiParametro(v.name, otherOfSameType(v.value));
-        const QVariant expected = expectedRead(v.value);
+        const QVariant read = par.LeggiParametro(v.name, paramcor::test::otherOfSameType(v.value));
+        const QVariant expected = paramcor::test::expectedRead(v.value);
         if (read.metaType() != expected.metaType() || read != expected) {
             if (++wrong <= 5)
                 std::fprintf(stderr, "writer %d: %s read %s\n", writer, qUtf8Printable(v.name),

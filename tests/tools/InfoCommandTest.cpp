@@ -2,30 +2,12 @@
 // the telephone, with the real places and versions of the workshop.
 #include "ToolTesting.h"
 
-#include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 
-#include <gtest/gtest.h>
-
-#include <sqlite3.h>
-
 namespace paramcor::test {
 namespace {
-
-qint64 rowsOf(const QString& path) {
-    sqlite3* db = nullptr;
-    sqlite3_stmt* count = nullptr;
-    qint64 rows = -1;
-    if (sqlite3_open_v2(path.toUtf8().constData(), &db, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK &&
-        sqlite3_prepare_v2(db, "SELECT COUNT(*) FROM Testi", -1, &count, nullptr) == SQLITE_OK &&
-        sqlite3_step(count) == SQLITE_ROW)
-        rows = sqlite3_column_int64(count, 0);
-    sqlite3_finalize(count);
-    sqlite3_close(db);
-    return rows;
-}
 
 TEST(ParamcorInformazioni, PrintsTheFactsSupportAsksFor) {
     const Workshop workshop;
@@ -47,7 +29,7 @@ TEST(ParamcorInformazioni, PrintsTheFactsSupportAsksFor) {
         "Local machine: " + workshop.registry() + "/HKEY_LOCAL_MACHINE.db\n",
         "Installation folder: " + installation + "\nInstallation file: " + installation + "ParamCor.txt\n",
         "Text database: " + workshop.userTexts() + "\nFormat version: 6.0.0\n" +
-            QStringLiteral("Rows: %1\n").arg(rowsOf(workshop.userTexts())),
+            "Rows: " + query(workshop.userTexts(), "SELECT COUNT(*) FROM Testi").value(0) + "\n",
         "Language: 2 English\n",
         "Units of measure: Metric Decimal System (0)\n",
         "DXF: " + wincor + "Disegni/Dxf/\n",

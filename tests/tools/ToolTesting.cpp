@@ -1,23 +1,25 @@
 #include "ToolTesting.h"
 
+#include "texts/SqlDatabase.h"
+
 #include <QDir>
 #include <QFile>
 #include <QProcess>
 
-#include <sqlite3.h>
-
-#include <gtest/gtest.h>
-
 namespace paramcor::test {
-
-QStringList Outcome::errLines() const {
-    return err.split(u'\n', Qt::SkipEmptyParts);
-}
 
 std::ostream& operator<<(std::ostream& os, const Outcome& run) {
     return os << "exit code " << run.code << "\n--- stdout\n"
               << run.out.toStdString() << "--- stderr\n"
               << run.err.toStdString();
+}
+
+void expectRefused(const Outcome& run, int code, const QString& says) {
+    EXPECT_EQ(run.code, code) << run;
+    EXPECT_TRUE(run.out.isEmpty()) << run;
+    EXPECT_EQ(run.errLines().size(), 1) << run;
+    EXPECT_TRUE(run.err.startsWith(QStringLiteral("paramcor: "))) << run;
+    EXPECT_TRUE(run.err.contains(says)) << "expected: " << says.toStdString() << '\n' << run;
 }
 
 Outcome runTool(const QStringList& arguments, const std::function<void()>& inChild, const QByteArray& input) {
@@ -49,17 +51,16 @@ Outcome runTool(const QStringList& arguments, const std::function<void()>& inChi
 
 Workshop::Workshop(const QByteArray& installationFile, bool untouched) {
     const QString samples = QStringLiteral(CVLPARAMCOR_SAMPLES);
+    const QString texts = installation() + QStringLiteral("/Testi/CvlTrad.mdb");
     EXPECT_TRUE(QDir().mkpath(installation() + QStringLiteral("/Testi")));
     if (installationFile.isEmpty())
         EXPECT_TRUE(
             QFile::copy(samples + QStringLiteral("/ParamCor.txt"), installation() + QStringLiteral("/ParamCor.txt")));
     else
         writeFile(installation() + QStringLiteral("/ParamCor.txt"), installationFile);
-    EXPECT_TRUE(QFile::copy(samples + QStringLiteral("/Testi/CvlTrad.mdb"),
-                            installation() + QStringLiteral("/Testi/CvlTrad.mdb")));
+    EXPECT_TRUE(QFile::copy(samples + QStringLiteral("/Testi/CvlTrad.mdb"), texts));
     // Copies keep the sample's permissions, which the build may have made read-only.
-    QFile::setPermissions(installation() + QStringLiteral("/Testi/CvlTrad.mdb"),
-                          QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup | QFile::ReadOther);
+    QFile::setPermissions(texts, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup | QFile::ReadOther);
     if (untouched)
         return;
     EXPECT_TRUE(QDir().mkpath(registry()));
@@ -89,15 +90,11 @@ void dumpInto(RegistryStore& store, Hive hive, const std::string& path, Dump& ou
         return;
     }
     auto& values = out[path];
-    for (std::uint32_t i = 0;; ++i) {
-        std::string name;
-        StoredValue value;
-        if (store.enumValue(key, i, &name, &value.type, &value.data) != regerr::Success)
-            break;
-        values[name] = value;
-    }
-    std::vector<std::string> children;
     std::string name;
+    StoredValue value;
+    for (std::uint32_t i = 0; store.enumValue(key, i, &name, &value.type, &value.data) == regerr::Success; ++i)
+        values[name] = value;
+    std::vector<std::string> children;
     for (std::uint32_t i = 0; store.enumKey(key, i, &name) == regerr::Success; ++i)
         children.push_back(name);
     store.closeKey(key);
@@ -137,12 +134,9 @@ std::vector<std::uint8_t> dword(std::uint32_t value) {
             static_cast<std::uint8_t>(value >> 16), static_cast<std::uint8_t>(value >> 24)};
 }
 
-std::vector<std::uint8_t> bytesOf(const QByteArray& bytes) {
-    return {bytes.begin(), bytes.end()};
-}
-
 std::vector<std::uint8_t> utf8(const QString& text) {
-    return bytesOf(text.toUtf8());
+    const QByteArray bytes = text.toUtf8();
+    return {bytes.begin(), bytes.end()};
 }
 
 QByteArray fileBytes(const QString& path) {
@@ -156,55 +150,56 @@ void writeFile(const QString& path, const QByteArray& bytes) {
     ASSERT_EQ(file.write(bytes), bytes.size());
 }
 
+void writeHugeFile(const QString& path, qint64 size) {
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.resize(size)) << path.toStdString();
+}
+
 QByteArray windowsText(const QString& lf) {
     QString text = lf;
     text.replace(QStringLiteral("\n"), QStringLiteral("\r\n"));
     QByteArray bytes("\xFF\xFE", 2);
-    for (const QChar c : text) {
-        bytes.append(static_cast<char>(c.unicode() & 0xFF));
-        bytes.append(static_cast<char>(c.unicode() >> 8));
-    }
+    for (const QChar c : text)
+        bytes.append(static_cast<char>(c.unicode() & 0xFF)).append(static_cast<char>(c.unicode() >> 8));
     return bytes;
 }
 
-Rows textRows(const QString& database) {
-    Rows rows;
-    sqlite3* db = nullptr;
-    if (sqlite3_open_v2(QFile::encodeName(database).constData(), &db, SQLITE_OPEN_READONLY, nullptr) != SQLITE_OK) {
-        ADD_FAILURE() << "cannot open " << database.toStdString();
-        sqlite3_close(db);
-        return rows;
-    }
-    sqlite3_stmt* select = nullptr;
-    EXPECT_EQ(sqlite3_prepare_v2(db, "SELECT * FROM Testi ORDER BY Programma, Progressivo", -1, &select, nullptr),
-              SQLITE_OK)
-        << sqlite3_errmsg(db);
-    while (select && sqlite3_step(select) == SQLITE_ROW) {
-        QStringList columns;
-        for (int c = 0; c < sqlite3_column_count(select); ++c) {
-            const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(select, c));
-            columns << (text ? QString::fromUtf8(text) : QStringLiteral("<NULL>"));
+namespace {
+
+std::vector<QStringList> rowsOf(const QString& database, const QString& sql, const QStringList& values) {
+    std::vector<QStringList> rows;
+    try {
+        const bool reads = sql.startsWith(QLatin1String("SELECT"));
+        SqlDatabase db(database, reads ? SqlDatabase::Mode::ReadOnly : SqlDatabase::Mode::ReadWrite);
+        SqlStatement statement = db.prepare(sql.toUtf8().constData());
+        for (int i = 0; i < values.size(); ++i)
+            statement.bind(i + 1, values[i]);
+        while (statement.step()) {
+            QStringList columns;
+            for (int c = 0; c < statement.columnCount(); ++c)
+                columns << (statement.isNull(c) ? QStringLiteral("<NULL>") : statement.text(c));
+            rows.push_back(columns);
         }
-        rows[columns[0] + u'|' + columns[1]] = columns;
+    } catch (const std::exception& e) {
+        ADD_FAILURE() << database.toStdString() << ": " << e.what();
     }
-    sqlite3_finalize(select);
-    sqlite3_close(db);
     return rows;
 }
 
-void execSql(const QString& database, const QString& sql, const QStringList& values) {
-    sqlite3* db = nullptr;
-    ASSERT_EQ(sqlite3_open_v2(QFile::encodeName(database).constData(), &db, SQLITE_OPEN_READWRITE, nullptr), SQLITE_OK);
-    sqlite3_stmt* statement = nullptr;
-    const QByteArray text = sql.toUtf8();
-    ASSERT_EQ(sqlite3_prepare_v2(db, text.constData(), -1, &statement, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
-    for (int i = 0; i < values.size(); ++i) {
-        const QByteArray value = values[i].toUtf8();
-        sqlite3_bind_text(statement, i + 1, value.constData(), static_cast<int>(value.size()), SQLITE_TRANSIENT);
-    }
-    EXPECT_EQ(sqlite3_step(statement), SQLITE_DONE) << sqlite3_errmsg(db);
-    sqlite3_finalize(statement);
-    sqlite3_close(db);
+}  // namespace
+
+Rows textRows(const QString& database) {
+    Rows rows;
+    for (const QStringList& row : rowsOf(database, QStringLiteral("SELECT * FROM Testi"), {}))
+        rows[row[0] + u'|' + row[1]] = row;
+    return rows;
+}
+
+QStringList query(const QString& database, const QString& sql, const QStringList& values) {
+    QStringList rows;
+    for (const QStringList& row : rowsOf(database, sql, values))
+        rows << row.join(u' ');
+    return rows;
 }
 
 }  // namespace paramcor::test

@@ -9,7 +9,8 @@
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
-#include <QVariant>
+
+#include <gtest/gtest.h>
 
 #include <cstdint>
 #include <functional>
@@ -26,11 +27,15 @@ struct Outcome {
     QByteArray bytes;  // standard output as written
     QString err;
 
-    QStringList errLines() const;
+    QStringList errLines() const { return err.split(u'\n', Qt::SkipEmptyParts); }
 };
 
 // Readable failures: what the tool said.
 std::ostream& operator<<(std::ostream& os, const Outcome& run);
+
+// A command that cannot run: this exit code, nothing on standard output and one
+// line on standard error that says `says`.
+void expectRefused(const Outcome& run, int code, const QString& says);
 
 // Runs the built tool with exactly these arguments; `inChild` runs in the new
 // process before the tool starts (limits, signals); `input` is its standard input.
@@ -86,19 +91,20 @@ void setValue(RegistryStore& store, Hive hive, const std::string& path, const st
 // The suite's root key, and a REG_DWORD's little-endian bytes.
 inline const std::string kSuite = "SOFTWARE\\Corvel";
 std::vector<std::uint8_t> dword(std::uint32_t value);
-std::vector<std::uint8_t> bytesOf(const QByteArray& bytes);
 std::vector<std::uint8_t> utf8(const QString& text);
 QByteArray fileBytes(const QString& path);
 void writeFile(const QString& path, const QByteArray& bytes);
+// A sparse file of this size: no time spent writing it.
+void writeHugeFile(const QString& path, qint64 size);
 
 // Windows' own form of a text file: UTF-16LE with its byte-order mark and CR LF.
 QByteArray windowsText(const QString& lf);
 
-// Every row of table Testi, all columns as text, ordered by key.
+// Every row of table Testi, all columns as text (NULL as "<NULL>"), by key.
 using Rows = std::map<QString, QStringList>;
 Rows textRows(const QString& database);
-// Runs SQL with bound texts on a database.
-void execSql(const QString& database, const QString& sql, const QStringList& values = {});
+// The rows of a query, columns joined by blanks; `values` are bound in order.
+QStringList query(const QString& database, const QString& sql, const QStringList& values = {});
 
 }  // namespace paramcor::test
 

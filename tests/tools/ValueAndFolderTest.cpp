@@ -99,11 +99,8 @@ TEST(ParamcorValue, ReadsNeverWriteAndRefuseWhatIsNotThere) {
     ASSERT_EQ(workshop.run({"valore", "scrivi", "Taglio", "Passate", "Integer", "3"}).code, 0);
     const auto before = storeFiles(workshop);
 
-    const Outcome missing = workshop.run({"valore", "leggi", "Taglio", "Giri", "Long"});
-    EXPECT_EQ(missing.code, 3) << missing;
-    EXPECT_TRUE(missing.out.isEmpty()) << missing;
-    EXPECT_EQ(missing.err, QStringLiteral("paramcor: valore leggi: HKEY_CURRENT_USER\\SOFTWARE\\Corvel\\Taglio has "
-                                          "no value \"Giri\"\n"));
+    expectRefused(workshop.run({"valore", "leggi", "Taglio", "Giri", "Long"}), 3,
+                  "paramcor: valore leggi: HKEY_CURRENT_USER\\SOFTWARE\\Corvel\\Taglio has no value \"Giri\"\n");
     const Outcome fallback = workshop.run({"valore", "leggi", "--predefinito", "3000", "Taglio", "Giri", "Long"});
     EXPECT_EQ(fallback.code, 0) << fallback;
     EXPECT_EQ(fallback.out, QStringLiteral("3000\n")) << fallback;
@@ -121,29 +118,11 @@ TEST(ParamcorValue, ATypeThatDoesNotMatchIsAnErrorBothWays) {
     ASSERT_EQ(workshop.run({"valore", "scrivi", "Taglio", "Spessore", "Double", "1.5"}).code, 0);
     for (const auto& [name, asked] : {std::pair{"Nome", "Long"}, std::pair{"Giri", "String"},
                                       std::pair{"Spessore", "Single"}, std::pair{"Giri", "Double"}}) {
-        const Outcome run = workshop.run({"valore", "leggi", "Taglio", name, asked});
-        EXPECT_EQ(run.code, 1) << run;
-        EXPECT_TRUE(run.out.isEmpty()) << run;
-        EXPECT_TRUE(run.err.contains(QStringLiteral("which is no ") + QLatin1String(asked))) << run;
+        expectRefused(workshop.run({"valore", "leggi", "Taglio", name, asked}), 1,
+                      QStringLiteral("which is no ") + QLatin1String(asked));
     }
     EXPECT_EQ(workshop.run({"valore", "leggi", "--grezzo", "Taglio", "Spessore"}).out,
               QStringLiteral("REG_BINARY 00 00 00 00 00 00 f8 3f\n"));
-}
-
-TEST(ParamcorValue, WhatTheLibraryRefusesIsAnError) {
-    const Workshop workshop;
-    ASSERT_EQ(workshop.run({"valore", "scrivi", "Taglio", "Passate", "Integer", "3"}).code, 0);
-    auto store = workshop.store();
-    const Found before = storedValue(store, Hive::CurrentUser, "SOFTWARE\\Corvel\\Taglio", "Passate");
-
-    // The suite's rule: strings have at most 255 characters.
-    const Outcome tooLong = workshop.run({"valore", "scrivi", "Taglio", "Nota", "String", QString(256, u'x')});
-    EXPECT_EQ(tooLong.code, 1) << tooLong;
-    EXPECT_TRUE(tooLong.err.contains(QStringLiteral("255"))) << tooLong;
-
-    const Found after = storedValue(store, Hive::CurrentUser, "SOFTWARE\\Corvel\\Taglio", "Passate");
-    EXPECT_EQ(after.value, before.value);
-    EXPECT_FALSE(storedValue(store, Hive::CurrentUser, "SOFTWARE\\Corvel\\Taglio", "Nota").found);
 }
 
 TEST(ParamcorValue, MachineStoreAndSections) {
@@ -151,79 +130,56 @@ TEST(ParamcorValue, MachineStoreAndSections) {
     ASSERT_EQ(workshop.run({"valore", "scrivi", "--macchina", "Magazzino", "Lastre", "Long", "12"}).code, 0);
     ASSERT_EQ(workshop.run({"valore", "scrivi", "--sezione", "Lama", "Magazzino", "Lastre", "Long", "34"}).code, 0);
     auto store = workshop.store();
-    EXPECT_EQ(storedValue(store, Hive::LocalMachine, "SOFTWARE\\Corvel\\Magazzino", "Lastre").value.data,
+    EXPECT_EQ(storedValue(store, Hive::LocalMachine, kSuite + "\\Magazzino", "Lastre").value.data,
               littleEndian<int>(12));
-    EXPECT_EQ(storedValue(store, Hive::CurrentUser, "SOFTWARE\\Corvel\\Magazzino\\Lama", "Lastre").value.data,
+    EXPECT_EQ(storedValue(store, Hive::CurrentUser, kSuite + "\\Magazzino\\Lama", "Lastre").value.data,
               littleEndian<int>(34));
-    EXPECT_FALSE(storedValue(store, Hive::CurrentUser, "SOFTWARE\\Corvel\\Magazzino", "Lastre").found);
+    EXPECT_FALSE(storedValue(store, Hive::CurrentUser, kSuite + "\\Magazzino", "Lastre").found);
     EXPECT_EQ(workshop.run({"valore", "leggi", "Magazzino", "Lastre", "Long", "--macchina"}).out,
               QStringLiteral("12\n"));
     EXPECT_EQ(workshop.run({"valore", "leggi", "Magazzino", "Lastre", "Long"}).code, 3);
 }
 
-TEST(ParamcorValue, AStoreThatMayNotBeWrittenIsAnError) {
+// The library drops a write it may not make without a word, as the registry does
+// for a user without rights; the tool says it, and the stored value stays.
+TEST(ParamcorValue, AWriteTheLibraryDropsIsAnError) {
     const Workshop workshop;
     ASSERT_EQ(workshop.run({"valore", "scrivi", "--macchina", "Magazzino", "Lastre", "Long", "12"}).code, 0);
-    const QString machine = workshop.registry() + QStringLiteral("/HKEY_LOCAL_MACHINE.db");
-    ASSERT_TRUE(QFile::exists(machine));
-    ASSERT_TRUE(QFile::setPermissions(machine, QFile::ReadOwner | QFile::ReadGroup | QFile::ReadOther));
-
-    // The library drops such a write without a word, as the registry does for a user
-    // without rights; the tool says it.
-    const Outcome refused = workshop.run({"valore", "scrivi", "--macchina", "Magazzino", "Lastre", "Long", "99"});
-    EXPECT_EQ(refused.code, 1) << refused;
-    EXPECT_TRUE(refused.out.isEmpty()) << refused;
-    EXPECT_TRUE(
-        refused.err.contains(QStringLiteral("HKEY_LOCAL_MACHINE\\SOFTWARE\\Corvel\\Magazzino cannot be written")))
-        << refused;
-    auto store = workshop.store();
-    EXPECT_EQ(storedValue(store, Hive::LocalMachine, "SOFTWARE\\Corvel\\Magazzino", "Lastre").value.data,
-              littleEndian<int>(12));
-    EXPECT_EQ(workshop.run({"valore", "scrivi", "Magazzino", "Lastre", "Long", "99"}).code, 0);
-}
-
-TEST(ParamcorValue, AWriteDroppedForALockHeldElsewhereIsAnError) {
-    const Workshop workshop;
     ASSERT_EQ(workshop.run({"valore", "scrivi", "Magazzino", "Lastre", "Long", "12"}).code, 0);
-
-    // Another program holds the hive's write lock for longer than the tool waits: the
-    // library drops the write without a word, as it does all refused writes.
+    const QString machine = workshop.registry() + QStringLiteral("/HKEY_LOCAL_MACHINE.db");
+    const QString user = workshop.registry() + QStringLiteral("/HKEY_CURRENT_USER.db");
+    // Another program holds the user hive's write lock for longer than the tool waits.
     sqlite3* other = nullptr;
-    const QString hive = workshop.registry() + QStringLiteral("/HKEY_CURRENT_USER.db");
-    ASSERT_EQ(sqlite3_open(hive.toUtf8().constData(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_open(user.toUtf8().constData(), &other), SQLITE_OK);
     ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
-    const Outcome dropped =
-        workshop.run({"--attesa", "1", "valore", "scrivi", "Magazzino", "Lastre", "Long", "99"});
+    const Outcome locked = workshop.run({"--attesa", "1", "valore", "scrivi", "Magazzino", "Lastre", "Long", "99"});
     sqlite3_exec(other, "ROLLBACK", nullptr, nullptr, nullptr);
     sqlite3_close(other);
-
-    EXPECT_EQ(dropped.code, 1) << dropped;
-    EXPECT_TRUE(dropped.out.isEmpty()) << dropped;
-    EXPECT_TRUE(dropped.err.contains(QStringLiteral("HKEY_CURRENT_USER\\SOFTWARE\\Corvel\\Magazzino: Lastre was not "
-                                                    "written (error 32: %1 is held by another process")
-                                         .arg(hive)))
-        << dropped;
+    expectRefused(locked, 1,
+                  QStringLiteral("HKEY_CURRENT_USER\\SOFTWARE\\Corvel\\Magazzino: Lastre was not written (error 32: "
+                                 "%1 is held by another process")
+                      .arg(user));
+    ASSERT_TRUE(QFile::setPermissions(machine, QFile::ReadOwner | QFile::ReadGroup | QFile::ReadOther));
+    expectRefused(workshop.run({"valore", "scrivi", "--macchina", "Magazzino", "Lastre", "Long", "99"}), 1,
+                  "HKEY_LOCAL_MACHINE\\SOFTWARE\\Corvel\\Magazzino cannot be written");
+    // The suite's rule: strings have at most 255 characters.
+    expectRefused(workshop.run({"valore", "scrivi", "Magazzino", "Nota", "String", QString(256, u'x')}), 1, "255");
     auto store = workshop.store();
-    EXPECT_EQ(storedValue(store, Hive::CurrentUser, "SOFTWARE\\Corvel\\Magazzino", "Lastre").value.data,
-              littleEndian<int>(12));
+    for (const Hive hive : {Hive::LocalMachine, Hive::CurrentUser})
+        EXPECT_EQ(storedValue(store, hive, kSuite + "\\Magazzino", "Lastre").value.data, littleEndian<int>(12));
+    EXPECT_FALSE(storedValue(store, Hive::CurrentUser, kSuite + "\\Magazzino", "Nota").found);
 }
 
 TEST(ParamcorValue, AHiveFileThatIsNotAHiveIsNamedWithTheCause) {
     const Workshop workshop;
-    QDir().mkpath(workshop.registry());
     const QString hive = workshop.registry() + QStringLiteral("/HKEY_CURRENT_USER.db");
-    {
-        QFile file(hive);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(QByteArray(4096, 'x'));
-    }
+    writeFile(hive, QByteArray(4096, 'x'));
     const QString cause = hive + QStringLiteral(" is not a hive of CVLParamcor: it is not an SQLite database");
     const Outcome read = workshop.run({"valore", "leggi", "Magazzino", "Lastre", "Long"});
     EXPECT_EQ(read.code, 1) << read;
     EXPECT_EQ(read.err.count(cause), 1) << read;
-    const Outcome exported = workshop.run({"registro", "esporta", "HKCU\\SOFTWARE", workshop.path("x.reg")});
-    EXPECT_EQ(exported.code, 1) << exported;
-    EXPECT_TRUE(exported.err.contains(QStringLiteral("cannot be read (error 1009: ") + cause + u')')) << exported;
+    expectRefused(workshop.run({"registro", "esporta", "HKCU\\SOFTWARE", workshop.path("x.reg")}), 1,
+                  QStringLiteral("cannot be read (error 1009: ") + cause + u')');
 }
 
 const QByteArray kFolders =
