@@ -10,8 +10,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QFile>
-
 #include <sys/stat.h>
 
 namespace paramcor {
@@ -75,21 +73,27 @@ INSTANTIATE_TEST_SUITE_P(
         KeyPathCase{"LevelsAreNotTrimmed", "\\Corvel", false, {}, "A\\B", "C\\", "SOFTWARE\\Corvel\\A\\B\\C\\"}),
     [](const auto& info) { return std::string(info.param.name); });
 
-TEST(Selection, SettingProgramClearsSectionAndNoMakerRootButKeepsTheStore) {
+TEST(Selection, IsSharedByEveryObjectAndResetByCreationAndByTheProgram) {
     TestPlatform platform;
-    Parametri par;
-    par.LocalMachine(Boolean(true));
-    par.Sezione("Sez");
-    par.Programma("Prog");
-    EXPECT_EQ(par.Sezione(), "");
-    EXPECT_FALSE(state().noMakerRoot());
-    EXPECT_EQ(state().hive(), Hive::LocalMachine);
-}
-
-TEST(Selection, IsSharedByEveryObjectOfTheProcess) {
-    TestPlatform platform;
+    state().setRegistryRoot("\\Old");
+    state().selectHive(Hive::LocalMachine, true);
+    state().setProgram("Prog");
     Parametri first;
     Parametri second;
+    EXPECT_EQ(state().hive(), Hive::CurrentUser);
+    EXPECT_EQ(state().registryRoot(), "");
+    EXPECT_EQ(first.Programma(), "");
+    EXPECT_FALSE(state().noMakerRoot());
+
+    // Setting the program clears the section and the no-maker-root flag, not the store.
+    first.LocalMachine(Boolean(true));
+    first.Sezione("Sez");
+    first.Programma("Prog");
+    EXPECT_EQ(first.Sezione(), "");
+    EXPECT_FALSE(state().noMakerRoot());
+    EXPECT_EQ(state().hive(), Hive::LocalMachine);
+
+    first.CurrentUser();
     first.Programma("Taglio");
     first.Sezione("Lama");
     first.ModoDebug(true);
@@ -98,18 +102,6 @@ TEST(Selection, IsSharedByEveryObjectOfTheProcess) {
     EXPECT_TRUE(second.ModoDebug());
     second.ScriviParametro("Giri", Long(3000));
     EXPECT_EQ(first.LeggiParametro("Giri", Long(1)), Long(3000));
-}
-
-TEST(Selection, CreationSelectsTheCurrentUserAndClearsTheRoot) {
-    TestPlatform platform;
-    state().setRegistryRoot("\\Old");
-    state().selectHive(Hive::LocalMachine, true);
-    state().setProgram("Prog");
-    Parametri par;
-    EXPECT_EQ(state().hive(), Hive::CurrentUser);
-    EXPECT_EQ(state().registryRoot(), "");
-    EXPECT_EQ(par.Programma(), "");
-    EXPECT_FALSE(state().noMakerRoot());
 }
 
 TEST(PushPop, RestoresStoreProgramAndSectionButNotTheFlags) {
@@ -273,34 +265,6 @@ TEST(OpenKey, AHiveFileThatCannotBeUsedIsNamedOncePerProcess) {
     EXPECT_EQ(shown[4].text, "ERROR! Cannot read variables : key is not open!");
 }
 
-TEST(OpenKey, ReadOnlyStoreIsReadAndItsWritesFailSilently) {
-    TestPlatform platform;
-    test::putValue(platform.store(), Hive::LocalMachine, "SOFTWARE\\Prog", "Giri", regtype::Dword, {7, 0, 0, 0});
-    const std::string file = platform.store().hiveFile(Hive::LocalMachine);
-    ASSERT_EQ(chmod(file.c_str(), 0444), 0);
-    // A store opened after the change, as the next program started would.
-    Platform readOnly = paramcor::platform();
-    readOnly.registry = std::make_shared<SqliteRegistryStore>(platform.storeFolder());
-    installPlatform(readOnly);
-
-    Parametri par;
-    par.LocalMachine();
-    par.Programma("Prog");
-    EXPECT_EQ(par.LeggiParametro("Giri", Long(1)), Long(7));
-    par.ScriviParametro("Giri", Long(9));
-    EXPECT_EQ(par.LeggiParametro("Missing", Long(3)), Long(3));  // returned, not stored
-    EXPECT_EQ(par.LeggiParametro("Giri", Long(1)), Long(7));
-    EXPECT_TRUE(platform.messages().empty());
-    EXPECT_FALSE(
-        test::storedValue(*paramcor::platform().registry, Hive::LocalMachine, "SOFTWARE\\Prog", "Missing").found);
-    // A key that is not there and may not be made reads as empty.
-    par.Programma("Other");
-    EXPECT_EQ(par.LeggiParametroStringa("Nome", String("x")), "x");
-    par.ScriviParametro("Giri", Long(9));
-    EXPECT_TRUE(platform.messages().empty());
-    chmod(file.c_str(), 0644);
-}
-
 // A workstation where the machine's store was never set up: its folder cannot be
 // made (here a file stands in the way, which stops root too).
 TEST(OpenKey, MissingMachineStoreThatCannotBeMadeReadsAsEmptyWithoutAMessage) {
@@ -325,24 +289,31 @@ TEST(OpenKey, MissingMachineStoreThatCannotBeMadeReadsAsEmptyWithoutAMessage) {
     EXPECT_EQ(platform.messages().size(), 1u);
 }
 
-// Somebody who may not write the machine's store is told once, whatever the
-// number of objects and refused writes.
-TEST(OpenKey, ReadOnlyMachineStoreIsToldOncePerProcess) {
+// Somebody who may not write the machine's store reads it, and is told once,
+// whatever the number of objects and refused writes.
+TEST(OpenKey, ReadOnlyMachineStoreIsReadAndToldOncePerProcess) {
     TestPlatform platform;
-    test::putValue(platform.store(), Hive::LocalMachine, "SOFTWARE", "Giri", regtype::Dword, {7, 0, 0, 0});
+    test::putValue(platform.store(), Hive::LocalMachine, "SOFTWARE\\Prog", "Giri", regtype::Dword, {7, 0, 0, 0});
     const std::string file = platform.store().hiveFile(Hive::LocalMachine);
     ASSERT_EQ(chmod(file.c_str(), 0444), 0);
+    // A store opened after the change, as the next program started would.
     Platform readOnly = paramcor::platform();
     readOnly.registry = std::make_shared<SqliteRegistryStore>(platform.storeFolder(), machineStoreOptions());
     installPlatform(readOnly);
-
     for (int i = 0; i < 2; ++i) {
         Parametri par;
         par.LocalMachine();
+        par.Programma("Prog");
         par.ScriviParametro("Giri", Long(9));
         EXPECT_EQ(par.LeggiParametro("Giri", Long(1)), Long(7));
+        EXPECT_EQ(par.LeggiParametro("Missing", Long(3)), Long(3));  // returned, not stored
+        // A key that is not there and may not be made reads as empty.
+        par.Programma("Other");
+        EXPECT_EQ(par.LeggiParametroStringa("Nome", String("x")), "x");
     }
     chmod(file.c_str(), 0644);
+    EXPECT_FALSE(
+        test::storedValue(*paramcor::platform().registry, Hive::LocalMachine, "SOFTWARE\\Prog", "Missing").found);
     ASSERT_EQ(platform.messages().size(), 1u);
     EXPECT_TRUE(platform.messages()[0].text.startsWith("WARNING! The machine settings are read-only for the user "));
     EXPECT_TRUE(platform.messages()[0].text.contains(QString::fromStdString(file)));

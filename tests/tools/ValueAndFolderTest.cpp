@@ -30,59 +30,47 @@ QString shortest(Number value) {
     return QString::fromLatin1(buffer, end - buffer);
 }
 
-struct Typed {
-    const char* type;
-    QString written;
-    std::uint32_t storedType;
-    std::vector<std::uint8_t> stored;
-    QString readBack;
-};
-
-void PrintTo(const Typed& typed, std::ostream* os) {
-    *os << typed.type << ' ' << typed.written.toStdString();
-}
-
-class ParamcorTypedValue : public ::testing::TestWithParam<Typed> {};
-
-TEST_P(ParamcorTypedValue, WrittenAndReadBackAsTheSuiteKeepsIt) {
-    const Typed& t = GetParam();
+// Each type as the tool parses and prints it, stored as the suite keeps it.
+TEST(ParamcorValue, EachTypeWrittenAndReadBack) {
     const Workshop workshop;
-    const Outcome written =
-        workshop.run({"valore", "scrivi", "--sezione", "Lama", "Taglio", "Valore", t.type, t.written});
-    ASSERT_EQ(written.code, 0) << written;
-    EXPECT_TRUE(written.out.startsWith(QStringLiteral("HKEY_CURRENT_USER\\SOFTWARE\\Corvel\\Taglio\\Lama: Valore = ")))
-        << written;
-    EXPECT_TRUE(written.err.isEmpty()) << written;
-
+    const QString text = QStringLiteral("Marmo di Carrara, \"più\" bello\\");
+    const struct {
+        const char* type;
+        QString written;
+        std::uint32_t storedType;
+        std::vector<std::uint8_t> stored;
+        QString readBack;
+    } cases[] = {
+        {"Integer", "-1234", 3, littleEndian<short>(-1234), "-1234"},
+        {"integer", "32767", 3, littleEndian<short>(32767), "32767"},
+        {"LONG", "-7", 4, littleEndian<int>(-7), "-7"},
+        {"Single", "2.5", 4, littleEndian<float>(2.5f), "2.5"},
+        {"Single", "0.1", 4, littleEndian<float>(0.1f), shortest(0.1f)},
+        {"Single", "-1e-3", 4, littleEndian<float>(-1e-3f), shortest(-1e-3f)},
+        {"Double", "3000.5", 3, littleEndian<double>(3000.5), "3000.5"},
+        {"Double", "0.1", 3, littleEndian<double>(0.1), "0.1"},
+        {"String", text, 1, utf8(text), text},
+        {"String", QString(255, u'é'), 1, utf8(QString(255, u'é')), QString(255, u'é')},
+        {"Boolean", "True", 3, {1}, "True"},
+        {"Boolean", "false", 3, {0}, "False"},
+        {"Boolean", "1", 3, {1}, "True"},
+    };
     auto store = workshop.store();
-    const Found found = storedValue(store, Hive::CurrentUser, kLama, "Valore");
-    ASSERT_TRUE(found.found);
-    EXPECT_EQ(found.value.type, t.storedType);
-    EXPECT_EQ(found.value.data, t.stored);
-
-    const Outcome read = workshop.run({"valore", "leggi", "Taglio", "Valore", t.type, "--sezione", "Lama"});
-    EXPECT_EQ(read.code, 0) << read;
-    EXPECT_EQ(read.out, t.readBack + u'\n') << read;
-    EXPECT_TRUE(read.err.isEmpty()) << read;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.type) + ' ' + c.written.left(20).toStdString());
+        const Outcome written =
+            workshop.run({"valore", "scrivi", "--sezione", "Lama", "Taglio", "Valore", c.type, c.written});
+        EXPECT_TRUE(written.out.startsWith(QStringLiteral("HKEY_CURRENT_USER\\SOFTWARE\\Corvel\\Taglio\\Lama: Valore = ")))
+            << written;
+        EXPECT_TRUE(written.code == 0 && written.err.isEmpty()) << written;
+        const Found found = storedValue(store, Hive::CurrentUser, kLama, "Valore");
+        EXPECT_EQ(found.value.type, c.storedType);
+        EXPECT_EQ(found.value.data, c.stored);
+        const Outcome read = workshop.run({"valore", "leggi", "Taglio", "Valore", c.type, "--sezione", "Lama"});
+        EXPECT_EQ(read.out, c.readBack + u'\n') << read;
+        EXPECT_TRUE(read.code == 0 && read.err.isEmpty()) << read;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Types, ParamcorTypedValue,
-    ::testing::Values(Typed{"Integer", "-1234", 3, littleEndian<short>(-1234), "-1234"},
-                      Typed{"integer", "32767", 3, littleEndian<short>(32767), "32767"},
-                      Typed{"Long", "3000", 4, littleEndian<int>(3000), "3000"},
-                      Typed{"LONG", "-7", 4, littleEndian<int>(-7), "-7"},
-                      Typed{"Single", "2.5", 4, littleEndian<float>(2.5f), "2.5"},
-                      Typed{"Single", "0.1", 4, littleEndian<float>(0.1f), shortest(0.1f)},
-                      Typed{"Single", "-1e-3", 4, littleEndian<float>(-1e-3f), shortest(-1e-3f)},
-                      Typed{"Double", "3000.5", 3, littleEndian<double>(3000.5), "3000.5"},
-                      Typed{"Double", "0.1", 3, littleEndian<double>(0.1), "0.1"},
-                      Typed{"String", "Marmo di Carrara, \"più\" bello\\", 1,
-                            utf8(QStringLiteral("Marmo di Carrara, \"più\" bello\\")),
-                            QStringLiteral("Marmo di Carrara, \"più\" bello\\")},
-                      Typed{"String", QString(255, u'é'), 1, utf8(QString(255, u'é')), QString(255, u'é')},
-                      Typed{"Boolean", "True", 3, {1}, "True"}, Typed{"Boolean", "false", 3, {0}, "False"},
-                      Typed{"Boolean", "1", 3, {1}, "True"}));
 
 // What the store keeps, byte for byte: the hive files and their change counters
 // (the -shm index is SQLite's shared memory, which every reader touches).
@@ -190,76 +178,46 @@ const QByteArray kFolders =
     "FOLDER3 = DXF,      <Disegni>\\Dxf\r\n"
     "FOLDER4 = Archivio, /srv/archivio,      ARCHIVIO\r\n";
 
-TEST(ParamcorFolders, OneFolderByAnyOfItsNames) {
+TEST(ParamcorFolders, OneByAnyOfItsNamesOrAllInATable) {
     const Workshop workshop(kFolders);
     // The suite's root is "Wincor" in the library's folder; the defaults build on it.
-    const QString root = QDir(workshop.installation()).absolutePath() + QStringLiteral("/Wincor/");
+    const QString installation = QDir(workshop.installation()).absolutePath();
+    const QString root = installation + QStringLiteral("/Wincor/");
     const struct {
         QString name;
         QString expected;
     } cases[] = {
-        {"DXF", root + "Disegni/Dxf/"},
-        {" dxf ", root + "Disegni/Dxf/"},
-        {"PercorsoDxf", root + "Disegni/Dxf/"},
-        {"Disegni", root + "Disegni/"},
-        {"Archivio", "/srv/archivio/"},
-        {"Wincor", root},
-        {"TESTI", QDir(workshop.installation()).absolutePath() + "/Testi/"},
+        {"DXF", root + "Disegni/Dxf/"}, {" dxf ", root + "Disegni/Dxf/"}, {"PercorsoDxf", root + "Disegni/Dxf/"},
+        {"Disegni", root + "Disegni/"}, {"Archivio", "/srv/archivio/"},   {"Wincor", root},
+        {"TESTI", installation + "/Testi/"},
     };
     for (const auto& c : cases) {
         const Outcome run = workshop.run({"percorso", c.name});
-        EXPECT_EQ(run.code, 0) << run;
         EXPECT_EQ(run.out, c.expected + u'\n') << c.name.toStdString();
-        EXPECT_TRUE(run.err.isEmpty()) << run;
+        EXPECT_TRUE(run.code == 0 && run.err.isEmpty()) << run;
     }
+    expectRefused(workshop.run({"percorso", "Dwg"}), 1,
+                  "paramcor: percorso: the installation declares no folder \"Dwg\" (paramcor percorsi lists them)\n");
 
-    const Outcome unknown = workshop.run({"percorso", "Dwg"});
-    EXPECT_EQ(unknown.code, 1) << unknown;
-    EXPECT_TRUE(unknown.out.isEmpty()) << unknown;
-    EXPECT_EQ(unknown.errLines(),
-              QStringList{QStringLiteral(
-                  "paramcor: percorso: the installation declares no folder \"Dwg\" (paramcor percorsi lists them)")});
+    // Name, declared default, current location, reference; the root is the library's own.
+    const Outcome table = workshop.run({"percorsi"});
+    EXPECT_TRUE(table.code == 0 && table.err.isEmpty()) << table;
+    QStringList cells;
+    for (const QString& line : table.out.split(u'\n', Qt::SkipEmptyParts))
+        cells << line.split(u' ', Qt::SkipEmptyParts).join(u' ');
+    EXPECT_EQ(cells.mid(0, 1) + cells.mid(2),
+              (QStringList{"Nome Default Percorso Rif", "Wincor " + root + u' ' + root,
+                           "Testi <PROGRAM>Testi " + installation + "/Testi/ TESTI",
+                           "Disegni <WINCOR>\\Disegni " + root + "Disegni/ DISEGNI",
+                           "DXF <Disegni>\\Dxf " + root + "Disegni/Dxf/", "Archivio /srv/archivio /srv/archivio/ ARCHIVIO"}))
+        << table;
+    const Outcome all = workshop.run({"percorsi", "--tutti"});
+    for (int k = 1; k <= 9; ++k)
+        EXPECT_TRUE(all.out.contains(QStringLiteral("\nCustom%1 ").arg(k))) << all;
 
     // A location stored by hand, with Windows' separators, as the folder editor would.
     ASSERT_EQ(workshop.run({"valore", "scrivi", "", "PercorsoDXF", "String", "/srv/lavori\\dxf"}).code, 0);
     EXPECT_EQ(workshop.run({"percorso", "DXF"}).out, QStringLiteral("/srv/lavori/dxf/\n"));
-}
-
-TEST(ParamcorFolders, TheTableListsEveryDeclaredFolder) {
-    const Workshop workshop(kFolders);
-    const Outcome table = workshop.run({"percorsi"});
-    ASSERT_EQ(table.code, 0) << table;
-    EXPECT_TRUE(table.err.isEmpty()) << table;
-    const QStringList lines = table.out.split(u'\n', Qt::SkipEmptyParts);
-    ASSERT_GE(lines.size(), 2);
-    EXPECT_EQ(lines[0].split(u' ', Qt::SkipEmptyParts), (QStringList{"Nome", "Default", "Percorso", "Rif"}));
-    const struct {
-        QString name;
-        QString declared;
-        QString reference;
-    } rows[] = {{"Wincor", "", ""},
-                {"Testi", "<PROGRAM>Testi", "TESTI"},
-                {"Disegni", "<WINCOR>\\Disegni", "DISEGNI"},
-                {"DXF", "<Disegni>\\Dxf", ""},
-                {"Archivio", "/srv/archivio", "ARCHIVIO"}};
-    ASSERT_EQ(lines.size(), 2 + static_cast<qsizetype>(std::size(rows))) << table;
-    for (std::size_t i = 0; i < std::size(rows); ++i) {
-        const QStringList cells = lines[2 + i].split(u' ', Qt::SkipEmptyParts);
-        const QString current = workshop.run({"percorso", rows[i].name}).out.trimmed();
-        QStringList expected{rows[i].name};
-        for (const QString& cell : {rows[i].declared, current, rows[i].reference})
-            if (!cell.isEmpty())
-                expected << cell;
-        if (rows[i].name == QLatin1String("Wincor"))
-            expected = QStringList{rows[i].name, current, current};  // declared by the library: its default
-        EXPECT_EQ(cells, expected) << table;
-    }
-    EXPECT_FALSE(table.out.contains(QStringLiteral("Custom1")));
-
-    const Outcome all = workshop.run({"percorsi", "--tutti"});
-    EXPECT_EQ(all.code, 0) << all;
-    for (int k = 1; k <= 9; ++k)
-        EXPECT_TRUE(all.out.contains(QStringLiteral("\nCustom%1 ").arg(k))) << all;
 }
 
 }  // namespace

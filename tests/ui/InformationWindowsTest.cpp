@@ -5,7 +5,6 @@
 #include "WindowTesting.h"
 #include "info/ui/FormInformazioni.h"
 #include "info/ui/FormVersioni.h"
-#include "texts/SqlDatabase.h"
 
 #include <QApplication>
 #include <QClipboard>
@@ -95,13 +94,11 @@ TEST_F(InformationWindows, TheAboutWindowShowsTheProgramTheSuiteWhomToCallAndWha
         EXPECT_EQ(child<QPushButton>(&form, "cmdCopia")->text(), c.copy);
         EXPECT_EQ(child<QPushButton>(&form, "cmdInvia")->text(), c.send);
         EXPECT_EQ(child<QGroupBox>(&form, "fraFornitore")->title(), c.supplier);
-        EXPECT_EQ(text(&form, "lblProgramma"), kProgram);
-        EXPECT_EQ(text(&form, "lblVersione"), kVersion);
-        EXPECT_EQ(text(&form, "lblProdotto"), "2026.2");
-        EXPECT_EQ(text(&form, "lblLibreria"), "6.0.0");
-        EXPECT_EQ(text(&form, "lblFornitore"), "Corvel");
-        EXPECT_EQ(text(&form, "lblTelefono"), "+39 0423 123456");
-        EXPECT_EQ(text(&form, "lblIndirizzo"), "Via Esempio 1, 00000 Citta (XX), Italia");
+        for (const auto& [name, value] : {std::pair<const char*, QString>{"lblProgramma", kProgram},
+                                          {"lblVersione", kVersion}, {"lblProdotto", "2026.2"}, {"lblLibreria", "6.0.0"},
+                                          {"lblFornitore", "Corvel"}, {"lblTelefono", "+39 0423 123456"},
+                                          {"lblIndirizzo", "Via Esempio 1, 00000 Citta (XX), Italia"}})
+            EXPECT_EQ(text(&form, name), value) << name;
         EXPECT_TRUE(text(&form, "lblSito").contains("href=\"https://www.corvel.it\""));
         EXPECT_TRUE(text(&form, "lblAssistenza").contains("mailto:traduzioni@corvel.it"));
 
@@ -115,18 +112,9 @@ TEST_F(InformationWindows, TheAboutWindowShowsTheProgramTheSuiteWhomToCallAndWha
         const QString copied = QApplication::clipboard()->text();
         EXPECT_EQ(copied, form.systemInformationText());
 
-        // The real places and versions, as support will look for them.
-        const QString textDatabase = par.Percorso("Testi") + "CvlTradU.mdb";
-        SqlStatement count =
-            SqlDatabase(textDatabase, SqlDatabase::Mode::ReadOnly).prepare("SELECT COUNT(*) FROM Testi");
-        ASSERT_TRUE(count.step());
+        // The report's places are the tool's test's; here, what the window adds and the versions.
         for (const QString& fact : {c.versions, kProgram, kVersion, QString("2026.2.3"), QString("2026.1.7"),
-                                    QString("2026.1.2"), QString(": 6.0\n"), QString::fromLatin1(qVersion()),
-                                    QString::fromStdString(platform.store().hiveFile(Hive::CurrentUser)),
-                                    QString::fromStdString(platform.store().hiveFile(Hive::LocalMachine)),
-                                    par.PercorsoPrincipale() + "ParamCor.txt", textDatabase, QString(": 6.0.0\n"),
-                                    QString(": %1\n").arg(count.integer(0)), par.PercorsoTemp(),
-                                    "DXF: " + par.Percorso("DXF"), "Archivio: " + par.Percorso("Archivio"),
+                                    QString::fromLatin1(qVersion()), par.PercorsoTemp(),
                                     c.language == 1 ? QString(": 1 Italiano\n") : QString(": 2 English\n")})
             EXPECT_TRUE(copied.contains(fact)) << fact.toStdString();
         EXPECT_TRUE(copied.contains(QRegularExpression("\n/: [^\n]+ / [^\n]+\n"))) << "the disk of /";
@@ -146,16 +134,13 @@ TEST_F(InformationWindows, TheVersionsWindowShowsTheRecordsTheBuildAndTheTextFor
         EXPECT_EQ(child<QGroupBox>(&form, "fraProdotto")->title(),
                   language == 1 ? "Versioni del prodotto" : "Product versions");
         EXPECT_EQ(child<QPushButton>(&form, "cmdEsci")->text(), language == 1 ? "Esci" : "Exit");
-        EXPECT_EQ(field(&form, "txtProdotto"), "2026.2");
-        EXPECT_EQ(field(&form, "txtAggiornamento"), "6.0");
-        EXPECT_EQ(field(&form, "txtMarmo"), "2026.2.3");
-        EXPECT_EQ(field(&form, "txtVetro"), "2026.1.7");
-        EXPECT_EQ(field(&form, "txtVetroCam"), "2026.1.2");
-        EXPECT_EQ(field(&form, "txtLibreria"), "6.0.0");
-        EXPECT_EQ(field(&form, "txtQt"), QT_VERSION_STR);
+        for (const auto& [name, value] : {std::pair<const char*, QString>{"txtProdotto", "2026.2"},
+                                          {"txtAggiornamento", "6.0"}, {"txtMarmo", "2026.2.3"}, {"txtVetro", "2026.1.7"},
+                                          {"txtVetroCam", "2026.1.2"}, {"txtLibreria", "6.0.0"}, {"txtQt", QT_VERSION_STR},
+                                          {"txtFormato", "6.0.0"}})
+            EXPECT_EQ(field(&form, name), value) << name;
         EXPECT_FALSE(field(&form, "txtCompilatore").isEmpty());
         EXPECT_TRUE(QDate::fromString(field(&form, "txtData"), Qt::ISODate).isValid());
-        EXPECT_EQ(field(&form, "txtFormato"), "6.0.0");
     }
     EXPECT_TRUE(platform.messages().empty());
 }

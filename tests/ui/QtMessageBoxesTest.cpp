@@ -62,42 +62,39 @@ TEST(QtMessageBoxes, ShowTheButtonsIconAndDefaultOfTheFlagsAndAnswerTheButtonPre
     }
 }
 
-TEST(QtMessageBoxes, ANullTitleIsTheLibrarysAndEnterOrEscAnswerAsTheSystemBoxDoes) {
+// Enter and Esc answer as the system's box does; a null title is the library's;
+// the text is shown as written, never as markup.
+TEST(QtMessageBoxes, KeysTitleAndTextAsTheSystemBoxHasThem) {
+    const struct {
+        const char* text;
+        int flags;
+        QString title;
+        Qt::Key key;
+        int answer;
+        const char* shownTitle;
+    } cases[] = {
+        {"<b>a & b</b>", mb::Information, QString(), Qt::Key_Escape, mb::Ok, "CVLParamcor"},
+        {"Annullabile", 1, "", Qt::Key_Escape, mb::Cancel, ""},
+        {"Domanda", mb::YesNo | mb::Question | mb::DefaultButton2, "Titolo", Qt::Key_Return, mb::No, "Titolo"},
+        {"Domanda", mb::YesNo | mb::Question, "Titolo", Qt::Key_Return, mb::Yes, "Titolo"},
+    };
     ui::QtMessageBoxes boxes;
-    QString title;
-    onNextModal([&](QWidget* box) {
-        title = box->windowTitle();
-        QTest::keyClick(box, Qt::Key_Escape);
-    });
-    EXPECT_EQ(boxes.show("Nessun titolo", mb::Information, QString()), mb::Ok);
-    EXPECT_EQ(title, "CVLParamcor");
-
-    onNextModal([&](QWidget* box) {
-        title = box->windowTitle();
-        QTest::keyClick(box, Qt::Key_Escape);
-    });
-    EXPECT_EQ(boxes.show("Annullabile", 1, ""), mb::Cancel);
-    EXPECT_EQ(title, "");
-
-    onNextModal([](QWidget* box) { QTest::keyClick(box, Qt::Key_Return); });
-    EXPECT_EQ(boxes.show("Domanda", mb::YesNo | mb::Question | mb::DefaultButton2, "Titolo"), mb::No);
-
-    onNextModal([](QWidget* box) { QTest::keyClick(box, Qt::Key_Return); });
-    EXPECT_EQ(boxes.show("Domanda", mb::YesNo | mb::Question, "Titolo"), mb::Yes);
-}
-
-TEST(QtMessageBoxes, KeepTextAsItIsWritten) {
-    ui::QtMessageBoxes boxes;
-    QString shown;
-    onNextModal([&](QWidget* window) {
-        auto* box = qobject_cast<QMessageBox*>(window);
-        ASSERT_NE(box, nullptr);
-        EXPECT_EQ(box->textFormat(), Qt::PlainText);
-        shown = box->text();
-        box->close();
-    });
-    boxes.show("<b>a & b</b>", mb::OkOnly, "Titolo");
-    EXPECT_EQ(shown, "<b>a & b</b>");
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.flags);
+        QString title;
+        QString text;
+        onNextModal([&](QWidget* window) {
+            auto* box = qobject_cast<QMessageBox*>(window);
+            ASSERT_NE(box, nullptr);
+            EXPECT_EQ(box->textFormat(), Qt::PlainText);
+            title = box->windowTitle();
+            text = box->text();
+            QTest::keyClick(box, c.key);
+        });
+        EXPECT_EQ(boxes.show(c.text, c.flags, c.title), c.answer);
+        EXPECT_EQ(title, c.shownTitle);
+        EXPECT_EQ(text, c.text);
+    }
 }
 
 // Linking the library is all it takes, even where the linker drops the libraries
