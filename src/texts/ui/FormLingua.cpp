@@ -5,7 +5,6 @@
 
 #include <CVLParamcor/Parametri.h>
 
-#include <QDir>
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -46,7 +45,7 @@ void LanguageOption::paintEvent(QPaintEvent*) {
 }
 
 FormLingua::FormLingua(Parametri& owner, short chosen, QWidget* parent)
-    : ModalForm(parent), owner_(owner), opened_(chosen), chosen_(chosen == 0 ? short(1) : chosen) {
+    : ModalForm(parent), owner_(owner), choice_(chosen, owner.Percorso(QStringLiteral("Testi"))) {
     setObjectName(QStringLiteral("FormLingua"));
     setWindowTitle(owner_.Traduci(QStringLiteral("Cambio Lingua")));
 
@@ -58,18 +57,16 @@ FormLingua::FormLingua(Parametri& owner, short chosen, QWidget* parent)
 
     auto* languages = new QGridLayout;
     languages->setSpacing(6);
-    const QString installed = owner_.Percorso(QStringLiteral("Testi"));
     for (int i = 0; i < kLanguageOptions; ++i) {
         auto* option = new LanguageOption(owner_.Traduci(paramcor::languages()[i].ownName), this);
         option->setObjectName(QStringLiteral("Option1_%1").arg(i));
-        // Only a hint of which languages are installed: a numbered folder with files.
-        option->setRaised(!QDir(installed + QString::number(i + 1)).entryList(QDir::Files).isEmpty());
-        connect(option, &QRadioButton::clicked, this, [this, i] { chosen_ = static_cast<short>(i + 1); });
+        option->setRaised(choice_.installed(i + 1));
+        connect(option, &QRadioButton::clicked, this, [this, i] { choice_.choose(static_cast<short>(i + 1)); });
         languages->addWidget(option, i % 6, i / 6);
         options_[i] = option;
     }
-    if (chosen_ >= 1 && chosen_ <= kLanguageOptions)
-        options_[chosen_ - 1]->setChecked(true);
+    if (choice_.chosen() >= 1 && choice_.chosen() <= kLanguageOptions)
+        options_[choice_.chosen() - 1]->setChecked(true);
 
     auto* confirm = new QPushButton(confirmIcon(), owner_.Traduci(QStringLiteral("Conferma")), this);
     confirm->setObjectName(QStringLiteral("Command1"));
@@ -128,8 +125,7 @@ void FormLingua::showNextGlobeFrame() {
 }
 
 void FormLingua::Bottone_Conferma() {
-    if (chosen_ != opened_)
-        changed_ = true;
+    choice_.confirm();
     accept();
 }
 

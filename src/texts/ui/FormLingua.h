@@ -3,6 +3,7 @@
 // of "Testi" holds files is drawn raised, the others flat; all can be chosen.
 #pragma once
 
+#include "texts/LanguageChoice.h"
 #include "ui/ModalForm.h"
 
 #include <CVLParamcor/Languages.h>
@@ -51,9 +52,9 @@ public:
     // `chosen` is the current language, which the form starts from.
     FormLingua(Parametri& owner, short chosen, QWidget* parent = nullptr);
 
-    short chosen() const { return chosen_; }
+    short chosen() const { return choice_.chosen(); }
     // Confirmed on another language than the one current when the form opened.
-    bool changed() const { return changed_; }
+    bool changed() const { return choice_.changed(); }
 
     // One tick of Timer1: the next picture of the globe.
     void showNextGlobeFrame();
@@ -68,9 +69,7 @@ private:
     void openUnits();
 
     Parametri& owner_;
-    const short opened_;
-    short chosen_;
-    bool changed_ = false;
+    texts::LanguageChoice choice_;
     bool centred_ = false;
     std::array<LanguageOption*, kLanguageOptions> options_{};
     QLabel* picture_ = nullptr;

@@ -1,6 +1,5 @@
 #include "texts/ui/FormTesto.h"
 
-#include "texts/TextTable.h"
 #include "texts/ui/mail/Mail.h"
 
 #include <CVLParamcor/Parametri.h>
@@ -15,27 +14,11 @@
 #include <QListWidget>
 #include <QPushButton>
 
-#include <sqlite3.h>
-
 namespace paramcor::ui {
 namespace {
 
 constexpr int kItalianRole = Qt::UserRole;
 constexpr int kTranslationRole = Qt::UserRole + 1;
-
-// contiene(text, part): whether `part` occurs in `text` without regard to case,
-// for every alphabet (SQLite's LIKE folds ASCII letters only).
-void containsFunction(sqlite3_context* context, int, sqlite3_value** values) {
-    const auto* text = static_cast<const char16_t*>(sqlite3_value_text16(values[0]));
-    const auto* part = static_cast<const char16_t*>(sqlite3_value_text16(values[1]));
-    if (text == nullptr || part == nullptr) {
-        sqlite3_result_int(context, 0);
-        return;
-    }
-    const QString haystack = QString::fromUtf16(text, sqlite3_value_bytes16(values[0]) / 2);
-    const QString needle = QString::fromUtf16(part, sqlite3_value_bytes16(values[1]) / 2);
-    sqlite3_result_int(context, haystack.contains(needle, Qt::CaseInsensitive) ? 1 : 0);
-}
 
 void setBackground(QWidget* widget, const QColor& colour) {
     QPalette palette = widget->palette();
@@ -46,10 +29,10 @@ void setBackground(QWidget* widget, const QColor& colour) {
 }  // namespace
 
 FormTesto::FormTesto(Parametri& owner, QWidget* parent)
-    : ModalForm(parent), owner_(owner), language_(owner.Lingua()) {
+    : ModalForm(parent), owner_(owner) {
     setObjectName(QStringLiteral("FormTesto"));
+    const short language = owner_.Lingua();
     setWindowTitle(owner_.Traduci(QStringLiteral("Cambio Testo")));
-    languageColumn_ = texts::languageColumn(language_ >= 1 && language_ <= texts::kLanguages ? language_ : 1);
 
     auto* label1 = new QLabel(owner_.Traduci(QStringLiteral("Scrivere qui il testo in ITALIANO da tradurre")), this);
     label1->setObjectName(QStringLiteral("Label1"));
@@ -98,8 +81,8 @@ FormTesto::FormTesto(Parametri& owner, QWidget* parent)
     layout->setRowStretch(6, 1);
     layout->setColumnStretch(0, 1);
 
-    connect(cerca1, &QPushButton::clicked, this, [this] { guarded([this] { Cerca(testo1_, texts::languageColumn(1)); }); });
-    connect(cerca2, &QPushButton::clicked, this, [this] { guarded([this] { Cerca(testo2_, languageColumn_); }); });
+    connect(cerca1, &QPushButton::clicked, this, [this] { guarded([this] { Cerca(testo1_, false); }); });
+    connect(cerca2, &QPushButton::clicked, this, [this] { guarded([this] { Cerca(testo2_, true); }); });
     connect(list_, &QListWidget::itemSelectionChanged, this, [this] { selectEntry(); });
     connect(aggiorna_, &QPushButton::clicked, this, [this] { guarded([this] { Aggiorna(); }); });
     connect(mail, &QPushButton::clicked, this, [this] { guarded([this] { Mail(); }); });
@@ -111,31 +94,23 @@ FormTesto::FormTesto(Parametri& owner, QWidget* parent)
             b->setEnabled(false);
         return;
     }
-    db_ = SqlDatabase(path, SqlDatabase::Mode::ReadWrite);
-    sqlite3_create_function_v2(db_.handle(), "contiene", 2, SQLITE_UTF16 | SQLITE_DETERMINISTIC, nullptr,
-                               &containsFunction, nullptr, nullptr, nullptr);
+    corrections_ = std::make_unique<texts::Corrections>(path, language);
 }
 
-void FormTesto::Cerca(QLineEdit* text, const QString& column) {
+void FormTesto::Cerca(QLineEdit* text, bool inTranslation) {
     list_->clear();
     list_->hide();
     aggiorna_->setEnabled(false);
-    EseguiCerca(text->text(), column);
+    for (const texts::TextEntry& entry : corrections_->search(text->text(), inTranslation))
+        addEntry(entry);
     setBackground(list_, text->palette().color(QPalette::Base));
     list_->show();
 }
 
-void FormTesto::EseguiCerca(const QString& text, const QString& column) {
-    // The text is bound, never written into the SQL: apostrophes and bars need nothing.
-    const QString sql = QStringLiteral("SELECT TESTO_01, %1, %2 FROM Testi WHERE contiene(%2, ?1) ORDER BY %2 ASC")
-                            .arg(languageColumn_, column);
-    SqlStatement select = db_.prepare(sql.toUtf8().constData());
-    select.bind(1, text.isNull() ? QStringLiteral("") : text);
-    while (select.step()) {
-        auto* item = new QListWidgetItem(select.text(2), list_);
-        item->setData(kItalianRole, select.text(0));
-        item->setData(kTranslationRole, select.text(1));
-    }
+void FormTesto::addEntry(const texts::TextEntry& entry) {
+    auto* item = new QListWidgetItem(entry.shown, list_);
+    item->setData(kItalianRole, entry.italian);
+    item->setData(kTranslationRole, entry.translation);
 }
 
 void FormTesto::selectEntry() {
@@ -149,35 +124,17 @@ void FormTesto::selectEntry() {
 
 void FormTesto::Aggiorna() {
     QListWidgetItem* item = list_->currentItem();
-    if (item == nullptr || !db_)
+    if (item == nullptr || !corrections_)
         return;
-    const QString italian = item->data(kItalianRole).toString();
     const QString corrected = testo2_->text();
-    // Every program's row with this wording takes the correction.
-    const QString sql = QStringLiteral("UPDATE Testi SET %1 = ?1, ModificatoDalCliente = 1, DataModifica = ?2 WHERE %2")
-                            .arg(languageColumn_, texts::wordingIs(3));
-    SqlTransaction transaction(db_);
-    db_.prepare(sql.toUtf8().constData()).bind(1, corrected).bind(2, texts::today()).bind(3, italian).run();
-    transaction.commit();
+    corrections_->correct(item->data(kItalianRole).toString(), corrected);
     item->setText(corrected);
     item->setData(kTranslationRole, corrected);
 }
 
 void FormTesto::Mail() {
-    struct Correction {
-        QString italian;
-        QString translation;
-    };
-    std::vector<Correction> rows;
-    {
-        const QString sql =
-            QStringLiteral("SELECT TESTO_01, %1 FROM Testi WHERE ModificatoDalCliente <> 0 ORDER BY TESTO_01 ASC")
-                .arg(languageColumn_);
-        SqlStatement select = db_.prepare(sql.toUtf8().constData());
-        while (select.step())
-            rows.push_back({select.text(0), select.text(1)});
-    }
-    if (rows.empty()) {
+    const std::vector<texts::CorrectionMail> mails = corrections_->mails(QDateTime::currentDateTime());
+    if (mails.empty()) {
         platform().messages->show(owner_.Traduci(QStringLiteral("Non ci sono testi tradotti da inviare")),
                                   mb::Information, windowTitle());
         return;
@@ -186,34 +143,20 @@ void FormTesto::Mail() {
     const mail::Settings settings = mail::readSettings(owner_);
     const bool toOutbox = settings.server.isEmpty();
     const QString outbox = QDir::toNativeSeparators(mail::outboxFolder());
-    const QString number = QString::number(language_);
-    const int mails = static_cast<int>((rows.size() + kRowsPerMail - 1) / kRowsPerMail);
-    const QString stamp = QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss"));
     list_->clear();
     aggiorna_->setEnabled(false);
 
-    for (int k = 1; k <= mails; ++k) {
-        mail::Message message;
-        message.from = settings.sender;
-        message.to = settings.recipient;
-        message.subject = QStringLiteral("[CVLTRAD] Lang=%1 (Mail %2/%3)").arg(number).arg(k).arg(mails);
-        const std::size_t first = static_cast<std::size_t>(k - 1) * kRowsPerMail;
-        const std::size_t last = std::min(rows.size(), first + kRowsPerMail);
-        for (std::size_t r = first; r < last; ++r) {
-            message.body += QStringLiteral("1:") + rows[r].italian + QStringLiteral(" \n") + number + u':' +
-                            rows[r].translation + QStringLiteral(" \n \n");
-            auto* item = new QListWidgetItem(rows[r].italian, list_);
-            item->setData(kItalianRole, rows[r].italian);
-            item->setData(kTranslationRole, rows[r].translation);
-        }
+    for (std::size_t k = 0; k < mails.size(); ++k) {
+        const texts::CorrectionMail& correction = mails[k];
+        for (const texts::TextEntry& entry : correction.entries)
+            addEntry(entry);
         list_->scrollToBottom();
         QApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
 
+        const mail::Message message{settings.sender, settings.recipient, correction.subject, correction.body};
         QString failure;
         if (toOutbox) {
-            if (mail::writeToOutbox(outbox, QStringLiteral("CVLTRAD-Lang%1-%2-%3di%4").arg(number, stamp).arg(k).arg(mails),
-                                    message)
-                    .isEmpty())
+            if (mail::writeToOutbox(outbox, correction.fileName, message).isEmpty())
                 failure = owner_.Traduci(QStringLiteral("Impossibile scrivere nella cartella")) + u' ' + outbox;
         } else {
             failure = mail::sendSmtp(settings, message);
@@ -221,8 +164,8 @@ void FormTesto::Mail() {
         if (!failure.isEmpty()) {
             QStringList sent;
             QStringList unsent;
-            for (int j = 1; j <= mails; ++j)
-                (j < k ? sent : unsent) << QStringLiteral("%1/%2").arg(j).arg(mails);
+            for (std::size_t j = 0; j < mails.size(); ++j)
+                (j < k ? sent : unsent) << mails[j].number;
             platform().messages->show(
                 owner_.Traduci(QStringLiteral("Invio E-Mail non riuscito")) + QStringLiteral(": ") + failure + u'\n' +
                     owner_.Traduci(QStringLiteral("Mail inviate")) + QStringLiteral(": ") +

@@ -4,8 +4,10 @@
 // that deliveries leave it alone) and mails every correction to the maker.
 #pragma once
 
-#include "texts/SqlDatabase.h"
+#include "texts/Corrections.h"
 #include "ui/ModalForm.h"
+
+#include <memory>
 
 class QLineEdit;
 class QListWidget;
@@ -26,20 +28,15 @@ public:
     // file is there but cannot be opened.
     explicit FormTesto(Parametri& owner, QWidget* parent = nullptr);
 
-    // The corrections per mail.
-    static constexpr int kRowsPerMail = 100;
-
 private:
-    void Cerca(QLineEdit* text, const QString& column);
-    void EseguiCerca(const QString& text, const QString& column);
+    void Cerca(QLineEdit* text, bool inTranslation);
+    void addEntry(const texts::TextEntry& entry);
     void selectEntry();
     void Aggiorna();
     void Mail();
 
     Parametri& owner_;
-    SqlDatabase db_;
-    short language_;
-    QString languageColumn_;
+    std::unique_ptr<texts::Corrections> corrections_;
     QLineEdit* testo1_ = nullptr;
     QLineEdit* testo2_ = nullptr;
     QListWidget* list_ = nullptr;
