@@ -1,115 +1,104 @@
-// The sample texts carry every wording the windows translate, in English,
-// German, French and Spanish.
-#include "support/TestPlatform.h"
-#include "texts/SqlDatabase.h"
+// The sample texts carry every wording the windows ask for while they open, in
+// English, German, French and Spanish. The windows' lookups are recorded by the
+// missing-text log of debug mode; the units window, which translates through an
+// object of its own, shows each missing wording in Italian.
+#include "WindowTesting.h"
+#include "info/ui/FormInformazioni.h"
+#include "info/ui/FormVersioni.h"
+#include "texts/ui/FormLingua.h"
+#include "texts/ui/FormTesto.h"
+#include "units/ui/FormMisure.h"
+#include "units/ui/FormValuta.h"
 
-#include <CVLParamcor/Parametri.h>
-
+#include <QAbstractButton>
 #include <QDir>
 #include <QFile>
+#include <QGroupBox>
+#include <QLabel>
+#include <QRegularExpression>
 
-#include <gtest/gtest.h>
+#include <algorithm>
 
 namespace paramcor {
 namespace {
 
-// What the windows pass to Traduci.
-const char* const kWindowWordings[] = {
-    // the language window
-    "Cambio Lingua",
-    "conferma",
-    "esc",
-    "Conferma",
-    "Annulla",
-    "Unità di misura",
-    "Italiano",
-    "English",
-    "Deutsch",
-    "Français",
-    "Español",
-    "Português",
-    "Nederlands",
-    "Polski",
-    "Čeština",
-    "Svenska",
-    "Română",
-    "Русский",
-    // the units window
-    "Sistema Metrico Decimale",
-    "Sistema Anglosassone",
-    "Default",
-    "Valuta",
-    "lineare",
-    "superfici",
-    "volume",
-    "per calcolo peso",
-    "Fattore di Conversione",
-    "Simbolo",
-    "Esempio",
-    "Esci",
-    "Digitazione misure",
-    "millimetri",
-    "pollici",
-    "piedi",
-    "Peso Specifico",
-    "peso",
-    "kg",
-    "Ripristino dati originali",
-    "Inserire",
-    "Applico valori impostati a tutte le lingue",
-    // the currency window
-    "Descrizione",
-    "Attenzione. Inserire tutti i dati",
-    // the about and versions windows, and the system information
-    "Informazioni su", "Versione", "Versione del prodotto", "Fornitore", "Nome", "Telefono", "Indirizzo",
-    "Sito web", "Assistenza", "Informazioni di sistema", "Copia", "Copia le informazioni negli appunti", "Invia",
-    "Invia le informazioni all'assistenza", "Informazioni inviate a", "Versioni", "Versioni del prodotto",
-    "Prodotto", "Aggiornamento", "Marmo", "Vetro", "Vetro CAM", "Compilatore", "Data di compilazione",
-    "Compilata con Qt", "Testi", "Versione del formato", "Programma", "Sistema", "Sistema operativo", "Computer",
-    "Registro", "Chiave del produttore", "Utente corrente", "Macchina locale", "Classi", "registro di Windows",
-    "Installazione", "Cartella di installazione", "File di installazione", "mancante", "Database dei testi",
-    "Righe", "Lingua e unità di misura", "Lingua", "Cartelle", "Cartella temporanea",
-    "Spazio su disco (libero / totale)",
-};
+// What the windows opened on `par`, and the `wordings`, did not find, as the log
+// has it. A language's own name that its language writes the same way is looked up
+// a second time without its letters beyond Latin; that core is no wording.
+QStringList missingWordings(Parametri& par, const QStringList& wordings = {}) {
+    const QString log = par.PercorsoTemp() + "testi.txt";
+    QFile::remove(log);
+    par.DebugTraduzioni(true);
+    { ui::FormLingua form(par, par.Lingua()); }
+    { ui::FormTesto form(par); }
+    { ui::FormValuta form(par); }
+    { ui::FormInformazioni form(par, "Taglio", "1.0"); }
+    { ui::FormVersioni form(par); }
+    par.InformazioniSistema();
+    for (const QString& wording : wordings)
+        par.Traduci(wording);
+    par.DebugTraduzioni(false);
+    QFile file(log);
+    QStringList missing;
+    if (file.open(QIODevice::ReadOnly))
+        missing = QString::fromUtf8(file.readAll()).split("\r\n", Qt::SkipEmptyParts);
+    missing.removeIf([](const QString& line) {
+        const QString core = line.section(':', 1);
+        return std::any_of(languages().begin(), languages().end(), [&](const LanguageInfo& l) {
+            return l.ownName != core && l.ownName.contains(core);
+        });
+    });
+    return missing;
+}
 
-TEST(SampleTexts, TranslateEveryWordingOfTheWindowsIntoFourLanguages) {
-    test::TestPlatform platform;
-    platform.writeInstallationFile("REGISTRYROOT = Corvel\r\nFOLDERS = 1\r\nFOLDER1 = Testi, <PROGRAM>Testi\r\n");
-    ASSERT_TRUE(QDir().mkpath(platform.folder() + "/Testi"));
-    const QString texts = platform.folder() + "/Testi/CvlTradU.mdb";
-    ASSERT_TRUE(QFile::copy(CVLPARAMCOR_SAMPLES "/Testi/CvlTrad.mdb", texts));
+// The captions of the units window, by widget; its systems' third name, "USA", is
+// the same in every language.
+QStringList unitsCaptions() {
+    ui::FormMisure form;
+    QStringList captions{form.windowTitle()};
+    for (const QWidget* w : form.findChildren<QWidget*>()) {
+        if (const auto* label = qobject_cast<const QLabel*>(w))
+            captions << label->text();
+        else if (const auto* button = qobject_cast<const QAbstractButton*>(w))
+            captions << button->text();
+        else if (const auto* group = qobject_cast<const QGroupBox*>(w))
+            captions << group->title();
+        captions << w->toolTip();
+    }
+    captions.removeAll("USA");
+    return captions;
+}
 
-    SqlDatabase db(texts, SqlDatabase::Mode::ReadOnly);
-    // The wording's own row, and the row a lookup finds: the index ignores case, so
-    // "conferma" is found as the "Conferma" that comes first.
-    SqlStatement own =
-        db.prepare("SELECT Testo_02, Testo_03, Testo_04, Testo_05 FROM Testi WHERE TESTO_01 = ?1 COLLATE BINARY");
-    SqlStatement found = db.prepare(
-        "SELECT Testo_02, Testo_03, Testo_04, Testo_05 FROM Testi WHERE TESTO_01 = ?1 ORDER BY rowid LIMIT 1");
-    auto translations = [](SqlStatement& select, const QString& italian) {
-        QStringList texts;
-        if (select.bind(1, italian).step())
-            for (int column = 0; column < 4; ++column)
-                texts << select.text(column);
-        select.reset();
-        return texts;
-    };
+TEST(SampleTexts, HoldEveryWordingTheWindowsAskForInFourLanguages) {
+    test::WindowInstallation installation(std::vector<test::TextRow>{});
+    installation.setLanguage(2);
+    {
+        // With no texts at all, every window's wordings are missing.
+        Parametri bare;
+        const QStringList missing = missingWordings(bare);
+        for (const char* wording : {"Cambio Lingua", "Cambio Testo", "Descrizione", "Informazioni su", "Versioni",
+                                    "Sistema operativo"})
+            EXPECT_TRUE(missing.contains(QString("   MANCANTE:") + wording)) << wording;
+    }
+    installation.setLanguage(1);
+    const QStringList italian = unitsCaptions();
+
+    QFile::remove(installation.textDatabase());
+    ASSERT_TRUE(QFile::copy(CVLPARAMCOR_SAMPLES "/Testi/CvlTrad.mdb", installation.textDatabase()));
+    QFile::setPermissions(installation.textDatabase(), QFile::ReadOwner | QFile::WriteOwner);
     Parametri par;
-    for (const char* wording : kWindowWordings) {
-        SCOPED_TRACE(wording);
-        const QString italian = QString::fromUtf8(wording);
-        const QStringList ownTexts = translations(own, italian);
-        ASSERT_EQ(ownTexts.size(), 4);
-        for (const QString& text : ownTexts)
-            EXPECT_FALSE(text.trimmed().isEmpty());
-        // What the windows show; a wording that starts with "Attenzione" is looked up in two parts.
-        if (italian.startsWith("Attenzione"))
-            continue;
-        const QStringList shown = translations(found, italian);
-        for (short language = 2; language <= 5; ++language) {
-            par.Lingua(language);
-            EXPECT_EQ(par.Traduci(italian), shown[language - 2]) << "language " << language;
-        }
+    for (short language = 2; language <= 5; ++language) {
+        SCOPED_TRACE(language);
+        par.Lingua(language);
+        // A caption of the units window that stayed Italian must be a wording
+        // that this language writes the same way; worked examples hold figures.
+        const QStringList translated = unitsCaptions();
+        ASSERT_EQ(translated.size(), italian.size());
+        QStringList unchanged;
+        for (qsizetype i = 0; i < italian.size(); ++i)
+            if (translated[i] == italian[i] && italian[i].contains(QRegularExpression("^[^0-9]*[a-z][^0-9]*$")))
+                unchanged << italian[i];
+        EXPECT_EQ(missingWordings(par, unchanged), QStringList());
     }
 }
 
