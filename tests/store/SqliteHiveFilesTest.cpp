@@ -56,7 +56,17 @@ TEST(SqliteHiveFiles, TheUsersHivesAreHisAloneWhateverTheUmask) {
         EXPECT_EQ(read(store, "Software\\App", "v").data, dword(1));
     }
     expectModes("tightened");
+
+    // Even a umask that takes the owner's own rights away.
+    ::umask(0277);
+    {
+        SqliteRegistryStore store(user.string() + "2", machine.string());
+        putDword(store, Hive::CurrentUser, "Software\\App", "v", 1);
+    }
     ::umask(umask);
+    EXPECT_EQ(modeOf(user.string() + "2"), 0700u);
+    for (const char* suffix : kSideFiles)
+        EXPECT_EQ(modeOf(user.string() + "2/HKEY_CURRENT_USER.db" + suffix), 0600u) << suffix;
 }
 
 TEST(SqliteHiveFiles, AReaderWithoutWriteRightsReadsTheMachineHiveWhateverBecameOfItsSideFiles) {
@@ -67,9 +77,10 @@ TEST(SqliteHiveFiles, AReaderWithoutWriteRightsReadsTheMachineHiveWhateverBecame
         SqliteRegistryStore store(root.str(), machine.string());
         putDword(store, Hive::LocalMachine, "Software\\App", "v", 1);
     }
-    // Any SQLite client that opens and closes the hive removes -wal and -shm, and so
-    // does restoring the hive file alone.
+    // Any SQLite client that opens and closes the hive removes -wal and -shm, and
+    // restoring the hive file alone removes the change counter too.
     makeDatabase(hive, "SELECT count(*) FROM keys");
+    fs::remove(hive.string() + "-changes");
     ASSERT_FALSE(fs::exists(hive.string() + "-wal"));
     ASSERT_FALSE(fs::exists(hive.string() + "-shm"));
     // Nobody may write there, root included: as for a user without rights.
@@ -100,6 +111,7 @@ TEST(SqliteHiveFiles, AReaderWithoutWriteRightsReadsTheMachineHiveWhateverBecame
     fs::permissions(machine, fs::perms::owner_write, fs::perm_options::add);
     SqliteRegistryStore administrator(root.str(), machine.string());
     putDword(administrator, Hive::LocalMachine, "Software\\App", "v", 2);
+    EXPECT_TRUE(fs::exists(hive.string() + "-changes"));  // made again by the first write
     reader.go();
     EXPECT_EQ(reader.exitCode(), 0);
 }
@@ -133,6 +145,16 @@ TEST(SqliteHiveFiles, AProcessThatCannotBumpTheCounterDoesNotWrite) {
         const std::string why = store.diagnostic(Hive::CurrentUser);
         return rc == regerr::AccessDenied && why.find(file + "-changes") != std::string::npos ? 10 : 3;
     });
+    Child late([&](Child& self) {
+        KeyHandle key = 0;
+        if (!becomeAnotherUser())
+            return 1;
+        SqliteRegistryStore store(root.str(), shared);
+        if (store.createKey(Hive::CurrentUser, "Software\\App", &key) != regerr::Success || !self.say() ||
+            !self.awaitGo())
+            return 2;
+        return store.setValue(key, "v", regtype::Dword, dword(3)) == regerr::Success ? 0 : 3;
+    });
     SqliteRegistryStore reader(root.str(), shared);
     for (int i = 0; i < 2; ++i)  // the second from memory
         ASSERT_EQ(read(reader, "Software\\App", "v").data, dword(1));
@@ -147,6 +169,18 @@ TEST(SqliteHiveFiles, AProcessThatCannotBumpTheCounterDoesNotWrite) {
     if (runningAsRoot()) {
         EXPECT_EQ(code, 10);
     }
+
+    // A counter that could not be made when the hive was opened, for want of rights
+    // to the folder, may have been made since by somebody who has them.
+    fs::remove(file + "-changes");
+    fs::permissions(root.path(), fs::perms::group_write | fs::perms::others_write, fs::perm_options::remove);
+    late.go();
+    ASSERT_TRUE(late.heard());
+    SqliteRegistryStore administrator(root.str(), shared);
+    putDword(administrator, Hive::CurrentUser, "Software\\App", "v", 2);
+    late.go();
+    EXPECT_EQ(late.exitCode(), 0);
+    EXPECT_EQ(read(administrator, "Software\\App", "v").data, dword(3));
 }
 
 TEST(SqliteHiveFiles, TheCounterIsUsedOnlyWhenItIsAFileOfItsOwn) {
