@@ -22,26 +22,15 @@ inline PlannedValue plannedValue(int writer, int i) {
     v.program = i % 2 == 0 ? QStringLiteral("Writer%1").arg(writer) : QStringLiteral("Shared");
     v.section = QStringLiteral("S%1").arg(i % 7);
     v.name = QStringLiteral("W%1_V%2").arg(writer).arg(i);
-    switch (i % 6) {
-        case 0:
-            v.value = Integer(static_cast<short>(writer * 1000 + i % 1000));
-            break;
-        case 1:
-            v.value = Long(writer * 100000 + i);
-            break;
-        case 2:
-            v.value = Single(static_cast<float>(writer) + static_cast<float>(i) / 8.0f);
-            break;
-        case 3:
-            v.value = Double(writer * 1e6 + i + 0.25);
-            break;
-        case 4:
-            v.value = String(QStringLiteral("W%1 valore %2 è").arg(writer).arg(i));
-            break;
-        default:
-            v.value = Boolean((i / 6 + writer) % 2 == 1);
-            break;
-    }
+    const QVariant values[] = {
+        Integer(static_cast<short>(writer * 1000 + i % 1000)),
+        Long(writer * 100000 + i),
+        Single(static_cast<float>(writer) + static_cast<float>(i) / 8.0f),
+        Double(writer * 1e6 + i + 0.25),
+        String(QStringLiteral("W%1 valore %2 è").arg(writer).arg(i)),
+        Boolean((i / 6 + writer) % 2 == 1),
+    };
+    v.value = values[i % 6];
     return v;
 }
 

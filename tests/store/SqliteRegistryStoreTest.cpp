@@ -352,8 +352,8 @@ TEST(SqliteRegistryStore, ProcessesWritingTogetherAreSeenByTheNextRead) {
 }
 
 TEST(SqliteRegistryStore, KeyPathsKeepTheRegistrysLimits) {
-    // 512 levels, and at most 32,766 characters in a path; names of up to 256
-    // characters are the conformance suite's.
+    // 512 levels (empty names are none), and at most 32,766 characters in a path;
+    // names of up to 256 characters are the conformance suite's.
     TempFolder root("limits");
     SqliteRegistryStore store(root.str());
     std::string deepest = "Software";
@@ -370,7 +370,7 @@ TEST(SqliteRegistryStore, KeyPathsKeepTheRegistrysLimits) {
         {longest, regerr::Success},
         {longest + "\\x", regerr::NameTooLong},
         {longest + "x", regerr::NameTooLong},
-        {deepest + "\\\\", regerr::Success},  // no empty levels
+        {deepest + "\\\\", regerr::Success},
         {"Software\\" + std::string(257, 'n'), regerr::InvalidParameter},
     };
     for (const auto& [path, rc] : cases) {
