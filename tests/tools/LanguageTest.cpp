@@ -63,12 +63,7 @@ TEST(ParamcorTexts, TheLanguageIsTheUsersAndAnOptionLeavesItAlone) {
     EXPECT_EQ(workshop.run({"traduci", "--lingua", "4", row[2]}).out, row[5] + u'\n');
     EXPECT_EQ(workshop.run({"chiave", "--lingua", "5", row[0], row[1]}).out, row[6] + u'\n');
     EXPECT_EQ(workshop.run({"lingua"}).out, QStringLiteral("3 Deutsch\n"));
-    // Each offered language by its own name; the columns beyond them have none.
-    const QStringList names{"Italiano",   "English", "Deutsch", "Français", "Español", "Português",
-                            "Nederlands", "Polski",  "Čeština", "Svenska",  "Română",  "Русский"};
-    for (int language = 1; language <= 12; ++language)
-        EXPECT_EQ(workshop.run({"lingua", QString::number(language)}).out,
-                  QStringLiteral("%1 %2\n").arg(language).arg(names[language - 1]));
+    // The columns beyond the offered languages have no name.
     EXPECT_EQ(workshop.run({"lingua", "13"}).out, QStringLiteral("13 language 13, unnamed\n"));
 }
 

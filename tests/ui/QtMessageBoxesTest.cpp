@@ -3,14 +3,11 @@
 #include "WindowTesting.h"
 #include "ui/QtMessageBoxes.h"
 
-#include <CVLParamcor/SqliteRegistryStore.h>
-
 #include <QAbstractButton>
 #include <QApplication>
 #include <QMessageBox>
 #include <QProcess>
 #include <QPushButton>
-#include <QTemporaryDir>
 #include <QtTest/QTest>
 
 namespace paramcor {
@@ -113,16 +110,10 @@ TEST(Windows, AreInstalledInAProgramThatOnlyLinksThem) {
 // A program that links the windows and has a QApplication gets them through the
 // default platform, with nothing to install.
 TEST(Windows, AreThePlatformsDefaultsInAProgramWithAQApplication) {
-    QTemporaryDir folder;
-    {
-        QFile installation(folder.path() + "/ParamCor.txt");
-        ASSERT_TRUE(installation.open(QIODevice::WriteOnly));
-        installation.write("REGISTRYROOT = Corvel\r\nFOLDERS = 1\r\nFOLDER1 = Testi, <PROGRAM>Testi\r\n");
-    }
-    test::writeTextFile(folder.path() + "/Testi/CvlTradU.mdb", test::windowTexts());
-    Platform p;
-    p.registry = std::make_shared<SqliteRegistryStore>((folder.path() + "/registry").toStdString());
-    p.libraryFolder = folder.path();
+    test::WindowInstallation installation;
+    Platform p;  // the store and folder only: messages and windows are the defaults
+    p.registry = platform().registry;
+    p.libraryFolder = installation.folder();
     installPlatform(p);
 
     QString boxClass;
@@ -148,7 +139,6 @@ TEST(Windows, AreThePlatformsDefaultsInAProgramWithAQApplication) {
         EXPECT_EQ(form, "FormLingua");
         EXPECT_EQ(par.Lingua(), 2);
     }
-    installPlatform(Platform{});
 }
 
 }  // namespace
