@@ -37,6 +37,7 @@ struct Caption {
     const char* property;
     const char* italian;
     bool translated = true;
+    const char* around = "%1";  // what the window writes around the wording
 };
 
 const Caption kCaptions[] = {
@@ -57,6 +58,7 @@ const Caption kCaptions[] = {
     {"FormMisure", "lblMisure_1", "text", "lineare"},
     {"FormMisure", "lblMisure_2", "text", "superfici"},
     {"FormMisure", "lblMisure_3", "text", "volume"},
+    {"FormMisure", "lblMisure_4", "text", "per calcolo peso", true, "(%1)"},
     {"FormMisure", "lblFattore", "text", "Fattore di Conversione"},
     {"FormMisure", "lblSimbolo", "text", "Simbolo"},
     {"FormMisure", "frmEsempio", "title", "Esempio"},
@@ -112,7 +114,8 @@ TEST(Captions, AreInTheUsersLanguage) {
             const QObject* control = *c.control ? window->findChild<QObject*>(c.control) : window.get();
             ASSERT_NE(control, nullptr);
             const QString italian = QString::fromUtf8(c.italian);
-            EXPECT_EQ(control->property(c.property).toString(), c.translated ? translated(italian, language) : italian);
+            EXPECT_EQ(control->property(c.property).toString(),
+                      QString::fromUtf8(c.around).arg(c.translated ? translated(italian, language) : italian));
         }
     }
     EXPECT_TRUE(installation.platform().messages().empty());
