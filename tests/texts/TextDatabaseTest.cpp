@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <optional>
 #include <thread>
 
 namespace paramcor {
@@ -35,17 +36,21 @@ protected:
     TextDatabase::Setup setup() {
         return {folders.Percorso("Testi"), &VerificaFile, &units::ControllaValori};
     }
-    bool open() { return texts.ApriDatabaseTesti(setup()); }
+    // Each opening is a new object's.
+    bool open() {
+        texts.emplace(MainParametri::instance());
+        return texts->ApriDatabaseTesti(setup());
+    }
     const std::vector<test::RecordedMessage>& messages() { return platform.messages(); }
 
     test::TestPlatform platform;
     Folders folders;
-    TextDatabase texts{MainParametri::instance()};
+    std::optional<TextDatabase> texts;
     QString user;
     QString delivered;
 };
 
-TEST_F(TextDatabaseTest, DeliveredFileIsCopiedWhenThereIsNoUserFileAndThenSetAside) {
+TEST_F(TextDatabaseTest, ADeliveryIsCopiedWhenThereIsNoUserFileAndThenSetAside) {
     const std::vector<TextRow> rows{{"TAGLIO", "0001", "Lastra", "Slab"}, {"TAGLIO", "0002", "Taglio", "Cut"}};
     test::writeTextFile(delivered, rows);
     const QByteArray deliveredBytes = test::fileBytes(delivered);
@@ -55,6 +60,16 @@ TEST_F(TextDatabaseTest, DeliveredFileIsCopiedWhenThereIsNoUserFileAndThenSetAsi
     EXPECT_EQ(test::fileBytes(delivered + ".old"), deliveredBytes);
     EXPECT_FALSE(QFile::exists(user + ".old"));
     EXPECT_TRUE(messages().empty());
+
+    // A copy that fails stops the opening with its message.
+    test::writeTextFile(delivered, rows);
+    QFile::remove(delivered + ".old");
+    QDir().mkpath(delivered + ".old/occupied");  // a folder where the backup must go
+    EXPECT_FALSE(open());
+    ASSERT_EQ(messages().size(), 1u);
+    EXPECT_TRUE(messages()[0].text.startsWith("Error while copying language files\n" + delivered + "\n"));
+    EXPECT_EQ(messages()[0].flags, 16);
+    EXPECT_FALSE(texts->isOpen());
 }
 
 // The user's texts in a file the library made, or in one with plain columns (true).
@@ -105,9 +120,9 @@ TEST_P(TextLayouts, MergeKeepsCorrectionsAndUpdatesEverySharedWording) {
                             {"LASTRE", "0002", "UGUALE", "SAME", "20260301"},  // found, but not to the letter
                         });
     EXPECT_TRUE(open());
-    EXPECT_EQ(texts.lastMerge().added, 1);
-    EXPECT_EQ(texts.lastMerge().replaced, 1);
-    EXPECT_EQ(texts.lastMerge().updated, 2);
+    EXPECT_EQ(texts->lastMerge().added, 1);
+    EXPECT_EQ(texts->lastMerge().replaced, 1);
+    EXPECT_EQ(texts->lastMerge().updated, 2);
     const std::vector<TextRow> expected{
         {"CNC", "0001", "Salva", "Save", "20260301"},
         {"LASTRE", "0001", "Spessore", "Thickness", "20260301"},
@@ -124,9 +139,8 @@ TEST_P(TextLayouts, MergeKeepsCorrectionsAndUpdatesEverySharedWording) {
 
     // The same delivery once more changes nothing.
     QFile::copy(delivered + ".old", delivered);
-    TextDatabase again{MainParametri::instance()};
-    EXPECT_TRUE(again.ApriDatabaseTesti(setup()));
-    EXPECT_EQ(again.lastMerge().added + again.lastMerge().replaced + again.lastMerge().updated, 0);
+    EXPECT_TRUE(open());
+    EXPECT_EQ(texts->lastMerge().added + texts->lastMerge().replaced + texts->lastMerge().updated, 0);
     EXPECT_EQ(test::readTextFile(user), expected);
 }
 
@@ -146,62 +160,48 @@ TEST_F(TextDatabaseTest, ADeliveryThatAnotherProgramHoldsIsWaitedForAndSaidSo) {
     EXPECT_FALSE(QFile::exists(delivered));  // delivered once the holder let go
 }
 
-TEST_F(TextDatabaseTest, OlderOrOddVersionsAreReplacedWithABackup) {
+// Replaced, with a backup, rather than merged: a user file too old, or a file of
+// another width, which is said.
+TEST_F(TextDatabaseTest, OlderOrNarrowFilesAreReplacedWithABackup) {
     const std::vector<TextRow> deliveredRows{{"TAGLIO", "0001", "Lastra", "Slab", "20260301"}};
     const std::vector<TextRow> userRows{{"TAGLIO", "0009", "Mia", "Mine", "20250101", true}};
-    struct Case {
+    const struct {
         QString version;
         bool merged;
-    };
-    for (const Case& c : {Case{"5.9", false}, Case{"10.0.0", false}, Case{"", false}, Case{" 6.0.0 ", true},
-                          Case{"6.1", true}, Case{"7", true}}) {
-        SCOPED_TRACE(c.version.toStdString());
+        const QString* narrow = nullptr;
+    } cases[] = {{"5.9", false}, {"10.0.0", false}, {"", false}, {" 6.0.0 ", true}, {"6.1", true}, {"7", true},
+                 {"6.0.0", false, &user}, {"6.0.0", false, &delivered}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.version.toStdString() + (c.narrow ? " narrow " + c.narrow->toStdString() : ""));
         test::writeTextFile(user, userRows, c.version);
         test::writeTextFile(delivered, deliveredRows);
         QFile::remove(user + ".old");
-        TextDatabase database{MainParametri::instance()};
-        EXPECT_TRUE(database.ApriDatabaseTesti(setup()));
-        if (c.merged) {
-            EXPECT_EQ(test::readTextFile(user).size(), 2u);
-            EXPECT_FALSE(QFile::exists(user + ".old"));
-        } else {
-            EXPECT_EQ(test::readTextFile(user), deliveredRows);
-            EXPECT_EQ(test::readTextFile(user + ".old"), userRows);
-        }
-    }
-    EXPECT_TRUE(messages().empty());
-}
-
-TEST_F(TextDatabaseTest, FilesOfAnotherWidthAreReplacedNotMerged) {
-    const std::vector<TextRow> rows{{"TAGLIO", "0001", "Lastra", "Slab"}};
-    for (const bool userIsNarrow : {true, false}) {
-        SCOPED_TRACE(userIsNarrow ? "narrow user file" : "narrow delivered file");
-        const QString narrow = userIsNarrow ? user : delivered;
-        test::writeTextFile(user, {{"TAGLIO", "0009", "Mia", "Mine"}});
-        test::writeTextFile(delivered, rows);
-        {
-            SqlDatabase db(narrow, SqlDatabase::Mode::ReadWrite);
-            db.exec("ALTER TABLE Testi DROP COLUMN ChiaviRicerca");
-        }
-        const auto before = platform.messages().size();
-        TextDatabase database{MainParametri::instance()};
+        if (c.narrow)
+            SqlDatabase(*c.narrow, SqlDatabase::Mode::ReadWrite).exec("ALTER TABLE Testi DROP COLUMN ChiaviRicerca");
+        const auto before = messages().size();
         // A narrow delivery replaces the user file all the same; the unit rows then
         // do not fit it, and the opening fails.
-        EXPECT_EQ(database.ApriDatabaseTesti(setup()), userIsNarrow);
-        ASSERT_EQ(messages().size(), before + (userIsNarrow ? 1 : 2));
-        EXPECT_EQ(messages()[before].text, "Wrong Fields No. for: \n\n" + narrow);
+        EXPECT_EQ(open(), c.narrow != &delivered);
+        EXPECT_FALSE(QFile::exists(delivered));
+        EXPECT_EQ(test::readTextFile(user).size(), c.merged ? 2u : 1u);
+        EXPECT_EQ(QFile::exists(user + ".old"), !c.merged);
+        if (!c.merged) {
+            EXPECT_EQ(test::readTextFile(user + ".old"), userRows);
+        }
+        if (!c.narrow) {
+            EXPECT_EQ(messages().size(), before);
+            continue;
+        }
+        ASSERT_EQ(messages().size(), before + (c.narrow == &user ? 1 : 2));
+        EXPECT_EQ(messages()[before].text, "Wrong Fields No. for: \n\n" + *c.narrow);
         EXPECT_EQ(messages()[before].flags, 64);
         EXPECT_EQ(messages()[before].title, "CVLParamCor");
-        if (!userIsNarrow) {
-            EXPECT_TRUE(messages().back().text.startsWith("Error while opening language files\n" + user));
-        }
-        EXPECT_EQ(test::readTextFile(user + ".old"), (std::vector<TextRow>{{"TAGLIO", "0009", "Mia", "Mine"}}));
-        EXPECT_EQ(test::readTextFile(user), rows);
-        EXPECT_FALSE(QFile::exists(delivered));
+        EXPECT_TRUE(messages().back().text.startsWith(c.narrow == &user ? "Wrong"
+                                                                        : "Error while opening language files\n" + user));
     }
 }
 
-TEST_F(TextDatabaseTest, MissingOrReadOnlyUserFileGivesTwoMessagesAndStillReadsTheLanguage) {
+TEST_F(TextDatabaseTest, AMissingOrReadOnlyUserFileIsSaidTwiceAndTheLanguageIsStillRead) {
     EXPECT_FALSE(open());
     ASSERT_EQ(messages().size(), 2u);
     EXPECT_EQ(messages()[0].text, "Missing file \n\n" + user);
@@ -210,94 +210,64 @@ TEST_F(TextDatabaseTest, MissingOrReadOnlyUserFileGivesTwoMessagesAndStillReadsT
     EXPECT_EQ(messages()[1].text, "Cannot open language file\n" + user);
     EXPECT_EQ(messages()[1].flags, 16);
     EXPECT_TRUE(messages()[1].title.isNull());
-    EXPECT_EQ(texts.language(), 1);
+    EXPECT_EQ(texts->language(), 1);
     EXPECT_TRUE(test::storedValue(platform.store(), Hive::CurrentUser, "SOFTWARE", "Lingua").found);
 
     test::writeTextFile(user, {});
     QFile::setPermissions(user, QFileDevice::ReadOwner);
-    TextDatabase readOnly{MainParametri::instance()};
-    EXPECT_FALSE(readOnly.ApriDatabaseTesti(setup()));
-    ASSERT_EQ(messages().size(), 4u);
+    // The number falls back on English, unlike the property's reading.
+    for (const auto& [stored, language] : {std::pair<const char*, short>{"3", 3}, {"4.6", 5}, {"0", 2}, {"", 2},
+                                           {"abc", 2}, {"-1", 2}, {"99999", 2}}) {
+        test::putValue(platform.store(), Hive::CurrentUser, "SOFTWARE", "Lingua", regtype::String,
+                       {stored, stored + std::strlen(stored)});
+        EXPECT_FALSE(open());
+        EXPECT_EQ(texts->language(), language) << stored;
+    }
     EXPECT_TRUE(messages()[2].text.startsWith("This file cannot be Read Only "));
     EXPECT_EQ(messages()[3].text, "Cannot open language file\n" + user);
 }
 
-TEST_F(TextDatabaseTest, LanguageNumberFallsBackToEnglish) {
-    test::writeTextFile(user, {});
-    const std::pair<const char*, short> cases[] = {{"1", 1}, {"3", 3},   {"4.6", 5}, {"0", 2},
-                                                   {"", 2},  {"abc", 2}, {"-1", 2},  {"99999", 2}};
-    for (const auto& [stored, language] : cases) {
-        test::putValue(platform.store(), Hive::CurrentUser, "SOFTWARE", "Lingua", regtype::String,
-                       {stored, stored + std::strlen(stored)});
-        TextDatabase database{MainParametri::instance()};
-        EXPECT_TRUE(database.ApriDatabaseTesti(setup()));
-        EXPECT_EQ(database.language(), language) << stored;
-    }
-}
-
 TEST_F(TextDatabaseTest, FilesThatAreNotTextDatabasesAreNeverTouched) {
-    struct Case {
-        const char* name;
-        QByteArray content;
-        QString reason;
-    };
     QByteArray jet(2048, '\0');
     jet.replace(0, 19, QByteArray("\x00\x01\x00\x00Standard Jet DB", 19));
-    const Case cases[] = {
-        {"garbage", QByteArray(5000, 'x'), "it is not a text database"},
-        {"empty", QByteArray(), "the file is empty"},
-        {"access", jet, "it is an Access database made on Windows; convert it to the new text database format first"},
+    SqlDatabase(user + ".other", SqlDatabase::Mode::Create).exec("CREATE TABLE Clienti(Nome TEXT)");
+    const struct {
+        QByteArray content;
+        QString reason;
+    } cases[] = {
+        {QByteArray(5000, 'x'), "it is not a text database"},
+        {QByteArray(), "the file is empty"},
+        {jet, "it is an Access database made on Windows; convert it to the new text database format first"},
+        {test::fileBytes(user + ".other"), "it is a database of another program: it has no table Testi"},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
+    auto write = [](const QString& path, const QByteArray& content) {
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        file.write(content);
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.reason.toStdString());
         const auto before = messages().size();
         // A bad delivery: reported, not consumed, and the user file opens as it is.
         test::writeTextFile(user, {{"TAGLIO", "0001", "Lastra", "Slab"}});
-        QFile file(delivered);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write(c.content);
-        file.close();
-        TextDatabase database{MainParametri::instance()};
-        EXPECT_TRUE(database.ApriDatabaseTesti(setup()));
+        write(delivered, c.content);
+        EXPECT_TRUE(open());
         ASSERT_EQ(messages().size(), before + 1);
         EXPECT_EQ(messages().back().text, "Cannot use the delivered language file\n" + delivered + "\n" + c.reason);
         EXPECT_EQ(test::fileBytes(delivered), c.content);
         EXPECT_EQ(test::readTextFile(user).size(), 1u);
 
         // A bad user file: the delivery waits, and the opening says what is wrong.
-        QFile::remove(user);
-        QFile::rename(delivered, user);
+        write(user, c.content);
         test::writeTextFile(delivered, {{"TAGLIO", "0001", "Lastra", "Slab"}});
         const QByteArray deliveredBytes = test::fileBytes(delivered);
-        TextDatabase other{MainParametri::instance()};
-        EXPECT_FALSE(other.ApriDatabaseTesti(setup()));
+        EXPECT_FALSE(open());
         ASSERT_EQ(messages().size(), before + 2);
         EXPECT_EQ(messages().back().text, "Error while opening language files\n" + user + "\n26 " + c.reason);
         EXPECT_EQ(test::fileBytes(user), c.content);
         EXPECT_EQ(test::fileBytes(delivered), deliveredBytes);
         QFile::remove(delivered);
     }
-
-    // A database of another program.
-    {
-        SqlDatabase db(user + ".other", SqlDatabase::Mode::Create);
-        db.exec("CREATE TABLE Clienti(Nome TEXT)");
-    }
-    QFile::remove(user);
-    QFile::rename(user + ".other", user);
-    EXPECT_FALSE(open());
-    EXPECT_EQ(messages().back().text, "Error while opening language files\n" + user +
-                                          "\n26 it is a database of another program: it has no table Testi");
-}
-
-TEST_F(TextDatabaseTest, CopyFailureStopsWithItsMessage) {
-    test::writeTextFile(delivered, {{"TAGLIO", "0001", "Lastra", "Slab"}});
-    QDir().mkpath(delivered + ".old/occupied");  // a folder where the backup must go
-    EXPECT_FALSE(open());
-    ASSERT_EQ(messages().size(), 1u);
-    EXPECT_TRUE(messages()[0].text.startsWith("Error while copying language files\n" + delivered + "\n"));
-    EXPECT_EQ(messages()[0].flags, 16);
-    EXPECT_FALSE(texts.isOpen());
 }
 
 }  // namespace

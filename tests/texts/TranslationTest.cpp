@@ -53,7 +53,9 @@ protected:
 };
 
 TEST_P(TranslationTest, WordingsAreFoundAsGivenThenWithoutTheirPunctuation) {
-    const std::pair<QString, QString> cases[] = {
+    const struct {
+        QString wording, expected, characters = {};
+    } cases[] = {
         {"Lastra", "Slab"},
         {"lastra", "Slab"},  // the index ignores case
         {"Lastra:", "Slab:"},
@@ -61,7 +63,6 @@ TEST_P(TranslationTest, WordingsAreFoundAsGivenThenWithoutTheirPunctuation) {
         {"  Lastra 3 ", "  Slab 3 "},
         {"2. Spessore:", "2. Thickness:"},
         {"Spessore (mm):", "Spessore (mm):"},  // the core runs to the last letter
-        {"Età", "Age"},
         {"Età:", "Age:"},
         {QString::fromUtf8("È Lastra"), QString::fromUtf8("È Slab")},  // upper-case accents stay outside
         {"Perché?", "Why?"},
@@ -76,18 +77,12 @@ TEST_P(TranslationTest, WordingsAreFoundAsGivenThenWithoutTheirPunctuation) {
         {"ATTENZIONE!", "Warning: "},
         {"Errore: Spessore", "Error: Thickness"},
         {"ERRORE", "Error"},
-        {"Errore", "Error"},
+        {"&Salva", "Save", "&"},
+        {"&Salva", "&Save", ""},
     };
-    for (const auto& [wording, expected] : cases)
-        EXPECT_EQ(par->Traduci(wording), expected) << wording.toStdString();
-    EXPECT_TRUE(logLines().isEmpty());
-    EXPECT_TRUE(platform.messages().empty());
-}
-
-TEST_P(TranslationTest, CharactersAreRemovedFromTranslations) {
-    EXPECT_EQ(par->Traduci("&Salva", "&"), "Save");
-    EXPECT_EQ(par->Traduci("&Salva"), "&Save");
-    EXPECT_EQ(par->Traduci("&Salva", ""), "&Save");
+    for (const auto& c : cases)
+        EXPECT_EQ(par->Traduci(c.wording, c.characters.isNull() ? QVariant() : QVariant(c.characters)), c.expected)
+            << c.wording.toStdString();
     EXPECT_EQ(par->TraduciChiave("taglio", "0007", "&"), "Save");
     EXPECT_EQ(par->TraduciChiave("TAGLIO", "0001", "la"), "Sb");  // case matters
     // In debug mode a wording found only without those characters is found by a scan.
@@ -114,6 +109,8 @@ TEST_P(TranslationTest, DebugMarksAndLogsGapsOnce) {
     EXPECT_EQ(par->Traduci("Lastra"), "Slab");
     EXPECT_EQ(logLines(), QStringList({"   MANCANTE:Sconosciuto", "DA TRADURRE:Da tradurre", "   MANCANTE:Dove?"}));
 
+    EXPECT_EQ(par->TraduciChiave("TAGLIO", "0006"), "!!!");
+    EXPECT_EQ(par->TraduciChiave("Taglio", "x9999"), "x9999");
     par->DebugTraduzioni(false);
     EXPECT_EQ(par->Traduci("Sconosciuto:"), "Sconosciuto:");
     EXPECT_EQ(platform.messages().size(), 1u);
@@ -132,10 +129,6 @@ TEST_P(TranslationTest, KeysInEveryCase) {
     EXPECT_EQ(par->TraduciChiave("TAGLIO", "0008"), "Age");  // the same burst
     now += 2.5;
     EXPECT_EQ(par->TraduciChiave("TAGLIO", "0008"), "");  // a NULL cell reads as empty
-    par->DebugTraduzioni(true);
-    EXPECT_EQ(par->TraduciChiave("TAGLIO", "0006"), "!!!");
-    EXPECT_EQ(par->TraduciChiave("TAGLIO", "0008"), "!!!");
-    EXPECT_EQ(par->TraduciChiave("Taglio", "x9999"), "x9999");
 }
 
 TEST_P(TranslationTest, TheLanguageIsReadAgainAfterTwoQuietSeconds) {
@@ -147,50 +140,32 @@ TEST_P(TranslationTest, TheLanguageIsReadAgainAfterTwoQuietSeconds) {
     // write makes the other programs drop what they have found.
     auto counting = std::make_shared<test::CountingStore>(paramcor::platform().registry);
     paramcor::platform().registry = counting;
-    now += 2.5;
-    EXPECT_EQ(par->Traduci("Lastra"), "Slab");
+    const struct {
+        const char* stored;  // by another program, before the lookup
+        double clock;
+        const char* expected;
+    } steps[] = {
+        {nullptr, now + 2.5, "Slab"}, {"3", now + 4.4, "Slab"}, {nullptr, now + 6.3, "Slab"},  // one burst
+        {nullptr, now + 8.8, "Platte"}, {"2", 86399.5, "Slab"},
+        {"3", 0.3, "Platte"},  // midnight: the clock went back to zero
+        {"2", 0.9, "Platte"},
+    };
+    for (const auto& step : steps) {
+        if (step.stored)
+            storeLanguage(step.stored);
+        now = step.clock;
+        EXPECT_EQ(par->Traduci("Lastra"), step.expected) << step.clock;
+    }
     EXPECT_EQ(counting->writes["Lingua"], 0);
-    storeLanguage("3");  // another program changes the language
-    now += 1.9;
-    EXPECT_EQ(par->Traduci("Lastra"), "Slab");
-    now += 1.9;
-    EXPECT_EQ(par->Traduci("Lastra"), "Slab");  // still the same burst
-    now += 2.5;
-    EXPECT_EQ(par->Traduci("Lastra"), "Platte");
-    storeLanguage("2");
-    now = 86399.5;
-    EXPECT_EQ(par->Traduci("Lastra"), "Slab");
-    storeLanguage("3");
-    now = 0.3;  // midnight: the clock went back to zero
-    EXPECT_EQ(par->Traduci("Lastra"), "Platte");
-    storeLanguage("2");
-    now = 0.9;
-    EXPECT_EQ(par->Traduci("Lastra"), "Platte");
 
     // The property falls back on 3, unlike the opening of the database.
-    storeLanguage("0");
-    EXPECT_EQ(par->Lingua(), 3);
-    storeLanguage("abc");
-    EXPECT_EQ(par->Lingua(), 3);
+    for (const char* stored : {"0", "abc"}) {
+        storeLanguage(stored);
+        EXPECT_EQ(par->Lingua(), 3);
+    }
     par->Lingua(4);
     EXPECT_EQ(test::storedValue(platform.store(), Hive::CurrentUser, "SOFTWARE", "Lingua").bytes,
               (std::vector<std::uint8_t>{'4'}));
-    EXPECT_EQ(par->Lingua(), 4);
-}
-
-TEST_P(TranslationTest, WithoutADatabaseWordingsComeBackAsGiven) {
-    QFile::remove(platform.folder() + "/CvlTradU.mdb");
-    Parametri bare;
-    EXPECT_EQ(bare.Traduci("(Lastra)"), "Lastra");
-    EXPECT_EQ(bare.Traduci("(Lastra):"), "(Lastra):");
-    EXPECT_EQ(bare.Traduci("Sconosciuto"), "Sconosciuto");
-    EXPECT_EQ(bare.TraduciChiave("TAGLIO", "0001"), "???");
-    bare.DebugTraduzioni(true);
-    EXPECT_EQ(bare.Traduci("Sconosciuto"), "Sconosciuto");
-    EXPECT_EQ(bare.TraduciChiave("TAGLIO", "0001"), "0001");
-    EXPECT_EQ(helpString("Lingua"), "Imposta il numero della lingua.");
-    EXPECT_EQ(helpString(""), "CORVEL - CVLparamcor");
-    EXPECT_EQ(helpString("Traduci"), "");
 }
 
 TEST_P(TranslationTest, CorrectingTextsIsOnlyForTranslations) {
@@ -206,43 +181,51 @@ TEST_P(TranslationTest, CorrectingTextsIsOnlyForTranslations) {
     EXPECT_EQ(par->Lingua(), 2);
 }
 
-// A database that fails under the lookups: the wordings come back as they would
+// A database that fails under the lookups: the wordings come back as they do
 // without one, and each object says so once, not once per lookup.
 using FailingDatabase = TranslationTest;
-TEST_P(FailingDatabase, LookupsGiveTheWordingBackWithOneMessagePerDatabase) {
+TEST_P(FailingDatabase, LookupsAnswerAsWithoutADatabaseWithOneMessagePerDatabase) {
     const QString user = platform.folder() + "/CvlTradU.mdb";
+    const std::pair<QString, QString> lookups[] = {{"(Lastra)", "Lastra"}, {"(Lastra):", "(Lastra):"},
+                                                   {"Sconosciuto:", "Sconosciuto:"}, {"Salva", "Salva"}};
+    auto answersAsWithoutADatabase = [&](Parametri& p) {
+        for (int i = 0; i < 10; ++i, now += 0.5) {
+            for (const auto& [wording, expected] : lookups)
+                EXPECT_EQ(p.Traduci(wording, wording == "Salva" ? QVariant("&") : QVariant()), expected);
+            EXPECT_EQ(p.TraduciChiave("TAGLIO", "0001"), p.DebugTraduzioni() ? "0001" : "???");
+        }
+    };
     {
         SqlDatabase other(user, SqlDatabase::Mode::ReadWrite);
         other.exec("BEGIN EXCLUSIVE");
         now += 5;
-        for (int i = 0; i < 20; ++i) {
-            EXPECT_EQ(par->Traduci("(Spessore)"), "Spessore");
-            EXPECT_EQ(par->TraduciChiave("TAGLIO", "0002"), "???");
-        }
+        answersAsWithoutADatabase(*par);
         ASSERT_EQ(platform.messages().size(), 1u);
         EXPECT_TRUE(platform.messages()[0].text.startsWith("Error while reading language files\n" + user + "\n5 "))
             << platform.messages()[0].text.toStdString();
         EXPECT_EQ(platform.messages()[0].flags, mb::Critical);
     }
     now += 5;  // the lock is gone: the next burst finds the texts again
-    EXPECT_EQ(par->Traduci("(Spessore)"), "Thickness");
-    EXPECT_EQ(par->TraduciChiave("TAGLIO", "0002"), "Thickness");
+    EXPECT_EQ(par->Traduci("(Lastra)"), "Slab");
 
     // A file that lacks the language's column opens, but no lookup finds anything.
     SqlDatabase(user, SqlDatabase::Mode::ReadWrite).exec("ALTER TABLE Testi DROP COLUMN Testo_03");
     par->Lingua(3);
     Parametri second;
     second.DebugTraduzioni(true);
-    for (int i = 0; i < 20; ++i, now += 0.5) {
-        EXPECT_EQ(second.Traduci("Lastra"), "Lastra");
-        EXPECT_EQ(second.Traduci("Sconosciuto:"), "Sconosciuto:");
-        EXPECT_EQ(second.Traduci("Salva", "&"), "Salva");
-        EXPECT_EQ(second.TraduciChiave("TAGLIO", "0001"), "0001");
-    }
+    answersAsWithoutADatabase(second);
     ASSERT_EQ(platform.messages().size(), 3u);
-    EXPECT_TRUE(platform.messages()[2].text.startsWith("Error while reading language files\n" + user + "\n1 "))
-        << platform.messages()[2].text.toStdString();
+    EXPECT_TRUE(platform.messages()[2].text.startsWith("Error while reading language files\n" + user + "\n1 "));
     EXPECT_TRUE(logLines().isEmpty());
+
+    QFile::remove(user);
+    Parametri bare;
+    answersAsWithoutADatabase(bare);
+    bare.DebugTraduzioni(true);
+    answersAsWithoutADatabase(bare);
+    EXPECT_EQ(helpString("Lingua"), "Imposta il numero della lingua.");
+    EXPECT_EQ(helpString(""), "CORVEL - CVLparamcor");
+    EXPECT_EQ(helpString("Traduci"), "");
 }
 INSTANTIATE_TEST_SUITE_P(Locked, FailingDatabase, ::testing::Values(false));
 

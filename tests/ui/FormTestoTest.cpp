@@ -56,12 +56,13 @@ protected:
 };
 
 TEST_F(TextCorrection, TheWindowSearchesCorrectsAndMailsToTheOutboxWithoutAServer) {
-    writeTexts({{"TAGLIO", "001", "Spessore", "Thickness", "20250101", true},
-                {"LUCIDA", "001", "Bordo", "Edge «à»", "20250101", false}});
+    writeTexts({{"TAGLIO", "001", "Spessore", "Thickness", "20250101"},
+                {"LUCIDA", "001", "Bordo", "Edge «à»", "20250101"}});
     Parametri par;
     bool opened = false;
     test::onNextModal([&](QWidget* form) {
         opened = true;
+        click(form, "Mail");  // nothing corrected yet
         auto* list = child<QListWidget>(form, "List1");
         search(form, "Testo1", "Cerca1", "bord");
         EXPECT_EQ(entries(form), QStringList({"Bordo"}));
@@ -78,7 +79,7 @@ TEST_F(TextCorrection, TheWindowSearchesCorrectsAndMailsToTheOutboxWithoutAServe
         EXPECT_EQ(entries(form), QStringList({"Edge"}));
 
         click(form, "Mail");
-        EXPECT_EQ(entries(form), QStringList({"Bordo", "Spessore"}));
+        EXPECT_EQ(entries(form), QStringList({"Bordo"}));
         form->close();
     });
     const QDir outbox(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + "/CVLParamcor/Outbox");
@@ -86,10 +87,11 @@ TEST_F(TextCorrection, TheWindowSearchesCorrectsAndMailsToTheOutboxWithoutAServe
     par.CambiaTesto();
     EXPECT_TRUE(opened);
 
-    ASSERT_EQ(messages().size(), 1u);
-    EXPECT_EQ(messages()[0].text, "Nessun server di posta configurato: le mail sono nella cartella\n" +
+    ASSERT_EQ(messages().size(), 2u);
+    EXPECT_EQ(messages()[0].text, "Non ci sono testi tradotti da inviare");
+    EXPECT_EQ(messages()[1].text, "Nessun server di posta configurato: le mail sono nella cartella\n" +
                                       QDir::toNativeSeparators(outbox.path()));
-    EXPECT_EQ(messages()[0].flags, mb::Information);
+    EXPECT_EQ(messages()[1].flags, mb::Information);
     QStringList written = outbox.entryList({"*.eml"}, QDir::Files);
     for (const QString& old : before)
         written.removeAll(old);
@@ -102,25 +104,19 @@ TEST_F(TextCorrection, TheWindowSearchesCorrectsAndMailsToTheOutboxWithoutAServe
     const test::ReceivedMail mail = test::parseMail(test::fileBytes(outbox.filePath(written[0])));
     EXPECT_EQ(mail.headers.at("subject"), "[CVLTRAD] Lang=2 (Mail 1/1)");
     EXPECT_EQ(mail.headers.at("to"), "<traduzioni@corvel.it>");
-    EXPECT_EQ(mail.body, QString("1:Bordo \n2:Edge \n \n1:Spessore \n2:Thickness \n \n").toUtf8());
+    EXPECT_EQ(mail.body, QString("1:Bordo \n2:Edge \n \n").toUtf8());
 }
 
-TEST_F(TextCorrection, NothingToSendOrNoFileIsSaid) {
+TEST_F(TextCorrection, AMissingUserTextFileIsSaid) {
     writeTexts({});
     Parametri par;
-    {
-        ui::FormTesto form(par);
-        click(&form, "Mail");
-    }
     const QString path = par.Percorso("Testi") + "CvlTradU.mdb";
     ASSERT_TRUE(QFile::remove(path));
     ui::FormTesto form(par);
-    ASSERT_EQ(messages().size(), 2u);
-    EXPECT_EQ(messages()[0].text, "Non ci sono testi tradotti da inviare");
-    EXPECT_EQ(messages()[0].flags, mb::Information);
-    EXPECT_EQ(messages()[1].text, "Missing " + path);
-    EXPECT_EQ(messages()[1].flags, mb::Critical);
-    EXPECT_EQ(messages()[1].title, "Cambio Testo");
+    ASSERT_EQ(messages().size(), 1u);
+    EXPECT_EQ(messages()[0].text, "Missing " + path);
+    EXPECT_EQ(messages()[0].flags, mb::Critical);
+    EXPECT_EQ(messages()[0].title, "Cambio Testo");
     EXPECT_FALSE(child<QPushButton>(&form, "Cerca1")->isEnabled());
     EXPECT_FALSE(child<QPushButton>(&form, "Mail")->isEnabled());
 }
