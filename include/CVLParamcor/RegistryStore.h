@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace paramcor {
@@ -150,6 +151,40 @@ public:
     // Where the hive is kept, for the people who support an installation: a file,
     // or empty when the store does not say (the Windows registry).
     virtual std::string location(Hive hive) const;
+};
+
+// A key open on a store, closed when it goes out of scope, whichever way.
+class StoreKey {
+public:
+    explicit StoreKey(RegistryStore& store) : store_(store) {}
+    StoreKey(RegistryStore& store, KeyHandle handle) : store_(store), handle_(handle) {}
+    ~StoreKey() { close(); }
+    StoreKey(const StoreKey&) = delete;
+    StoreKey& operator=(const StoreKey&) = delete;
+
+    // As RegistryStore::openKey and createKey, closing the key held before.
+    long open(Hive hive, const std::string& path) {
+        close();
+        return opened(store_.openKey(hive, path, &handle_));
+    }
+    long create(Hive hive, const std::string& path) {
+        close();
+        return opened(store_.createKey(hive, path, &handle_));
+    }
+
+    long close() { return handle_ != 0 ? store_.closeKey(std::exchange(handle_, 0)) : regerr::Success; }
+    KeyHandle handle() const { return handle_; }
+    explicit operator bool() const { return handle_ != 0; }
+
+private:
+    long opened(long result) {
+        if (result != regerr::Success)
+            handle_ = 0;
+        return result;
+    }
+
+    RegistryStore& store_;
+    KeyHandle handle_ = 0;
 };
 
 inline long RegistryStore::enumKey(KeyHandle, std::uint32_t, std::string*) {

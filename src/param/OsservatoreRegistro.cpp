@@ -22,28 +22,9 @@ struct Contents {
 // What a watch last saw: each key by its upper-cased path.
 using Snapshot = std::map<QString, Contents>;
 
-class OpenKey {
-public:
-    OpenKey(RegistryStore& store, Hive hive, const std::string& path) : store_(store) {
-        if (store_.openKey(hive, path, &handle_) != regerr::Success)
-            handle_ = 0;
-    }
-    ~OpenKey() {
-        if (handle_)
-            store_.closeKey(handle_);
-    }
-    OpenKey(const OpenKey&) = delete;
-    OpenKey& operator=(const OpenKey&) = delete;
-    KeyHandle handle() const { return handle_; }
-
-private:
-    RegistryStore& store_;
-    KeyHandle handle_ = 0;
-};
-
 void read(RegistryStore& store, Hive hive, const QString& path, bool subtree, Snapshot& into) {
-    const OpenKey key(store, hive, path.toStdString());
-    if (!key.handle())
+    StoreKey key(store);
+    if (key.open(hive, path.toStdString()) != regerr::Success)
         return;
     Contents& contents = into[path.toUpper()];
     contents.path = path;
@@ -67,7 +48,8 @@ QString storedPath(RegistryStore& store, Hive hive, const QString& path) {
     QString spelled;
     for (const QString& name : path.split(u'\\', Qt::SkipEmptyParts)) {
         QString found = name;
-        const OpenKey parent(store, hive, spelled.toStdString());
+        StoreKey parent(store);
+        parent.open(hive, spelled.toStdString());
         std::string child;
         for (std::uint32_t i = 0; parent.handle() && store.enumKey(parent.handle(), i, &child) == regerr::Success; ++i)
             if (QString::fromStdString(child).compare(name, Qt::CaseInsensitive) == 0) {

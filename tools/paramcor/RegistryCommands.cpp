@@ -27,20 +27,6 @@ namespace {
 
 using regfile::Document;
 
-// An open key, closed when it goes.
-class OpenKey {
-public:
-    OpenKey(RegistryStore& store, KeyHandle handle) : store_(store), handle_(handle) {}
-    ~OpenKey() { store_.closeKey(handle_); }
-    OpenKey(const OpenKey&) = delete;
-    OpenKey& operator=(const OpenKey&) = delete;
-    KeyHandle handle() const { return handle_; }
-
-private:
-    RegistryStore& store_;
-    KeyHandle handle_;
-};
-
 QString fullName(Hive hive, const std::string& path) {
     return path.empty() ? regfile::hiveName(hive) : regfile::hiveName(hive) + u'\\' + QString::fromStdString(path);
 }
@@ -63,7 +49,7 @@ std::string storedSpelling(RegistryStore& store, Hive hive, const std::string& p
         std::string found = name.toStdString();
         KeyHandle handle = 0;
         if (store.openKey(hive, spelled, &handle) == regerr::Success) {
-            const OpenKey parent(store, handle);
+            const StoreKey parent(store, handle);
             std::string candidate;
             for (std::uint32_t i = 0; store.enumKey(handle, i, &candidate) == regerr::Success; ++i)
                 if (QString::fromStdString(candidate).compare(name, Qt::CaseInsensitive) == 0) {
@@ -81,7 +67,7 @@ void collect(RegistryStore& store, Hive hive, const std::string& path, Document&
     KeyHandle handle = 0;
     if (const long rc = store.openKey(hive, path, &handle))
         storeFailure(store, hive, path, "read", rc);
-    const OpenKey key(store, handle);
+    const StoreKey key(store, handle);
 
     regfile::Key entry{hive, path, {}};
     for (std::uint32_t i = 0;; ++i) {
@@ -144,7 +130,7 @@ struct Contents {
 };
 
 Contents contentsOf(RegistryStore& store, Hive hive, const std::string& path) {
-    const OpenKey key(store, openExisting(store, hive, path));
+    const StoreKey key(store, openExisting(store, hive, path));
     Contents contents;
     for (std::uint32_t i = 0;; ++i) {
         regfile::Value value;
@@ -235,7 +221,7 @@ int deleteFromRegistry(Session& session, const Arguments& arguments, const QStri
     if (operands.size() == 1 && path.empty())
         throw UsageError(QStringLiteral("a whole hive cannot be deleted: name a key below %1").arg(name));
     {
-        const OpenKey existing(store, openExisting(store, hive, path));
+        const StoreKey existing(store, openExisting(store, hive, path));
         if (operands.size() > 1) {
             const long rc =
                 store.queryValue(existing.handle(), operands[1].toStdString(), nullptr, nullptr, 0, nullptr);
@@ -252,7 +238,7 @@ int deleteFromRegistry(Session& session, const Arguments& arguments, const QStri
         KeyHandle handle = 0;
         if (const long rc = store.createKey(hive, path, &handle))
             storeFailure(store, hive, path, "written", rc);
-        const OpenKey key(store, handle);
+        const StoreKey key(store, handle);
         if (const long rc = store.deleteValue(handle, operands[1].toStdString()))
             storeFailure(store, hive, path, "written", rc);
         printLine(QStringLiteral("Deleted the value \"%1\" of %2").arg(operands[1], name));
@@ -272,7 +258,7 @@ int deleteFromRegistry(Session& session, const Arguments& arguments, const QStri
     KeyHandle handle = 0;
     if (const long rc = store.createKey(hive, parent, &handle))
         storeFailure(store, hive, parent, "written", rc);
-    const OpenKey key(store, handle);
+    const StoreKey key(store, handle);
     if (const long rc = store.deleteTree(handle, slash == std::string::npos ? path : path.substr(slash + 1)))
         storeFailure(store, hive, path, "deleted", rc);
     printLine(QStringLiteral("Deleted %1: %2 keys, %3 values").arg(name).arg(below.keys.size()).arg(values));
@@ -390,7 +376,7 @@ int importRegistry(Session& session, const Arguments&, const QStringList& operan
                 store.closeKey(handle);
                 if (const long rc = store.createKey(key.hive, parent, &handle))
                     fail(key.hive, parent, "written", rc);
-                const OpenKey open(store, handle);
+                const StoreKey open(store, handle);
                 const long rc = store.deleteTree(handle, key.path.substr(slash == std::string::npos ? 0 : slash + 1));
                 if (rc != regerr::Success && rc != regerr::FileNotFound)
                     fail(key.hive, key.path, "deleted", rc);
@@ -400,7 +386,7 @@ int importRegistry(Session& session, const Arguments&, const QStringList& operan
             KeyHandle handle = 0;
             if (const long rc = store.createKey(key.hive, key.path, &handle))
                 fail(key.hive, key.path, "written", rc);
-            const OpenKey open(store, handle);
+            const StoreKey open(store, handle);
             for (const regfile::Value& value : key.values) {
                 if (value.remove) {
                     const long rc = store.deleteValue(handle, value.name);
