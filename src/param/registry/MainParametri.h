@@ -111,4 +111,23 @@ private:
     QString section_;
 };
 
+// One access to the selected key: opens it, and closes it when the access ends.
+class KeyScope {
+public:
+    explicit KeyScope(MainParametri& selection) : selection_(selection) { selection_.OpenKey(); }
+    ~KeyScope() {
+        if (!keptOpen_)
+            selection_.CloseKey();
+    }
+    KeyScope(const KeyScope&) = delete;
+    KeyScope& operator=(const KeyScope&) = delete;
+
+    // Leaves the key open for the next access to close, as one refused write does.
+    void keepOpen() { keptOpen_ = true; }
+
+private:
+    MainParametri& selection_;
+    bool keptOpen_ = false;
+};
+
 }  // namespace paramcor

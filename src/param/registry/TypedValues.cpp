@@ -33,10 +33,9 @@ long MainParametri::queryString(const std::string& name, std::uint32_t* type, QS
 }
 
 QVariant MainParametri::ReadValue(const QString& name, const QVariant& defaultValue) {
-    OpenKey();
+    KeyScope key(*this);
     if (!keyOpen()) {
         message(kCannotRead, mb::Critical);
-        CloseKey();
         return {};
     }
     const ValueKind kind = kindOf(defaultValue);
@@ -45,7 +44,6 @@ QVariant MainParametri::ReadValue(const QString& name, const QVariant& defaultVa
         message(QStringLiteral("ERROR! Variable : ") + name + u'\n' +
                     QStringLiteral("Registry can handle only Integer, Long, Single and String."),
                 mb::Exclamation);
-        CloseKey();
         return {};
     }
 
@@ -77,7 +75,6 @@ QVariant MainParametri::ReadValue(const QString& name, const QVariant& defaultVa
                     mb::Exclamation);
             value = QVariant();
         }
-        CloseKey();
         return value;
     }
 
@@ -86,24 +83,19 @@ QVariant MainParametri::ReadValue(const QString& name, const QVariant& defaultVa
         message(
             QStringLiteral("WARNING! Variable invalid : ") + name + u'\n' + QStringLiteral("in ") + ComposeKeyPath(),
             mb::Exclamation);
-        CloseKey();
         return zeroOf(kind);
     }
-    if (skipDefaultWrite_) {
-        CloseKey();
+    if (skipDefaultWrite_)
         return zeroOf(kind);
-    }
     if (!equalsEmpty(defaultValue))
         WriteValue(name, defaultValue);
-    CloseKey();
     return defaultValue;
 }
 
 void MainParametri::WriteValue(const QString& name, const QVariant& value) {
-    OpenKey();
+    KeyScope key(*this);
     if (!keyOpen()) {
         message(kCannotWrite, mb::Critical);
-        CloseKey();
         return;
     }
     const ValueKind kind = kindOf(value);
@@ -121,31 +113,28 @@ void MainParametri::WriteValue(const QString& name, const QVariant& value) {
                                                encodeValue(kind, value));
     }
     ReportApiError(result, QStringLiteral("RegSetValueEx ") + name);
-    CloseKey();
 }
 
 QString MainParametri::ReadString(const QString& name, const QString& defaultValue) {
-    OpenKey();
-    if (!keyOpen()) {
-        message(kCannotRead, mb::Critical);
-        CloseKey();
-        return QString();
-    }
-    std::uint32_t type = 0;
-    QString text;
-    if (queryString(name.toStdString(), &type, &text) == regerr::Success) {
-        CloseKey();
-        return text;
-    }
-    if (debugMode_) {
-        // No blank after the colon here, unlike the generic read: both are kept as
-        // the suite's users know them.
-        message(QStringLiteral("WARNING! Variable invalid :") + name + u'\n' + QStringLiteral("in ") + ComposeKeyPath(),
+    {
+        KeyScope key(*this);
+        if (!keyOpen()) {
+            message(kCannotRead, mb::Critical);
+            return QString();
+        }
+        std::uint32_t type = 0;
+        QString text;
+        if (queryString(name.toStdString(), &type, &text) == regerr::Success)
+            return text;
+        if (debugMode_) {
+            // No blank after the colon here, unlike the generic read: both are kept as
+            // the suite's users know them.
+            message(
+                QStringLiteral("WARNING! Variable invalid :") + name + u'\n' + QStringLiteral("in ") + ComposeKeyPath(),
                 mb::Exclamation);
-        CloseKey();
-        return QString();
+            return QString();
+        }
     }
-    CloseKey();
     // While default writes are suppressed the default is still the answer: folder
     // resolution relies on it for names that must leave no value behind.
     if (!skipDefaultWrite_ && !defaultValue.isEmpty())
@@ -154,23 +143,22 @@ QString MainParametri::ReadString(const QString& name, const QString& defaultVal
 }
 
 void MainParametri::WriteString(const QString& name, const QString& value) {
-    OpenKey();
+    KeyScope key(*this);
     if (!keyOpen()) {
         message(kCannotWrite, mb::Critical);
-        CloseKey();
         return;
     }
     if (value.size() > kMaxStringLength) {
         platform().messages->beep();
         message(kTooLong, mb::Critical);
-        return;  // the key stays open until the next access closes it
+        key.keepOpen();  // until the next access closes it
+        return;
     }
     const QByteArray text = value.toUtf8();
     const long result = emptyKey_ ? regerr::AccessDenied
                                   : platform().registry->setValue(openKey_, name.toStdString(), regtype::String,
                                                                   std::vector<std::uint8_t>(text.begin(), text.end()));
     ReportApiError(result, QStringLiteral("RegSetValueExS ") + name);
-    CloseKey();
 }
 
 }  // namespace paramcor
