@@ -1,7 +1,7 @@
 #include <CVLParamcor/Platform.h>
 #include <CVLParamcor/SqliteRegistryStore.h>
 
-#include "param/registry/MainParametri.h"
+#include "platform/PlatformReplaced.h"
 #include "platform/RegisteredWindows.h"
 
 #include <QCoreApplication>
@@ -17,6 +17,8 @@
 
 #include <atomic>
 #include <chrono>
+#include <functional>
+#include <vector>
 
 #include <cstdio>
 
@@ -105,6 +107,11 @@ void fillDefaults(Platform& p) {
         p.separators = systemSeparators;
 }
 
+std::vector<std::function<void()>>& releases() {
+    static std::vector<std::function<void()>> registered;
+    return registered;
+}
+
 Platform& installed() {
     static Platform current = [] {
         Platform p;
@@ -120,8 +127,13 @@ Platform& platform() {
     return installed();
 }
 
+void whenPlatformReplaced(std::function<void()> release) {
+    releases().push_back(std::move(release));
+}
+
 void installPlatform(Platform replacement) {
-    MainParametri::instance().reset();  // closes a key left open on the old store
+    for (const auto& release : releases())
+        release();
     fillDefaults(replacement);
     installed() = std::move(replacement);
 }

@@ -1,5 +1,7 @@
 #include "param/registry/MainParametri.h"
 
+#include "platform/PlatformReplaced.h"
+
 #include <CVLParamcor/Platform.h>
 
 #include <set>
@@ -9,7 +11,13 @@
 namespace paramcor {
 
 MainParametri& MainParametri::instance() {
-    static MainParametri state;
+    static MainParametri& state = []() -> MainParametri& {
+        static MainParametri selection;
+        // A new platform starts from a fresh selection; a key left open is closed on
+        // the store it was opened on.
+        whenPlatformReplaced([] { selection.reset(); });
+        return selection;
+    }();
     return state;
 }
 
