@@ -147,7 +147,7 @@ void Parametri::ScriviParametroStringa(const QString& Variabile, const QString& 
 
 void Parametri::RegistraDocumento(const QString& Estensione, const QString& Gruppo, const QString& Shell,
                                   short IdIcona) {
-    workstation::registerDocument(Estensione, Gruppo, Shell, IdIcona);
+    workstation::registerDocument(selection(), Estensione, Gruppo, Shell, IdIcona);
 }
 
 QString Parametri::PercorsoTemp() const {
@@ -160,39 +160,39 @@ void Parametri::SvuotaErrori() {
     workstation::clearPendingErrors();
 }
 QString Parametri::RadReg() const {
-    return workstation::makerKey();
+    return workstation::makerKey(selection());
 }
 
 using workstation::VersionRecord;
 QString Parametri::VersioneProdotto() {
-    return workstation::readVersion(VersionRecord::Product);
+    return workstation::readVersion(selection(), VersionRecord::Product);
 }
 void Parametri::VersioneProdotto(const QString& value) {
-    workstation::writeVersion(VersionRecord::Product, value);
+    workstation::writeVersion(selection(), VersionRecord::Product, value);
 }
 QString Parametri::VersioneUpgrade() {
-    return workstation::readVersion(VersionRecord::Upgrade);
+    return workstation::readVersion(selection(), VersionRecord::Upgrade);
 }
 void Parametri::VersioneUpgrade(const QString& value) {
-    workstation::writeVersion(VersionRecord::Upgrade, value);
+    workstation::writeVersion(selection(), VersionRecord::Upgrade, value);
 }
 QString Parametri::VersioneProdottoMarmo() {
-    return workstation::readVersion(VersionRecord::Marble);
+    return workstation::readVersion(selection(), VersionRecord::Marble);
 }
 void Parametri::VersioneProdottoMarmo(const QString& value) {
-    workstation::writeVersion(VersionRecord::Marble, value);
+    workstation::writeVersion(selection(), VersionRecord::Marble, value);
 }
 QString Parametri::VersioneProdottoVetro() {
-    return workstation::readVersion(VersionRecord::Glass);
+    return workstation::readVersion(selection(), VersionRecord::Glass);
 }
 void Parametri::VersioneProdottoVetro(const QString& value) {
-    workstation::writeVersion(VersionRecord::Glass, value);
+    workstation::writeVersion(selection(), VersionRecord::Glass, value);
 }
 QString Parametri::VersioneProdottoVetroCam() {
-    return workstation::readVersion(VersionRecord::GlassCam);
+    return workstation::readVersion(selection(), VersionRecord::GlassCam);
 }
 void Parametri::VersioneProdottoVetroCam(const QString& value) {
-    workstation::writeVersion(VersionRecord::GlassCam, value);
+    workstation::writeVersion(selection(), VersionRecord::GlassCam, value);
 }
 
 void Parametri::ControllaValori(const QString& DB) {
@@ -214,7 +214,7 @@ QString Parametri::InformazioniSistema() {
 void Parametri::DatiFornitore(QString& Nome, QString& Telefono, QString& Indirizzo, QString& Sito) {
     QString* const outputs[] = {&Nome, &Telefono, &Indirizzo, &Sito};
     for (qsizetype i = 0; i < kSupplierKeys.size(); ++i) {
-        const QString stored = workstation::readMachineValue(kSupplierKeys[i]).trimmed();
+        const QString stored = workstation::readMachineValue(selection(), kSupplierKeys[i]).trimmed();
         *outputs[i] = stored.isEmpty() ? d->folders.supplierDefaults().value(kSupplierKeys[i].toUpper()) : stored;
     }
 }

@@ -18,10 +18,6 @@
 namespace paramcor::workstation {
 namespace {
 
-MainParametri& selection() {
-    return MainParametri::instance();
-}
-
 QString valueName(VersionRecord record) {
     switch (record) {
         case VersionRecord::Product:
@@ -40,11 +36,11 @@ QString valueName(VersionRecord record) {
 
 // The maker's key in the local-machine store. The record of glass cutting has
 // always cleared program and section once more: harmless, and kept.
-void selectMakerKey(VersionRecord record) {
-    selection().selectHive(Hive::LocalMachine, false);
+void selectMakerKey(MainParametri& selection, VersionRecord record) {
+    selection.selectHive(Hive::LocalMachine, false);
     if (record == VersionRecord::GlassCam) {
-        selection().setProgram(QString());
-        selection().setSection(QString());
+        selection.setProgram(QString());
+        selection.setSection(QString());
     }
 }
 
@@ -162,50 +158,50 @@ void clearPendingErrors() {
     std::feclearexcept(FE_ALL_EXCEPT);
 }
 
-QString makerKey() {
-    return QStringLiteral("SOFTWARE") + selection().registryRoot();
+QString makerKey(const MainParametri& selection) {
+    return QStringLiteral("SOFTWARE") + selection.registryRoot();
 }
 
-QString readVersion(VersionRecord record) {
-    selection().Push();
-    selectMakerKey(record);
-    const QString value = selection().ReadString(valueName(record), QString());
+// The scopes below put back hive, program and section as a Pop would, and leave the
+// no-maker-root flag as the calls set it.
+
+QString readVersion(MainParametri& selection, VersionRecord record) {
+    const SelectionScope saved(selection);
+    selectMakerKey(selection, record);
+    const QString value = selection.ReadString(valueName(record), QString());
     if (record == VersionRecord::Product)
-        selection().selectHive(Hive::CurrentUser, false);
-    selection().Pop();
+        selection.selectHive(Hive::CurrentUser, false);
     return value;
 }
 
-QString readMachineValue(const QString& name) {
-    selection().Push();
-    selection().selectHive(Hive::LocalMachine, false);
-    const QString value = selection().ReadString(name, QString());
-    selection().Pop();
-    return value;
+QString readMachineValue(MainParametri& selection, const QString& name) {
+    const SelectionScope saved(selection);
+    selection.selectHive(Hive::LocalMachine, false);
+    return selection.ReadString(name, QString());
 }
 
-void writeVersion(VersionRecord record, const QString& value) {
-    selection().Push();
-    selectMakerKey(record);
-    selection().WriteString(valueName(record), value);
-    selection().Pop();
+void writeVersion(MainParametri& selection, VersionRecord record, const QString& value) {
+    const SelectionScope saved(selection);
+    selectMakerKey(selection, record);
+    selection.WriteString(valueName(record), value);
 }
 
-void registerDocument(const QString& extension, const QString& group, const QString& shell, short iconIndex) {
-    MainParametri& s = selection();
-    s.Push();
-    s.selectHive(Hive::ClassesRoot, true);
-    s.setSection(extension);
-    s.WriteValue(QString(), group);
-    s.setSection(group + QStringLiteral("\\CLID"));
-    s.WriteValue(QString(), QString());
-    if (iconIndex >= 0) {
-        s.setSection(group + QStringLiteral("\\shell\\open\\command"));
-        s.WriteValue(QString(), QStringLiteral("\"%1\" \"%2\"").arg(shell, QStringLiteral("%1")));
+void registerDocument(MainParametri& selection, const QString& extension, const QString& group, const QString& shell,
+                      short iconIndex) {
+    {
+        const SelectionScope saved(selection);
+        selection.selectHive(Hive::ClassesRoot, true);
+        selection.setSection(extension);
+        selection.WriteValue(QString(), group);
+        selection.setSection(group + QStringLiteral("\\CLID"));
+        selection.WriteValue(QString(), QString());
+        if (iconIndex >= 0) {
+            selection.setSection(group + QStringLiteral("\\shell\\open\\command"));
+            selection.WriteValue(QString(), QStringLiteral("\"%1\" \"%2\"").arg(shell, QStringLiteral("%1")));
+        }
+        selection.setSection(group + QStringLiteral("\\DefaultIcon"));
+        selection.WriteValue(QString(), iconIndex >= 0 ? shell + u',' + QString::number(iconIndex) : shell);
     }
-    s.setSection(group + QStringLiteral("\\DefaultIcon"));
-    s.WriteValue(QString(), iconIndex >= 0 ? shell + u',' + QString::number(iconIndex) : shell);
-    s.Pop();
 #ifndef Q_OS_WIN
     registerWithTheDesktop(extension, group, shell, iconIndex >= 0);
 #endif

@@ -4,6 +4,10 @@
 
 #include <QString>
 
+namespace paramcor {
+class MainParametri;
+}
+
 namespace paramcor::workstation {
 
 // The temporary folder ending in a separator; empty, after a message, when the
@@ -20,20 +24,21 @@ QString createTempFile(const QString& folder, const QString& prefix);
 void clearPendingErrors();
 
 // "SOFTWARE" followed by the registry root.
-QString makerKey();
+QString makerKey(const MainParametri& selection);
 
 // The suite's version records: string values of the maker's key in the
 // local-machine store.
 enum class VersionRecord { Product, Upgrade, Marble, Glass, GlassCam };
-QString readVersion(VersionRecord record);
-void writeVersion(VersionRecord record, const QString& value);
+QString readVersion(MainParametri& selection, VersionRecord record);
+void writeVersion(MainParametri& selection, VersionRecord record, const QString& value);
 
 // A string value under the maker's key of the machine store; "" when it is missing.
-QString readMachineValue(const QString& name);
+QString readMachineValue(MainParametri& selection, const QString& name);
 
 // Registers a document type under the classes root. Leaves the no-maker-root flag
 // set, as client programs of the suite expect.
-void registerDocument(const QString& extension, const QString& group, const QString& shell, short iconIndex);
+void registerDocument(MainParametri& selection, const QString& extension, const QString& group, const QString& shell,
+                      short iconIndex);
 
 // The one-letter language file older programs of the suite read; written on
 // Windows only, best effort.
