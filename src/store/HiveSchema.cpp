@@ -53,6 +53,19 @@ struct Row {
     std::string folded;  // as it was folded
 };
 
+// The rows of `select` (owner, name as written, name as folded) whose names fold
+// otherwise now.
+int staleRows(Statement& select, std::vector<Row>& stale) {
+    int rc;
+    while ((rc = sqlite3_step(select.get())) == SQLITE_ROW) {
+        Row row{sqlite3_column_int64(select.get(), 0), columnText(select.get(), 1), columnText(select.get(), 2)};
+        if (foldName(row.text) != row.folded)
+            stale.push_back(std::move(row));
+    }
+    select.reset();
+    return rc == SQLITE_DONE ? SQLITE_OK : rc;
+}
+
 int refoldKeys(sqlite3* db, bool& changed) {
     Statement select;
     Statement find;
@@ -75,13 +88,7 @@ int refoldKeys(sqlite3* db, bool& changed) {
         return rc;
 
     std::vector<Row> stale;
-    while ((rc = sqlite3_step(select.get())) == SQLITE_ROW) {
-        Row row{sqlite3_column_int64(select.get(), 0), columnText(select.get(), 1), columnText(select.get(), 2)};
-        if (foldName(row.text) != row.folded)
-            stale.push_back(std::move(row));
-    }
-    select.reset();
-    if (rc != SQLITE_DONE)
+    if ((rc = staleRows(select, stale)) != SQLITE_OK)
         return rc;
 
     // By id: a parent comes before its subkeys, so a subkey of a key that joined
@@ -123,13 +130,7 @@ int refoldValues(sqlite3* db, bool& changed) {
     if (rc != SQLITE_OK)
         return rc;
     std::vector<Row> stale;
-    while ((rc = sqlite3_step(select.get())) == SQLITE_ROW) {
-        Row row{sqlite3_column_int64(select.get(), 0), columnText(select.get(), 1), columnText(select.get(), 2)};
-        if (foldName(row.text) != row.folded)
-            stale.push_back(std::move(row));
-    }
-    select.reset();
-    if (rc != SQLITE_DONE)
+    if ((rc = staleRows(select, stale)) != SQLITE_OK)
         return rc;
     Statement drop;
     rc = prepare(db, "DELETE FROM vals WHERE key = ?1 AND folded = ?2", drop);

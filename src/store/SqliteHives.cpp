@@ -1,0 +1,204 @@
+// The hive files of the POSIX store as it uses them: opened and checked on first
+// use, made when a write needs them, connected again after a failure.
+#include "SqliteStoreState.h"
+
+#include "HiveSchema.h"
+#include "KeyPaths.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+
+namespace paramcor {
+
+using store::Access;
+using store::bindText;
+using store::fromSqlite;
+using store::isBusy;
+using store::stepOnce;
+using store::succeeded;
+
+namespace {
+
+std::string describeFileType(mode_t mode) {
+    if (S_ISDIR(mode))
+        return "a folder";
+    if (S_ISFIFO(mode))
+        return "a pipe";
+    if (S_ISSOCK(mode))
+        return "a socket";
+    if (S_ISCHR(mode) || S_ISBLK(mode))
+        return "a device";
+    return "not a regular file";
+}
+
+}  // namespace
+
+SqliteRegistryStore::Impl::Impl(const std::string& userFolder, const std::string& machineFolder, Options opts)
+    : options(opts) {
+    const auto place = [this](int index, const std::string& folder, const char* name, FileAccess access) {
+        hives[index].place = {folder, (std::filesystem::path(folder) / name).string(), access};
+    };
+    // In the user's folder the machine hive is the user's too.
+    const FileAccess machine = machineFolder == userFolder ? opts.userFiles : opts.machineFiles;
+    place(store::ClassesRootIndex, userFolder, "HKEY_CLASSES_ROOT.db", opts.userFiles);
+    place(store::CurrentUserIndex, userFolder, "HKEY_CURRENT_USER.db", opts.userFiles);
+    place(store::LocalMachineIndex, machineFolder, "HKEY_LOCAL_MACHINE.db", machine);
+}
+
+long SqliteRegistryStore::Impl::failure(HiveState& h, int rc) {
+    if (isBusy(rc)) {
+        h.problem = file(h) + " is held by another process for longer than this one waits (" +
+                    std::to_string(options.busyTimeoutMs) + " ms)";
+        return fromSqlite(rc);
+    }
+    const char* message = h.conn ? sqlite3_errmsg(h.conn->db.get()) : "";
+    const int primary = rc & 0xFF;
+    h.problem =
+        file(h) + (primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB ? " is damaged: " : " failed: ") + message;
+    if (h.batch == Batch::Open)
+        h.batch = Batch::Lost;
+    h.conn.reset();
+    h.dropCaches();
+    return fromSqlite(rc);
+}
+
+long SqliteRegistryStore::Impl::openHive(HiveState& h, bool create) {
+    if (h.conn && h.conn->access == Access::Snapshot && !h.conn->stillWhole(file(h))) {
+        h.conn.reset();  // somebody writes the hive now: read it with them
+        h.dropCaches();
+    }
+    if (h.conn)
+        return regerr::Success;
+    struct stat st {};
+    if (::stat(file(h).c_str(), &st) != 0) {
+        if (errno != ENOENT && errno != ENOTDIR) {
+            h.problem = file(h) + " cannot be reached: " + std::strerror(errno);
+            return regerr::IoFailed;
+        }
+        return create ? createHive(h) : regerr::Success;
+    }
+    if (!S_ISREG(st.st_mode)) {
+        h.problem = file(h) + " is " + describeFileType(st.st_mode) + ", not a hive file";
+        return regerr::IoFailed;
+    }
+    if (st.st_size == 0)  // left by a creator that did not get to commit
+        return create ? createHive(h) : regerr::Success;
+    if (const long rc = store::checkHeader(file(h), store::kApplicationId, h.problem))
+        return rc;
+    return connect(h, store::mayWrite(file(h), st));
+}
+
+long SqliteRegistryStore::Impl::createHive(HiveState& h) {
+    if (const long rc = store::makeFolder(h.place, h.problem))
+        return rc;
+    struct stat st {};
+    if (::stat(file(h).c_str(), &st) == 0 && !store::mayWrite(file(h), st)) {
+        h.problem = file(h) + " may not be written";
+        return regerr::AccessDenied;
+    }
+    if (const long rc = store::createHiveFile(h.place, h.problem))
+        return rc;
+    sqlite3* raw = nullptr;
+    int rc = sqlite3_open_v2(file(h).c_str(), &raw, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
+    store::Database db(raw);
+    bool foreign = false;
+    if (rc == SQLITE_OK) {
+        sqlite3_busy_timeout(raw, options.busyTimeoutMs);
+        rc = store::initializeHive(raw, foreign);
+    }
+    if (rc != SQLITE_OK)
+        h.problem = file(h) + " cannot be made a hive: " + (raw ? sqlite3_errmsg(raw) : "out of memory");
+    db.reset();
+    if (foreign) {
+        h.problem = file(h) + " is not a hive of CVLParamcor: another program made a database in its place";
+        return regerr::BadDatabase;
+    }
+    if (rc != SQLITE_OK)
+        return fromSqlite(rc);
+    return connect(h, true);
+}
+
+long SqliteRegistryStore::Impl::connect(HiveState& h, bool writable) {
+    store::tighten(h.place);
+    std::unique_ptr<Connection> c;
+    store::Opened opened = store::openConnection(h.place, writable, options.busyTimeoutMs, c);
+    if (opened.rc != regerr::Success) {
+        h.problem = std::move(opened.why);
+        return opened.rc;
+    }
+    h.conn = std::move(c);
+    h.readOnlyWhy = std::move(opened.why);
+    if (!h.conn->writable() && h.readOnlyWhy.empty())
+        h.readOnlyWhy = file(h) + " may not be written";
+    h.dropCaches();
+    if (opened.refolded && h.conn->counter.writable())
+        h.conn->counter.bump();  // others found keys by the old names
+    h.cache.setSeen(h.conn->counter.load());
+    return regerr::Success;
+}
+
+long SqliteRegistryStore::Impl::readyToWrite(HiveState& h) {
+    if (h.batch == Batch::Lost) {
+        h.problem = file(h) + ": the batch of writes was lost, when the hive failed";
+        return regerr::IoFailed;
+    }
+    if (!h.conn->writable()) {
+        h.problem = h.readOnlyWhy;
+        return regerr::AccessDenied;
+    }
+    store::ChangeCounter& counter = h.conn->counter;
+    if (counter.state() == store::ChangeCounter::State::Missing) {
+        struct stat st {};
+        ::stat(file(h).c_str(), &st);
+        counter.open(file(h) + "-changes", true, st);
+        h.cache.setSeen(counter.load());
+        h.dropCaches();
+        if (counter.state() == store::ChangeCounter::State::ReadOnly) {
+            h.conn->access = Access::Read;
+            h.readOnlyWhy = h.problem = counter.problem() + ": this program reads the hive only";
+            return regerr::AccessDenied;
+        }
+    }
+    return regerr::Success;
+}
+
+int SqliteRegistryStore::Impl::lookUpKey(Connection& c, std::string_view folded, std::int64_t& id, std::string* path) {
+    id = 0;
+    bindText(c.selectKey.get(), 1, folded);
+    return stepOnce(c.selectKey.get(), [&](sqlite3_stmt* row) {
+        id = sqlite3_column_int64(row, 0);
+        if (path)
+            *path = store::columnText(row, 1);
+    });
+}
+
+long SqliteRegistryStore::Impl::findKey(HiveState& h, const std::string& folded, std::int64_t& id) {
+    h.refresh();
+    if (h.caching())
+        if (const std::int64_t* known = h.cache.findKey(folded)) {
+            id = *known;
+            return regerr::Success;
+        }
+    const int rc = lookUpKey(*h.conn, folded, id, nullptr);
+    if (!succeeded(rc))
+        return failure(h, rc);
+    if (h.caching())
+        h.cache.rememberKey(folded, id);
+    return regerr::Success;
+}
+
+long SqliteRegistryStore::Impl::abandon(HiveState& h, int rc) {
+    if (h.batch != Batch::Open)
+        stepOnce(h.conn->rollback.get());
+    return failure(h, rc);
+}
+
+store::HiveState* SqliteRegistryStore::Impl::hiveOf(Hive hive) {
+    const int index = store::hiveIndex(hive);
+    return index < 0 ? nullptr : &hives[index];
+}
+
+}  // namespace paramcor
