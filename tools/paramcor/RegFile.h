@@ -78,6 +78,9 @@ Document parse(QIODevice& device, qint64 maxBytes);
 // Throws FormatError (line 0) for text that REGEDIT4's code page cannot hold.
 QByteArray write(const Document& document);
 
+// The first line of a file of the format.
+QString headerLine(Format format);
+
 QString hiveName(Hive hive);
 
 // "HKEY_CURRENT_USER\SOFTWARE\Corvel" or "HKCU\SOFTWARE\Corvel": the hive and the
