@@ -1,9 +1,9 @@
 // The platform of the suite's client programs that the tests start: a store in the
-// given folder, the "." and "," separators, and message boxes that print every
-// message and count those that are not a notice.
+// given folder, the "." and "," separators, and the tests' recorded message boxes.
 #pragma once
 
-#include <CVLParamcor/Platform.h>
+#include "support/RecordingMessageBoxes.h"
+
 #include <CVLParamcor/SqliteRegistryStore.h>
 
 #include <cstdio>
@@ -11,19 +11,9 @@
 
 namespace paramcor::test {
 
-class CountingMessageBoxes final : public MessageBoxes {
-public:
-    int show(const QString& text, int flags, const QString&) override {
-        std::fprintf(stderr, "message: %s\n", qUtf8Printable(text));
-        ++((flags & 0x70) == mb::Information ? notices : faults);
-        return mb::Ok;
-    }
-    int faults = 0;
-    int notices = 0;
-};
-
-inline std::shared_ptr<CountingMessageBoxes> installHelperPlatform(const char* storeFolder, const char* libraryFolder) {
-    auto messages = std::make_shared<CountingMessageBoxes>();
+inline std::shared_ptr<RecordingMessageBoxes> installHelperPlatform(const char* storeFolder,
+                                                                    const char* libraryFolder) {
+    auto messages = std::make_shared<RecordingMessageBoxes>();
     Platform platform;
     platform.registry = std::make_shared<SqliteRegistryStore>(storeFolder);
     platform.messages = messages;
@@ -31,6 +21,17 @@ inline std::shared_ptr<CountingMessageBoxes> installHelperPlatform(const char* s
     platform.separators = [] { return Separators{".", ","}; };
     installPlatform(platform);
     return messages;
+}
+
+// Prints every message shown, and tells how many there were, notices (such as
+// waiting for another program's delivery) only when they count.
+inline int messagesShown(const RecordingMessageBoxes& boxes, bool noticesCount) {
+    int count = 0;
+    for (const RecordedMessage& m : boxes.messages) {
+        std::fprintf(stderr, "message: %s\n", qUtf8Printable(m.text));
+        count += noticesCount || (m.flags & 0x70) != mb::Information;
+    }
+    return count;
 }
 
 }  // namespace paramcor::test

@@ -36,5 +36,5 @@ int main(int argc, char** argv) {
                              qUtf8Printable(read.toString()));
         }
     }
-    return wrong == 0 && messages->faults + messages->notices == 0 ? 0 : 1;
+    return wrong == 0 && paramcor::test::messagesShown(*messages, true) == 0 ? 0 : 1;
 }

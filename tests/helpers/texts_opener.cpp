@@ -53,5 +53,5 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "texts_opener: unknown action\n");
         return 2;
     }
-    return messages->faults == 0 ? 0 : 1;
+    return paramcor::test::messagesShown(*messages, false) == 0 ? 0 : 1;
 }

@@ -300,9 +300,9 @@ TEST_P(RegistryStoreConformance, Values) {
     };
     const KeyHandle handle = create(s, key("Values"));
     EXPECT_EQ(read(s, handle, "").rc, regerr::FileNotFound);  // a new key has no value, not even this one
-    put(s, handle, "Zeta", regtype::Binary, {1});
+    put(s, handle, "Zeta", regtype::Binary, {1});  // written again below: still one value
     for (const auto& v : values)
-        put(s, handle, v.name, v.type, v.data);  // the first again: still one value
+        put(s, handle, v.name, v.type, v.data);
 
     // Read, sized and listed by this store, through a read-only handle too, and by
     // another store that has nothing in memory.

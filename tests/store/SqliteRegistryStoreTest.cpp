@@ -69,7 +69,6 @@ TEST(SqliteRegistryStore, FilesAndFoldersAppearOnlyWhenWritten) {
         SqliteRegistryStore store(user.string(), machine.string());
         // Reads find empty hives and create nothing; the root key of each is there.
         for (const auto& [hive, file] : files) {
-            EXPECT_EQ(store.hiveFile(hive), file.string());
             EXPECT_EQ(tryOpen(store, "Software", hive), regerr::FileNotFound);
             const KeyHandle key = open(store, "", hive);
             std::string name;
@@ -91,10 +90,6 @@ TEST(SqliteRegistryStore, FilesAndFoldersAppearOnlyWhenWritten) {
         EXPECT_TRUE(fs::exists(files[1].second.string() + suffix)) << suffix;
     SqliteRegistryStore again(user.string(), machine.string());
     EXPECT_EQ(read(again, "", "").data, dword(7));
-
-    const SqliteRegistryStore oneFolder(root.str());
-    for (const auto& [hive, file] : files)
-        EXPECT_EQ(oneFolder.hiveFile(hive), (root.path() / file.filename()).string());
 }
 
 TEST(SqliteRegistryStore, HivesThatMayNotBeWritten) {
@@ -378,11 +373,6 @@ TEST(SqliteRegistryStore, KeyPathsKeepTheRegistrysLimits) {
         EXPECT_EQ(tryOpen(store, path, Hive::CurrentUser, true), rc) << path.size();
         EXPECT_EQ(tryOpen(store, path), rc) << path.size();
     }
-    // Characters as Windows counts them: "é" is one, in two bytes.
-    std::string accented;
-    for (std::size_t i = 0; i < 200; ++i)
-        accented += "é";
-    EXPECT_EQ(checkKeyPath(accented), regerr::Success);
 }
 
 TEST(SqliteRegistryStore, SubkeysAndValuesComeInTheOrderOfTheUpperCasedNames) {

@@ -11,15 +11,6 @@
 
 namespace paramcor::test {
 
-int RecordingMessageBoxes::show(const QString& text, int flags, const QString& title) {
-    messages.push_back({text, flags, title});
-    if (answers.empty())
-        return mb::Ok;
-    const int answer = answers.front();
-    answers.pop_front();
-    return answer;
-}
-
 TestPlatform::TestPlatform()
     : boxes_(std::make_shared<RecordingMessageBoxes>()), store_(std::make_shared<SqliteRegistryStore>(storeFolder())) {
     Platform p;

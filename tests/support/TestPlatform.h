@@ -2,33 +2,18 @@
 // what they were asked to show, and a real SQLite store in a temporary folder.
 #pragma once
 
+#include "support/RecordingMessageBoxes.h"
+
 #include <CVLParamcor/Platform.h>
 #include <CVLParamcor/SqliteRegistryStore.h>
 
 #include <QTemporaryDir>
 #include <QVariant>
 
-#include <deque>
 #include <map>
 #include <vector>
 
 namespace paramcor::test {
-
-struct RecordedMessage {
-    QString text;
-    int flags;
-    QString title;
-};
-
-class RecordingMessageBoxes final : public MessageBoxes {
-public:
-    int show(const QString& text, int flags, const QString& title) override;
-    void beep() override { ++beeps; }
-
-    std::vector<RecordedMessage> messages;
-    std::deque<int> answers;  // given in order; OK when none is left
-    int beeps = 0;
-};
 
 // Installs a fresh platform for one test and the defaults again at its end: the
 // library's folder is a temporary folder holding a minimal installation file and an
