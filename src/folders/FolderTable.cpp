@@ -1,14 +1,11 @@
 #include "folders/FolderTable.h"
 
 #include "param/registry/MainParametri.h"
+#include "platform/SystemCalls.h"
 
 #include <CVLParamcor/Platform.h>
 
 #include <QDir>
-
-#ifdef Q_OS_WIN
-#include <windows.h>
-#endif
 
 namespace paramcor {
 namespace {
@@ -21,22 +18,6 @@ constexpr QChar kSeparator =
 #else
     u'/';
 #endif
-
-// The operating system's own folder; where there is none, the folder Windows
-// programs of the suite expect.
-QString systemFolder() {
-#ifdef Q_OS_WIN
-    wchar_t buffer[MAX_PATH + 1];
-    const UINT length = GetWindowsDirectoryW(buffer, MAX_PATH);
-    if (length > 0 && length <= MAX_PATH) {
-        QString folder = QString::fromWCharArray(buffer, static_cast<int>(length));
-        if (!folder.endsWith(u'\\'))
-            folder += u'\\';
-        return folder;
-    }
-#endif
-    return QStringLiteral("C:\\WINDOWS\\");
-}
 
 // Drops the "PERCORSO" prefix, so that "PercorsoDxf" and "Dxf" name one folder.
 // False, after a message, when nothing is left of the name.
@@ -100,7 +81,7 @@ int Folders::find(const QString& key) const {
 QString Folders::Percorso(const QString& NomePercorso) {
     QString key = NomePercorso.trimmed().toUpper();
     if (key == QLatin1String("WINDOWS"))
-        return systemFolder();
+        return systemcalls::windowsFolder();
     if (!stripPrefix(key, NomePercorso))
         return QString();
 

@@ -1,6 +1,7 @@
 #include "param/Workstation.h"
 
 #include "param/registry/MainParametri.h"
+#include "platform/SystemCalls.h"
 
 #include <CVLParamcor/Platform.h>
 
@@ -8,7 +9,6 @@
 #include <QHash>
 #include <QFile>
 #include <QProcess>
-#include <QRandomGenerator>
 #include <QRegularExpression>
 #include <QSaveFile>
 #include <QStandardPaths>
@@ -124,34 +124,15 @@ void regionalError(const QString& problem) {
 }  // namespace
 
 QString queryTempFolder() {
-    QString folder = QDir::toNativeSeparators(QDir::tempPath());
-    if (folder.isEmpty() || !QDir(folder).exists()) {
+    const QString folder = systemcalls::temporaryFolder();
+    if (folder.isEmpty())
         platform().messages->show(QStringLiteral("Cannot query TempDirectory"), mb::Critical,
                                   QStringLiteral("CVLParamCor"));
-        return QString();
-    }
-    if (!folder.endsWith(QDir::separator()))
-        folder += QDir::separator();
     return folder;
 }
 
 QString createTempFile(const QString& folder, const QString& prefix) {
-    if (folder.isEmpty())
-        return QString();
-    // Like the system's temporary names: 16-bit numbers, tried in turn from a
-    // random start until one is free; O_EXCL settles races between processes.
-    const QString stem = folder + prefix.left(3);
-    const quint32 start = QRandomGenerator::global()->bounded(0x10000u);
-    for (quint32 n = 0; n < 0x10000u; ++n) {
-        const quint32 unique = (start + n) % 0xFFFFu + 1;
-        const QString name = stem + QString::number(unique, 16).toUpper() + QStringLiteral(".tmp");
-        QFile file(name);
-        if (file.open(QIODevice::WriteOnly | QIODevice::NewOnly, QFile::ReadOwner | QFile::WriteOwner))
-            return name;
-        if (!QFile::exists(name))
-            return QString();  // not a name clash: the folder cannot take files
-    }
-    return QString();
+    return folder.isEmpty() ? QString() : systemcalls::temporaryFile(folder, prefix);
 }
 
 void clearPendingErrors() {

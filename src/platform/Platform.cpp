@@ -3,9 +3,9 @@
 
 #include "platform/PlatformReplaced.h"
 #include "platform/RegisteredWindows.h"
+#include "platform/SystemCalls.h"
 
 #include <QCoreApplication>
-#include <QLocale>
 #include <QStandardPaths>
 #include <QDateTime>
 #include <QThread>
@@ -202,8 +202,7 @@ double secondsSinceMidnight() {
 }
 
 Separators systemSeparators() {
-    const QLocale locale = QLocale::system();
-    return {locale.decimalPoint(), locale.groupSeparator()};
+    return systemcalls::localeSeparators();
 }
 
 }  // namespace paramcor
