@@ -84,6 +84,7 @@ void Translation::writeLanguage(short language) {
 
 void Translation::refreshAfterQuiet() {
     const double now = platform().timer();
+    retryAfterQuiet(now);
     if (quietSince(previousLookup_, now)) {
         // Assigned again as the suite always has, but only when that changes the
         // value: every write makes the other programs drop what they have found.
@@ -182,7 +183,6 @@ QString Translation::TraduciChiave(const QString& Programma, const QString& Prog
 }
 
 QString Translation::Traduci(const QString& Testo, const QString& Caratteri) {
-    retryAfterQuiet(platform().timer());
     refreshAfterQuiet();
     const bool cached = !debug_ && Caratteri.isEmpty();
     if (cached) {
