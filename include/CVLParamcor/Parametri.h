@@ -29,6 +29,8 @@
 
 namespace paramcor {
 
+class Folders;
+
 // A failure of the text database that reaches the caller: raised by
 // ControllaValori (and by the windows' work on the database), never by the rest of
 // this interface. code() is the database engine's error code.
@@ -317,6 +319,8 @@ private:
     void checkRegionalSettings();
     // Tells the windows the language when it is not the one they were last told.
     void announceLanguage();
+    // The folder editor works on the object's own table.
+    friend Folders& foldersOf(Parametri& owner);
 
     struct Impl;
     std::unique_ptr<Impl> d;

@@ -40,8 +40,7 @@ void reportMissingFolder(const QString& NomePercorso) {
 
 // Machine-wide folders live in the local-machine store, the others per user; both
 // directly under the suite's root.
-void selectStoreFor(const QString& NomePercorso) {
-    MainParametri& selection = MainParametri::instance();
+void selectStoreFor(MainParametri& selection, const QString& NomePercorso) {
     selection.selectHive(isMachineWideFolder(NomePercorso) ? Hive::LocalMachine : Hive::CurrentUser, false);
 }
 
@@ -69,6 +68,12 @@ void NormalizzaPercorso(QString& path) {
         path.remove(at, 1);
     if (!path.endsWith(kSeparator))
         path += kSeparator;
+}
+
+void Folders::assign(std::vector<RecordPercorso> rows, short count, QMap<QString, QString> supplier) {
+    table_ = std::move(rows);
+    count_ = count;
+    supplier_ = std::move(supplier);
 }
 
 int Folders::find(const QString& key) const {
@@ -110,13 +115,14 @@ QString Folders::Percorso(const QString& NomePercorso) {
     }
     NormalizzaPercorso(defaultPath);
 
-    MainParametri& selection = MainParametri::instance();
-    selection.Push();
-    selectStoreFor(NomePercorso);
-    selection.setSkipDefaultWrite(!storeDefault);
-    QString path = selection.ReadString(valueName, defaultPath);
-    selection.setSkipDefaultWrite(false);
-    selection.Pop();
+    QString path;
+    {
+        const SelectionScope keep(selection_);
+        selectStoreFor(selection_, NomePercorso);
+        selection_.setSkipDefaultWrite(!storeDefault);
+        path = selection_.ReadString(valueName, defaultPath);
+        selection_.setSkipDefaultWrite(false);
+    }
 
     NormalizzaPercorso(path);
     if (debug_ && !QDir(path).exists())
@@ -138,11 +144,10 @@ void Folders::ScriviPercorso(const QString& NomePercorso, const QString& Percors
     else if (debug_)
         reportMissingFolder(NomePercorso);
 
-    MainParametri& selection = MainParametri::instance();
-    selectStoreFor(NomePercorso);
-    selection.WriteString(valueName, PercorsoDefault);
-    selection.setSkipDefaultWrite(false);
-    selection.Pop();
+    selectStoreFor(selection_, NomePercorso);
+    selection_.WriteString(valueName, PercorsoDefault);
+    selection_.setSkipDefaultWrite(false);
+    selection_.Pop();
 }
 
 void Folders::DebugPercorsi(bool on) {

@@ -4,10 +4,13 @@
 
 #include <QMap>
 #include <QString>
+#include <QStringList>
 
 #include <vector>
 
 namespace paramcor {
+
+class MainParametri;
 
 // One declared folder.
 struct RecordPercorso {
@@ -22,6 +25,12 @@ struct RecordPercorso {
 // custom slots. One table per Parametri object.
 class Folders {
 public:
+    // Locations are read and written through `selection`, which must outlive the table.
+    explicit Folders(MainParametri& selection) : selection_(selection) {}
+
+    // Takes over what the installation file declared.
+    void assign(std::vector<RecordPercorso> rows, short count, QMap<QString, QString> supplier);
+
     std::vector<RecordPercorso>& TabellaPercorsi() { return table_; }
     const std::vector<RecordPercorso>& TabellaPercorsi() const { return table_; }
     short NumeroPercorsi() const { return count_; }
@@ -42,6 +51,7 @@ private:
     // Index of the row named `key` (upper-cased), or -1.
     int find(const QString& key) const;
 
+    MainParametri& selection_;
     std::vector<RecordPercorso> table_;
     QMap<QString, QString> supplier_;
     short count_ = 0;

@@ -2,7 +2,6 @@
 
 #include "folders/TextDecoding.h"
 #include "param/Numbers.h"
-#include "param/registry/MainParametri.h"
 
 #include <CVLParamcor/Platform.h>
 
@@ -15,7 +14,6 @@
 namespace paramcor {
 namespace {
 
-const QString kTitle = QStringLiteral("CVLParamCor - ParamCor.txt");
 const QString kFileName = QStringLiteral("ParamCor.txt");
 constexpr int kInitialRows = 11;  // indices 0 to 10 until "FOLDERS=n"
 constexpr int kCustomSlots = 9;
@@ -43,61 +41,42 @@ QString installationFilePath() {
     return matches.isEmpty() ? exact : folder + matches.first();
 }
 
-}  // namespace
+// Each step returns false once it has recorded the fault that stops the reading.
+class Reader {
+public:
+    explicit Reader(Installation& installation) : in_(installation), table_(installation.rows) {}
 
-bool InstallationFile::fault(const QString& text, int icon) {
-    platform().messages->show(text, icon, kTitle);
-    return false;
-}
+    bool AnalizzaRiga(const QString& Riga, int NumeroRiga);
+    bool bindMacros();
+    bool checkDeclarationsAndCycles();
+    void expandDefaults();
+    bool checkLeftOverMacros();
+    void addCustomSlots();
 
-bool InstallationFile::lineFault(const QString& text, int NumeroRiga, const QString& line) {
-    return fault(text + QString::number(NumeroRiga) + u'\n' + shownLine(line));
-}
+private:
+    bool registryRootLine(const QString& value, int NumeroRiga);
+    bool foldersLine(const QString& value, const QString& line, int NumeroRiga);
+    bool folderLine(const QString& name, const QString& value, const QString& line, int NumeroRiga);
+    bool supplierLine(const QString& name, const QString& line, int NumeroRiga, const QString& value);
+    bool RiferimentoCircolare(short Inizio, short Indice) const;
 
-bool InstallationFile::LeggiFileInstallazione() {
-    const QString path = installationFilePath();
-    const QFileInfo info(path);
-    if (!info.exists() || info.isDir())
-        return fault(QStringLiteral("ERROR: missing file ") + path);
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return fault(QStringLiteral("ERROR: cannot read file ") + path + u'\n' + file.errorString());
-    const QByteArray content = file.readAll();
-    if (file.error() != QFileDevice::NoError)
-        return fault(QStringLiteral("ERROR: cannot read file ") + path + u'\n' + file.errorString());
-    return read(content);
-}
-
-bool InstallationFile::read(const QByteArray& content) {
-    auto& table = folders_.TabellaPercorsi();
-    table.assign(kInitialRows, RecordPercorso{});
-    folders_.setNumeroPercorsi(0);
-    folders_.supplierDefaults().clear();
-    declared_ = 0;
-
-    const QStringList lines = splitLines(decodeHandEditedText(content));
-    for (int i = 0; i < lines.size(); ++i)
-        if (!AnalizzaRiga(lines.at(i), i + 1))
-            return false;
-
-    // The suite root: its default is the root's current location.
-    table[0].Nome = QStringLiteral("Wincor");
-    table[0].DefaultEspanso = table[0].Default;
-    const QString root = folders_.Percorso(QStringLiteral("Wincor"));
-    table[0].Default = root;
-    table[0].DefaultEspanso = root;
-    table[0].IndiceMacro = -1;
-
-    if (!bindMacros() || !checkDeclarationsAndCycles())
+    // The token a default uses to name folder j: "<NAME>", or "<PROGRAM>" for the
+    // library's folder.
+    QString macroOf(int j) const;
+    bool fault(const QString& text, int icon = 16) {
+        in_.fault = InstallationFault{text, icon};
         return false;
-    expandDefaults();
-    if (!checkLeftOverMacros())
-        return false;
-    addCustomSlots();
-    return true;
-}
+    }
+    // A fault of a line: the text, the line number, a line feed and the cleaned line.
+    bool lineFault(const QString& text, int NumeroRiga, const QString& line) {
+        return fault(text + QString::number(NumeroRiga) + u'\n' + shownLine(line));
+    }
 
-bool InstallationFile::AnalizzaRiga(const QString& Riga, int NumeroRiga) {
+    Installation& in_;
+    std::vector<RecordPercorso>& table_;
+};
+
+bool Reader::AnalizzaRiga(const QString& Riga, int NumeroRiga) {
     QString line = Riga;
     const qsizetype comment = line.indexOf(u'\'');
     if (comment >= 0)
@@ -123,21 +102,21 @@ bool InstallationFile::AnalizzaRiga(const QString& Riga, int NumeroRiga) {
         return folderLine(name, value, line, NumeroRiga);
     for (const QString& key : kSupplierKeys)
         if (name == key.toUpper())
-            return supplierLine(name, value, line, NumeroRiga);
+            return supplierLine(name, line, NumeroRiga, value);
     return fault(QStringLiteral("Unknow variable name ") + name + QStringLiteral(" in line ") +
                  QString::number(NumeroRiga) + u'\n' + shownLine(line));
 }
 
-bool InstallationFile::supplierLine(const QString& name, const QString& value, const QString& line, int NumeroRiga) {
-    if (folders_.supplierDefaults().contains(name))
+bool Reader::supplierLine(const QString& name, const QString& line, int NumeroRiga, const QString& value) {
+    if (in_.supplier.contains(name))
         return lineFault(QStringLiteral("Double ") + name + QStringLiteral(" definition in line "), NumeroRiga, line);
-    folders_.supplierDefaults().insert(name, value);
+    in_.supplier.insert(name, value);
     return true;
 }
 
-bool InstallationFile::registryRootLine(const QString& value, int NumeroRiga) {
-    MainParametri& selection = MainParametri::instance();
-    if (!selection.registryRoot().isEmpty())
+// An empty root counts as none, so a later line may still give one.
+bool Reader::registryRootLine(const QString& value, int NumeroRiga) {
+    if (!in_.registryRoot.isEmpty())
         return fault(QStringLiteral("Double RegistryRoot definition in line ") + QString::number(NumeroRiga),
                      mb::Information);
     QString root = value;
@@ -147,28 +126,28 @@ bool InstallationFile::registryRootLine(const QString& value, int NumeroRiga) {
         while (root.endsWith(u'\\'))
             root.chop(1);
     }
-    selection.setRegistryRoot(root);
+    in_.registryRoot = root;
     return true;
 }
 
-bool InstallationFile::foldersLine(const QString& value, const QString& line, int NumeroRiga) {
+bool Reader::foldersLine(const QString& value, const QString& line, int NumeroRiga) {
     const double count = leadingNumber(value);
     if (count < 1 || count > kMaxFolders)
         return lineFault(QStringLiteral("Too many CustomPath in line "), NumeroRiga, line);
-    if (declared_ >= 1)
+    if (in_.declared >= 1)
         return lineFault(QStringLiteral("Double CustomPath definition in line "), NumeroRiga, line);
-    declared_ = static_cast<short>(roundHalfEven(count));
-    folders_.TabellaPercorsi().resize(declared_ + kCustomSlots + 1);
+    in_.declared = static_cast<short>(roundHalfEven(count));
+    table_.resize(in_.declared + kCustomSlots + 1);
     return true;
 }
 
-bool InstallationFile::folderLine(const QString& name, const QString& value, const QString& line, int NumeroRiga) {
+bool Reader::folderLine(const QString& name, const QString& value, const QString& line, int NumeroRiga) {
     const double number = roundHalfEven(leadingNumber(name.mid(6)));
-    if (number < 0 || number > declared_)
+    if (number < 0 || number > in_.declared)
         return lineFault(QStringLiteral("Wrong folder number ") + asInteger(number) + QStringLiteral(" in line "),
                          NumeroRiga, line);
     const int index = static_cast<int>(number);
-    RecordPercorso& record = folders_.TabellaPercorsi()[index];
+    RecordPercorso& record = table_[index];
     if (!record.Nome.isEmpty() && index != 0)
         return lineFault(QStringLiteral("Folder ") + asInteger(number) + QStringLiteral(" double definition in line "),
                          NumeroRiga, line);
@@ -199,17 +178,16 @@ bool InstallationFile::folderLine(const QString& name, const QString& value, con
     return true;
 }
 
-QString InstallationFile::macroOf(int j) const {
-    if (j == declared_ + 1)
+QString Reader::macroOf(int j) const {
+    if (j == in_.declared + 1)
         return QStringLiteral("<PROGRAM>");
-    return u'<' + folders_.TabellaPercorsi()[j].Nome.toUpper() + u'>';
+    return u'<' + table_[j].Nome.toUpper() + u'>';
 }
 
-bool InstallationFile::bindMacros() {
-    auto& table = folders_.TabellaPercorsi();
-    const int program = declared_ + 1;
-    for (int i = 1; i <= declared_; ++i) {
-        RecordPercorso& record = table[i];
+bool Reader::bindMacros() {
+    const int program = in_.declared + 1;
+    for (int i = 1; i <= in_.declared; ++i) {
+        RecordPercorso& record = table_[i];
         record.IndiceMacro = -1;
         const QString upperDefault = record.Default.toUpper();
         for (int j = 0; j <= program; ++j) {
@@ -227,13 +205,12 @@ bool InstallationFile::bindMacros() {
     return true;
 }
 
-bool InstallationFile::RiferimentoCircolare(short Inizio, short Indice) const {
-    const auto& table = folders_.TabellaPercorsi();
-    const int program = declared_ + 1;
+bool Reader::RiferimentoCircolare(short Inizio, short Indice) const {
+    const int program = in_.declared + 1;
     // A chain may also run into a loop that does not pass through the start: that
     // too makes the start's default unusable.
     std::set<int> visited;
-    for (int at = Indice;; at = table[at].IndiceMacro) {
+    for (int at = Indice;; at = table_[at].IndiceMacro) {
         if (at == Inizio)
             return true;
         if (at == -1 || at == program)
@@ -243,14 +220,13 @@ bool InstallationFile::RiferimentoCircolare(short Inizio, short Indice) const {
     }
 }
 
-bool InstallationFile::checkDeclarationsAndCycles() {
-    const auto& table = folders_.TabellaPercorsi();
-    for (int i = 1; i <= declared_; ++i) {
-        if (table[i].Nome.isEmpty())
+bool Reader::checkDeclarationsAndCycles() {
+    for (int i = 1; i <= in_.declared; ++i) {
+        if (table_[i].Nome.isEmpty())
             return fault(QStringLiteral("Missing declaration for folder ") + QString::number(i));
-        if (RiferimentoCircolare(static_cast<short>(i), table[i].IndiceMacro))
-            return fault(QStringLiteral("Circular reference in default value for folder ") + table[i].Nome + u'\n' +
-                         table[i].Default);
+        if (RiferimentoCircolare(static_cast<short>(i), table_[i].IndiceMacro))
+            return fault(QStringLiteral("Circular reference in default value for folder ") + table_[i].Nome + u'\n' +
+                         table_[i].Default);
     }
     return true;
 }
@@ -258,45 +234,96 @@ bool InstallationFile::checkDeclarationsAndCycles() {
 // One pass in index order: a folder takes the expanded default of a lower one,
 // and a higher one's default as it is written, macro included, which the check
 // of left-over macros then reports. Installation files rely on this order.
-void InstallationFile::expandDefaults() {
-    auto& table = folders_.TabellaPercorsi();
-    const int program = declared_ + 1;
-    for (int i = 1; i <= declared_; ++i) {
-        const int r = table[i].IndiceMacro;
+void Reader::expandDefaults() {
+    const int program = in_.declared + 1;
+    for (int i = 1; i <= in_.declared; ++i) {
+        const int r = table_[i].IndiceMacro;
         if (r == -1)
             continue;
-        const QString value = r == program ? PercorsoPrincipale() : table[r].DefaultEspanso;
+        const QString value = r == program ? PercorsoPrincipale() : table_[r].DefaultEspanso;
         const QString token = macroOf(r);
-        QString& expanded = table[i].DefaultEspanso;
+        QString& expanded = table_[i].DefaultEspanso;
         const qsizetype at = expanded.indexOf(token, 0, Qt::CaseInsensitive);
         if (at >= 0)
             expanded.replace(at, token.size(), value);
     }
 }
 
-bool InstallationFile::checkLeftOverMacros() {
-    const auto& table = folders_.TabellaPercorsi();
-    for (int i = 1; i <= declared_; ++i) {
-        const QString& expanded = table[i].DefaultEspanso;
+bool Reader::checkLeftOverMacros() {
+    for (int i = 1; i <= in_.declared; ++i) {
+        const QString& expanded = table_[i].DefaultEspanso;
         const qsizetype open = expanded.indexOf(u'<');
         if (open < 0)
             continue;
         const qsizetype close = expanded.indexOf(u'>', open);
         const QString macro = close < 0 ? expanded.mid(open) : expanded.mid(open, close - open + 1);
         return fault(QStringLiteral("Missing macro ") + macro + QStringLiteral(" in default folder ") + u'\n' +
-                     table[i].Default);
+                     table_[i].Default);
     }
     return true;
 }
 
-void InstallationFile::addCustomSlots() {
-    auto& table = folders_.TabellaPercorsi();
+void Reader::addCustomSlots() {
     for (int k = 1; k <= kCustomSlots; ++k) {
-        RecordPercorso& slot = table[declared_ + k];
+        RecordPercorso& slot = table_[in_.declared + k];
         slot = RecordPercorso{};
         slot.Nome = QStringLiteral("Custom") + QString::number(k);
     }
-    folders_.setNumeroPercorsi(static_cast<short>(declared_ + kCustomSlots));
+    in_.folderCount = static_cast<short>(in_.declared + kCustomSlots);
+}
+
+}  // namespace
+
+Installation readInstallationFile() {
+    const QString path = installationFilePath();
+    const QFileInfo info(path);
+    Installation installation;
+    if (!info.exists() || info.isDir()) {
+        installation.fault = InstallationFault{QStringLiteral("ERROR: missing file ") + path};
+        return installation;
+    }
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        installation.fault =
+            InstallationFault{QStringLiteral("ERROR: cannot read file ") + path + u'\n' + file.errorString()};
+        return installation;
+    }
+    const QByteArray content = file.readAll();
+    if (file.error() != QFileDevice::NoError) {
+        installation.fault =
+            InstallationFault{QStringLiteral("ERROR: cannot read file ") + path + u'\n' + file.errorString()};
+        return installation;
+    }
+    return readInstallation(content);
+}
+
+Installation readInstallation(const QByteArray& content) {
+    Installation installation;
+    installation.rows.assign(kInitialRows, RecordPercorso{});
+    Reader reader(installation);
+    const QStringList lines = splitLines(decodeHandEditedText(content));
+    for (int i = 0; i < lines.size(); ++i)
+        if (!reader.AnalizzaRiga(lines.at(i), i + 1))
+            return installation;
+    // The suite root, whose default a "FOLDER0" line may give.
+    RecordPercorso& root = installation.rows[0];
+    root.Nome = QStringLiteral("Wincor");
+    root.DefaultEspanso = root.Default;
+    return installation;
+}
+
+void resolveFolders(Installation& installation, const QString& suiteRoot) {
+    RecordPercorso& root = installation.rows[0];
+    root.Default = suiteRoot;
+    root.DefaultEspanso = suiteRoot;
+    root.IndiceMacro = -1;
+    Reader reader(installation);
+    if (!reader.bindMacros() || !reader.checkDeclarationsAndCycles())
+        return;
+    reader.expandDefaults();
+    if (!reader.checkLeftOverMacros())
+        return;
+    reader.addCustomSlots();
 }
 
 bool VerificaFile(const QString& Percorso, bool AvvisaSeManca) {

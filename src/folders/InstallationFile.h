@@ -1,12 +1,17 @@
 // The installation file "ParamCor.txt" beside the library: the registry root of
-// the suite and the declarations of its named folders.
+// the suite and the declarations of its named folders. Reading it touches neither
+// the store nor the screen: the caller shows the fault and keeps what was read.
 #pragma once
 
 #include "folders/FolderTable.h"
 
 #include <QByteArray>
+#include <QMap>
 #include <QString>
 #include <QStringList>
+
+#include <optional>
+#include <vector>
 
 namespace paramcor {
 
@@ -16,42 +21,35 @@ namespace paramcor {
 inline const QStringList kSupplierKeys{QStringLiteral("Fornitore"), QStringLiteral("TelefonoFornitore"),
                                        QStringLiteral("IndirizzoFornitore"), QStringLiteral("SitoFornitore")};
 
-// Reads the file into a folder table and the process-wide registry root. Strict:
-// the first fault is shown in one message and reading stops there.
-class InstallationFile {
-public:
-    explicit InstallationFile(Folders& folders) : folders_(folders) {}
+// The title of every message about the installation file.
+inline const QString kInstallationTitle = QStringLiteral("CVLParamCor - ParamCor.txt");
 
-    // Reads PercorsoPrincipale + "ParamCor.txt". False after a message.
-    bool LeggiFileInstallazione();
-
-    // Reads the file's content, as LeggiFileInstallazione does once it has it.
-    bool read(const QByteArray& content);
-
-private:
-    bool AnalizzaRiga(const QString& Riga, int NumeroRiga);
-    bool registryRootLine(const QString& value, int NumeroRiga);
-    bool foldersLine(const QString& value, const QString& line, int NumeroRiga);
-    bool folderLine(const QString& name, const QString& value, const QString& line, int NumeroRiga);
-    bool supplierLine(const QString& name, const QString& value, const QString& line, int NumeroRiga);
-
-    bool bindMacros();
-    bool checkDeclarationsAndCycles();
-    void expandDefaults();
-    bool checkLeftOverMacros();
-    void addCustomSlots();
-    bool RiferimentoCircolare(short Inizio, short Indice) const;
-
-    // The token a default uses to name folder j: "<NAME>", or "<PROGRAM>" for the
-    // library's folder.
-    QString macroOf(int j) const;
-    // A fault of a line: the text, the line number, a line feed and the cleaned line.
-    static bool lineFault(const QString& text, int NumeroRiga, const QString& line);
-    static bool fault(const QString& text, int icon = 16);
-
-    Folders& folders_;
-    short declared_ = 0;  // the n of "FOLDERS=n"
+struct InstallationFault {
+    QString text;
+    int icon = 16;  // critical
 };
+
+// What a reading found, up to its first fault. Strict: reading stops there, and
+// the registry root and rows read before it are kept, as the suite always had them.
+struct Installation {
+    QString registryRoot;
+    std::vector<RecordPercorso> rows;
+    short declared = 0;     // the n of "FOLDERS=n"
+    short folderCount = 0;  // the last row's index once resolved; 0 until then
+    QMap<QString, QString> supplier;  // by upper-cased name
+    std::optional<InstallationFault> fault;
+};
+
+// Reads the lines of PercorsoPrincipale + "ParamCor.txt" (the name in any case).
+Installation readInstallationFile();
+
+// Reads the lines of a file's content.
+Installation readInstallation(const QByteArray& content);
+
+// Completes a reading whose lines are sound: the suite root's row takes
+// `suiteRoot`, its current location, the defaults' macros are bound and expanded
+// and the nine custom slots added. A fault of the declarations stops it.
+void resolveFolders(Installation& installation, const QString& suiteRoot);
 
 // True when an ordinary file is at the path and may be written; otherwise shows
 // why (a missing file only when asked to) and returns false.

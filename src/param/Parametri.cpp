@@ -2,6 +2,7 @@
 
 #include "folders/FolderTable.h"
 #include "folders/InstallationFile.h"
+#include "param/FolderSetup.h"
 #include "param/SystemReport.h"
 #include "param/Workstation.h"
 #include "param/registry/MainParametri.h"
@@ -18,7 +19,7 @@ struct Parametri::Impl {
     bool ready = false;   // creation ran to the end
     short announced = 0;  // the language the windows were last told
     QString tempFolder;
-    Folders folders;
+    Folders folders{MainParametri::instance()};
     TextDatabase texts{MainParametri::instance()};
     // The time of the previous lookup starts at 0, so the first one reads the language.
     Translation translation{texts, MainParametri::instance(), tempFolder};
@@ -63,7 +64,11 @@ bool Parametri::queryTempFolder() {
 }
 
 bool Parametri::readInstallationFile() {
-    return InstallationFile(d->folders).LeggiFileInstallazione();
+    return setUpFolders(d->folders, selection());
+}
+
+Folders& foldersOf(Parametri& owner) {
+    return owner.d->folders;
 }
 
 // The unit rows are made sure of before the user file is opened.

@@ -1,6 +1,5 @@
 // The installation file: its grammar, its faults and their messages.
 #include "folders/InstallationFile.h"
-#include "param/registry/MainParametri.h"
 #include "support/TestPlatform.h"
 
 #include <CVLParamcor/Parametri.h>
@@ -14,15 +13,17 @@ using test::TestPlatform;
 
 const QString kTitle = "CVLParamCor - ParamCor.txt";
 
-// Reads `content` into a fresh table, as the creation of a Parametri object does.
+const QString kRoot = "/suite/Wincor/";
+
+// Reads `content` as the creation does, the suite root resolving to kRoot.
 struct Reading {
-    explicit Reading(const QByteArray& content) {
-        MainParametri::instance().setRegistryRoot(QString());
-        ok = InstallationFile(folders).read(content);
+    explicit Reading(const QByteArray& content) : in(readInstallation(content)) {
+        if (!in.fault)
+            resolveFolders(in, kRoot);
     }
-    const RecordPercorso& row(int i) const { return folders.TabellaPercorsi().at(i); }
-    Folders folders;
-    bool ok = false;
+    bool ok() const { return !in.fault; }
+    const RecordPercorso& row(int i) const { return in.rows.at(i); }
+    Installation in;
 };
 
 struct BadFile {
@@ -34,14 +35,12 @@ struct BadFile {
 
 class BadInstallationFile : public ::testing::TestWithParam<BadFile> {};
 
-TEST_P(BadInstallationFile, StopsAtTheFirstFaultWithOneMessage) {
-    TestPlatform platform;
-    Reading reading(GetParam().content);
-    EXPECT_FALSE(reading.ok);
-    ASSERT_EQ(platform.messages().size(), 1u);
-    EXPECT_EQ(platform.messages()[0].text, GetParam().message);
-    EXPECT_EQ(platform.messages()[0].flags, GetParam().icon);
-    EXPECT_EQ(platform.messages()[0].title, kTitle);
+TEST_P(BadInstallationFile, StopsAtTheFirstFault) {
+    const Reading reading(GetParam().content);
+    ASSERT_FALSE(reading.ok());
+    EXPECT_EQ(reading.in.fault->text, GetParam().message);
+    EXPECT_EQ(reading.in.fault->icon, GetParam().icon);
+    EXPECT_EQ(reading.in.folderCount, 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -90,35 +89,38 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(InstallationFile, CommentsAndBlankLinesDeclareOnlyTheRootAndTheCustomSlots) {
-    TestPlatform platform;
-    Reading reading("' Installation\r\n\r\n   \r\n\t' indented comment\r\n");
-    ASSERT_TRUE(reading.ok);
-    EXPECT_EQ(reading.folders.NumeroPercorsi(), 9);
+    const Reading reading("' Installation\r\n\r\n   \r\n\t' indented comment\r\n");
+    ASSERT_TRUE(reading.ok());
+    EXPECT_EQ(reading.in.folderCount, 9);
     EXPECT_EQ(reading.row(0).Nome, "Wincor");
-    EXPECT_EQ(reading.row(0).DefaultEspanso, platform.folder() + "/Wincor/");
+    EXPECT_EQ(reading.row(0).DefaultEspanso, kRoot);
     for (int k = 1; k <= 9; ++k) {
         EXPECT_EQ(reading.row(k).Nome, "Custom" + QString::number(k));
         EXPECT_TRUE(reading.row(k).Default.isEmpty());
         EXPECT_EQ(reading.row(k).IndiceMacro, -1);
     }
-    EXPECT_EQ(MainParametri::instance().registryRoot(), "");
-    EXPECT_TRUE(platform.messages().empty());
+    EXPECT_EQ(reading.in.registryRoot, "");
 }
 
-TEST(InstallationFile, RegistryRootTakesOneLeadingAndNoTrailingBackslash) {
+TEST(InstallationFile, RegistryRootAndItsEncodings) {
+    const QString perche = QString::fromUtf8("\\Perché");
     const std::pair<QByteArray, QString> cases[] = {
         {"REGISTRYROOT=Corvel", "\\Corvel"},
         {"registryroot = \\Corvel\\\\", "\\Corvel"},
         {"RegistryRoot=Corvel\\Suite\\", "\\Corvel\\Suite"},
         {"REGISTRYROOT=\\", ""},
         {"REGISTRYROOT=\nREGISTRYROOT=Second", "\\Second"},  // an empty root does not count
+        {"\xEF\xBB\xBFREGISTRYROOT=Perch\xC3\xA9\r\n", perche},  // UTF-8 with a byte-order mark
+        {"REGISTRYROOT=Perch\xC3\xA9\n", perche},
+        {"REGISTRYROOT=Perch\xE9\r\n", perche},  // Windows-1252
+        {"REGISTRYROOT=\x80uro\x92s", QString::fromUtf8("\\€uro’s")},
+        {"REGISTRYROOT=Kept\nbroken", "\\Kept"},  // what came before a fault stays
     };
-    for (const auto& [content, root] : cases) {
-        TestPlatform platform;
-        Reading reading(content);
-        EXPECT_TRUE(reading.ok) << content.toStdString();
-        EXPECT_EQ(MainParametri::instance().registryRoot(), root) << content.toStdString();
-    }
+    for (const auto& [content, root] : cases)
+        EXPECT_EQ(Reading(content).in.registryRoot, root) << content.toStdString();
+    // Lines are counted alike whatever ends them.
+    for (const QByteArray& content : {QByteArray("a=1\r\n\r\nb c"), QByteArray("a=1\n\nb c"), QByteArray("a=1\r\rb c")})
+        EXPECT_EQ(Reading("' x\n" + content).in.fault->text, "Unknow variable name A in line 2\na=1");
 }
 
 TEST(InstallationFile, FolderCountIsTheLeadingNumberRounded) {
@@ -127,20 +129,19 @@ TEST(InstallationFile, FolderCountIsTheLeadingNumberRounded) {
         {"FOLDERS=3.5", 4},     {"FOLDERS= 1 2 abc", 12}, {"FOLDERS=1e2", 100},
     };
     for (const auto& [content, declared] : cases) {
-        TestPlatform platform;
         QByteArray file = content + "\n";
         for (int i = 1; i <= declared; ++i)
             file += "FOLDER" + QByteArray::number(i) + "=F" + QByteArray::number(i) + ",x\n";
-        Reading reading(file);
-        ASSERT_TRUE(reading.ok) << content.toStdString();
-        EXPECT_EQ(reading.folders.NumeroPercorsi(), declared + 9) << content.toStdString();
+        const Reading reading(file);
+        ASSERT_TRUE(reading.ok()) << content.toStdString();
+        EXPECT_EQ(reading.in.folderCount, declared + 9) << content.toStdString();
         EXPECT_EQ(reading.row(declared + 1).Nome, "Custom1");
     }
 }
 
 TEST(InstallationFile, FolderLinesAndTheirExpansion) {
-    TestPlatform platform;
-    Reading reading(
+    TestPlatform platform;  // the library's folder
+    const Reading reading(
         "REGISTRYROOT=Corvel\r\n"
         "FOLDERS=6\r\n"
         "folder3 = Dxf , <WINCOR>\\Dxf\r\n"
@@ -150,92 +151,66 @@ TEST(InstallationFile, FolderLinesAndTheirExpansion) {
         "FOLDER5=Report,<disegni>\\Report\r\n"
         "FOLDER6=Vuoto,<Report>\\x\r\n"
         "FOLDER0=Radice,E:\\Suite,ROOT\r\n");
-    ASSERT_TRUE(reading.ok);
+    ASSERT_TRUE(reading.ok());
     EXPECT_EQ(reading.row(0).Nome, "Wincor");
-    EXPECT_EQ(reading.row(0).DefaultEspanso, "E:/Suite/");  // a FOLDER0 line gives the root its default
     EXPECT_EQ(reading.row(0).Rif, "ROOT");
     EXPECT_EQ(reading.row(1).DefaultEspanso, platform.folder() + "/PostProc");
     EXPECT_EQ(reading.row(1).Rif, "POST, PROC");
     EXPECT_EQ(reading.row(1).IndiceMacro, 7);  // the library's folder
     EXPECT_EQ(reading.row(3).Nome, "Dxf");
     EXPECT_EQ(reading.row(3).Default, "<WINCOR>\\Dxf");
-    EXPECT_EQ(reading.row(3).DefaultEspanso, "E:/Suite/\\Dxf");
+    EXPECT_EQ(reading.row(3).DefaultEspanso, kRoot + "\\Dxf");
     EXPECT_EQ(reading.row(3).IndiceMacro, 0);
-    EXPECT_EQ(reading.row(4).DefaultEspanso, "E:/Suite/\\Dxf\\Lastre");
+    EXPECT_EQ(reading.row(4).DefaultEspanso, kRoot + "\\Dxf\\Lastre");
     EXPECT_EQ(reading.row(5).DefaultEspanso, "D:\\Disegni\\Report");
     EXPECT_EQ(reading.row(5).Rif, "");
     EXPECT_EQ(reading.row(6).DefaultEspanso, "D:\\Disegni\\Report\\x");
-    EXPECT_EQ(reading.folders.NumeroPercorsi(), 15);
-    EXPECT_TRUE(platform.messages().empty());
+    EXPECT_EQ(reading.in.folderCount, 15);
 }
 
-TEST(InstallationFile, TextComesInAnyEncodingAndLineEnd) {
-    const QString perche = QString::fromUtf8("Perché");
-    const std::pair<QByteArray, QString> cases[] = {
-        {"\xEF\xBB\xBFREGISTRYROOT=Perch\xC3\xA9\r\n", "\\" + perche},  // UTF-8 with a byte-order mark
-        {"REGISTRYROOT=Perch\xC3\xA9\n", "\\" + perche},
-        {"REGISTRYROOT=Perch\xE9\r\n", "\\" + perche},  // Windows-1252
-        {"REGISTRYROOT=\x80uro\x92s", QString::fromUtf8("\\€uro’s")},
-    };
-    for (const auto& [content, root] : cases) {
-        TestPlatform platform;
-        Reading reading(content);
-        EXPECT_TRUE(reading.ok);
-        EXPECT_EQ(MainParametri::instance().registryRoot(), root);
-    }
-    // Lines are counted alike whatever ends them.
-    for (const QByteArray& content :
-         {QByteArray("a=1\r\n\r\nb c"), QByteArray("a=1\n\nb c"), QByteArray("a=1\r\rb c")}) {
-        TestPlatform platform;
-        Reading reading("' x\n" + content);
-        ASSERT_EQ(platform.messages().size(), 1u);
-        EXPECT_EQ(platform.messages()[0].text, "Unknow variable name A in line 2\na=1");
-    }
+TEST(InstallationFile, HugeAndBinaryFilesGiveOneShortFault) {
+    EXPECT_TRUE(Reading(QByteArray(10 << 20, '\'')).ok());  // ten megabytes of one comment
+    const Reading huge("' ok\n" + QByteArray(1 << 20, 'x'));
+    ASSERT_FALSE(huge.ok());
+    EXPECT_TRUE(huge.in.fault->text.startsWith("Missing '=' in line 2\nxxx"));
+    EXPECT_LT(huge.in.fault->text.size(), 2000);
+    QByteArray binary;
+    for (int i = 0; i < 4096; ++i)
+        binary += char((i * 37) & 0xFF);
+    EXPECT_FALSE(Reading(binary).ok());
 }
 
-TEST(InstallationFile, HugeAndBinaryFilesGiveOneMessage) {
-    {
-        TestPlatform platform;
-        Reading reading(QByteArray(10 << 20, '\''));  // ten megabytes of one comment
-        EXPECT_TRUE(reading.ok);
-        EXPECT_TRUE(platform.messages().empty());
-    }
-    {
-        TestPlatform platform;
-        Reading reading("' ok\n" + QByteArray(1 << 20, 'x'));
-        EXPECT_FALSE(reading.ok);
-        ASSERT_EQ(platform.messages().size(), 1u);
-        EXPECT_TRUE(platform.messages()[0].text.startsWith("Missing '=' in line 2\nxxx"));
-        EXPECT_LT(platform.messages()[0].text.size(), 2000);
-    }
-    {
-        TestPlatform platform;
-        QByteArray binary;
-        for (int i = 0; i < 4096; ++i)
-            binary += char((i * 37) & 0xFF);
-        Reading reading(binary);
-        EXPECT_FALSE(reading.ok);
-        EXPECT_EQ(platform.messages().size(), 1u);
-    }
-}
-
-TEST(InstallationFile, CreationStopsWithoutAFile) {
+// The creation shows the fault once, keeps the root read before it, and stores the
+// suite root's default, which a "FOLDER0" line may give.
+TEST(InstallationFile, CreationShowsTheFaultAndStoresTheRoot) {
     TestPlatform platform;
     QFile::remove(platform.folder() + "/ParamCor.txt");
-    Parametri par;
-    ASSERT_EQ(platform.messages().size(), 1u);
-    EXPECT_EQ(platform.messages()[0].text, "ERROR: missing file " + platform.folder() + "/ParamCor.txt");
-    EXPECT_EQ(platform.messages()[0].flags, 16);
-    EXPECT_EQ(platform.messages()[0].title, kTitle);
-    EXPECT_EQ(par.TotalePercorsi(), 0);
-    EXPECT_EQ(par.RadReg(), "SOFTWARE");
-
+    {
+        Parametri par;
+        ASSERT_EQ(platform.messages().size(), 1u);
+        EXPECT_EQ(platform.messages()[0].text, "ERROR: missing file " + platform.folder() + "/ParamCor.txt");
+        EXPECT_EQ(platform.messages()[0].flags, 16);
+        EXPECT_EQ(platform.messages()[0].title, kTitle);
+        EXPECT_EQ(par.TotalePercorsi(), 0);
+        EXPECT_EQ(par.RadReg(), "SOFTWARE");
+    }
+    platform.writeInstallationFile("REGISTRYROOT=Corvel\nREGISTRYROOT=Again\n");
+    {
+        Parametri par;
+        ASSERT_EQ(platform.messages().size(), 2u);
+        EXPECT_EQ(platform.messages()[1].text, "Double RegistryRoot definition in line 2");
+        EXPECT_EQ(platform.messages()[1].flags, 64);
+        EXPECT_EQ(platform.messages()[1].title, kTitle);
+        EXPECT_EQ(par.RadReg(), "SOFTWARE\\Corvel");
+    }
     // The name is found whatever its case, as on Windows.
-    platform.writeInstallationFile("");
+    platform.writeInstallationFile("FOLDERS=1\nFOLDER1=Dxf,<WINCOR>\\Dxf\nFOLDER0=Radice,E:\\Suite\n");
     QFile::rename(platform.folder() + "/ParamCor.txt", platform.folder() + "/PARAMCOR.TXT");
-    Parametri again;
-    EXPECT_EQ(again.TotalePercorsi(), 9);
-    EXPECT_EQ(platform.messages().size(), 1u);
+    Parametri par;
+    EXPECT_EQ(platform.messages().size(), 2u);
+    EXPECT_EQ(par.TotalePercorsi(), 10);
+    EXPECT_EQ(par.PercorsoWincor(), "E:/Suite/");
+    EXPECT_EQ(par.PercorsoDxf(), "E:/Suite/Dxf/");
 }
 
 TEST(InstallationFile, VerificaFileWantsAWritableOrdinaryFile) {

@@ -1,5 +1,5 @@
 // Finding, delivering, merging and opening the text database.
-#include "folders/InstallationFile.h"
+#include "param/FolderSetup.h"
 #include "param/registry/MainParametri.h"
 #include "support/TestPlatform.h"
 #include "support/TextFiles.h"
@@ -28,7 +28,7 @@ protected:
         user = platform.folder() + "/CvlTradU.mdb";
         delivered = platform.folder() + "/CvlTrad.mdb";
         QFile::remove(user);
-        ASSERT_TRUE(InstallationFile(folders).read(""));
+        ASSERT_TRUE(setUpFolders(folders, MainParametri::instance(), readInstallation("")));
         MainParametri::instance().selectHive(Hive::CurrentUser, false);
     }
 
@@ -44,7 +44,7 @@ protected:
     const std::vector<test::RecordedMessage>& messages() { return platform.messages(); }
 
     test::TestPlatform platform;
-    Folders folders;
+    Folders folders{MainParametri::instance()};
     std::optional<TextDatabase> texts;
     QString user;
     QString delivered;

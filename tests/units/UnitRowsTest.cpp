@@ -1,7 +1,10 @@
-// The unit settings rows of the text database.
+// The unit settings rows of the text database, and the units window's logic:
+// defaults, checks, worked examples, loading and saving.
 #include "support/TestPlatform.h"
 #include "texts/SqlDatabase.h"
 #include "texts/TextTable.h"
+#include "units/UnitRows.h"
+#include "units/UnitSettings.h"
 
 #include <CVLParamcor/Parametri.h>
 
@@ -100,6 +103,172 @@ TEST(ControllaValori, DatabaseFailuresReachTheCaller) {
         EXPECT_NE(error.code(), 0);
         EXPECT_TRUE(error.message().contains("Testi")) << error.message().toStdString();
     }
+}
+
+const units::Translate kItalian = [](const QString& wording) { return wording; };
+
+units::UnitEntries entries(int system, QStringList symbols, QStringList factors, QString currency = "$   = USD") {
+    units::UnitEntries e;
+    e.system = system;
+    e.currency = currency;
+    for (int m = 0; m < 3; ++m) {
+        e.symbols[m] = symbols[m];
+        e.factors[m] = factors[m];
+    }
+    return e;
+}
+
+TEST(UnitEntries, DefaultsAndTheirExamples) {
+    const units::UnitEntries usa = units::systemDefaults(2);
+    EXPECT_EQ(usa.currency, "$   = USD");
+    EXPECT_EQ(QStringList(usa.symbols.begin(), usa.symbols.end()), QString::fromUtf8("ft|ft²|lb").split('|'));
+    EXPECT_EQ(QStringList(usa.factors.begin(), usa.factors.end()), QStringList({"12", "144", "1728"}));
+    EXPECT_THROW(units::systemDefaults(3), std::out_of_range);
+    EXPECT_THROW(units::systemDefaults(-1), std::out_of_range);
+
+    const auto metric = units::defaultExamples(0, kItalian);
+    EXPECT_EQ(metric[0], "Digitazione misure  --> millimetri");
+    EXPECT_EQ(metric[1], "    3.200 mm  ==>     3.200/1.000     = 3,20 m  ");
+    EXPECT_EQ(metric[3], QString::fromUtf8("2.000.000 mm³ ==> 2.000.000/1.000.000 = 2,00 dm³ * Peso Specifico = kg"));
+    const auto inches = units::defaultExamples(2, kItalian);
+    EXPECT_EQ(inches[0], "Digitazione misure  --> pollici");
+    EXPECT_EQ(inches[1], "   180 pollici   ==>      180/12      = 15  ft");
+    EXPECT_EQ(inches[2], QString::fromUtf8(" 1,440 pollici²  ==>    1,440/144     = 10  ft²"));
+    EXPECT_EQ(inches[3], QString::fromUtf8(" 9,504 pollici³  ==>    9,504/1,728   = 5.5 piedi³ * Peso Specifico = peso"));
+}
+
+struct Worked {
+    units::UnitEntries entries;
+    QChar decimal;
+    std::array<QString, 3> lines;
+};
+
+TEST(UnitEntries, ExamplesAreWorkedOutWithTheFactorsAndSymbols) {
+    const QString m2 = QString::fromUtf8("m²"), m3 = QString::fromUtf8("mm³");
+    const Worked cases[] = {
+        {units::systemDefaults(0), u'.',
+         {"    3.200 mm  ==>     3.200/1000    = 3.2 m", QString::fromUtf8("6.500.000 mm² ==> 6.500.000/1000000 = 6.5 m²"),
+          QString::fromUtf8("2.000.000 mm³ ==> 2.000.000/1000000  = (2) * Peso Specifico= kg")}},
+        {entries(0, {"m", m2, "kg"}, {" 2,5 ", "2", "3"}), u',',
+         {"    3.200 mm  ==>     3.200/2,5    = 1280 m", QString::fromUtf8("6.500.000 mm² ==> 6.500.000/2 = 3.250.000 m²"),
+          QString::fromUtf8("2.000.000 mm³ ==> 2.000.000/3  = (666.666,667) * Peso Specifico= kg")}},
+        {entries(1, {"yd", QString::fromUtf8("yd²"), "lb"}, {"36", "1296", "1728"}), u'.',
+         {"   180 pollici   ==>       180/36     = 5 yd",
+          QString::fromUtf8(" 1,440 pollici²  ==>     1,440/1296    = 1.111 yd²"),
+          QString::fromUtf8(" 9,504 pollici³  ==>     9,504/1728   = 5.5) * Peso Specifico= lb")}},
+    };
+    for (const Worked& c : cases) {
+        const auto lines = units::workedExamples(c.entries, c.decimal, kItalian);
+        EXPECT_EQ(QStringList(lines.begin(), lines.end()), QStringList(c.lines.begin(), c.lines.end()));
+    }
+    EXPECT_THROW(units::workedExamples(entries(0, {"m", "m", "m"}, {"1", "0", "1"}), u'.', kItalian), std::domain_error);
+    for (const char* factor : {"1O00", "", "1,5"})
+        EXPECT_THROW(units::workedExamples(entries(0, {"m", "m", "m"}, {"1", "1", factor}), u'.', kItalian),
+                     std::invalid_argument)
+            << factor;
+}
+
+TEST(UnitEntries, WhatTheBoxesTakeAndWhatMustBeFilledIn) {
+    const std::tuple<bool, QChar, QChar, bool> keys[] = {
+        // factor box, typed, decimal separator, refused
+        {true, u'.', u',', true},   {true, u',', u',', false}, {true, u',', u'.', true}, {true, u'5', u'.', false},
+        {true, u'a', u'.', true},   {true, u'-', u'.', true},  {true, u' ', u'.', false}, {true, u'\b', u'.', false},
+        {false, u'a', u'.', false}, {false, u',', u'.', false}, {false, u'\'', u'.', true}, {true, u'|', u'.', true},
+    };
+    for (const auto& [factorBox, typed, decimal, refused] : keys)
+        EXPECT_EQ(units::refusesCharacter(factorBox, typed, decimal), refused) << factorBox << QString(typed).toStdString();
+
+    const std::tuple<const char*, QChar, std::optional<double>> factors[] = {
+        {"1,5", u',', 1.5}, {"1.5", u',', std::nullopt}, {"4 5", u'.', 45}, {"0.000", u'.', 0.0},
+        {".", u'.', std::nullopt}, {"+.5", u'.', 0.5}, {"", u'.', std::nullopt}, {"1e3", u'.', std::nullopt},
+    };
+    for (const auto& [text, decimal, value] : factors)
+        EXPECT_EQ(units::factorValue(text, decimal), value) << text;
+
+    const QString factor = "Fattore di Conversione", symbol = "Simbolo";
+    const std::pair<units::UnitEntries, QString> checks[] = {
+        {entries(0, {"m", "m", "m"}, {"1", "1", "1"}), ""},
+        {entries(0, {"m", "m", "m"}, {"0", "1", "1"}), factor},
+        {entries(0, {"m", "m", "m"}, {"1", "", "1"}), factor},
+        {entries(0, {"m", "m", "m"}, {"1", "1", "."}), factor},
+        {entries(0, {"   ", "m", "m"}, {"1", "1", "1"}), symbol},
+        {entries(0, {"", "m", "m"}, {"1", "1", "0"}), factor},  // a factor before a symbol
+        {entries(0, {"m", "m", "m"}, {"1", "1", "1"}, "  "), "Valuta"},
+    };
+    for (const auto& [e, missing] : checks)
+        EXPECT_EQ(units::missingEntry(e, u'.'), missing);
+
+    const auto rows = units::rowValues(entries(2, {"yd", "ft", "tonne"}, {"36", "144", "1000000"}, "SWFR= FRANCO"));
+    EXPECT_EQ(QStringList(rows.begin(), rows.end()), QStringList({"2", "SWFRFRANCO", "yd  36", "ft  144", "tonn1000000"}));
+    EXPECT_EQ(units::currencyEntry(QString::fromUtf8("€"), "euro"), QString::fromUtf8("€   = EURO"));
+}
+
+class UnitSettingsFile : public ::testing::Test {
+protected:
+    void SetUp() override {
+        test::createTextDatabase(db);
+        units::ControllaValori(db);
+    }
+    void write(const QString& key, const QString& value, const std::vector<int>& languages) {
+        SqlDatabase writer(db, SqlDatabase::Mode::ReadWrite);
+        for (const int n : languages)
+            writer.prepare(("UPDATE Testi SET " + texts::languageColumn(n) + " = ?1 WHERE Progressivo = ?2").toUtf8())
+                .bind(1, value)
+                .bind(2, key)
+                .run();
+    }
+
+    test::TestPlatform platform;
+    const QString db = platform.folder() + "/units.mdb";
+    const QString today = QDate::currentDate().toString("yyyyMMdd");
+};
+
+TEST_F(UnitSettingsFile, LoadsOneLanguageAndListsTheCurrenciesOfAll) {
+    write("03_LIN", "yd  36", {2});
+    write("02_VAL", " $   usd ", {2, 4});
+    write("02_VAL", QString::fromUtf8("£   POUND"), {3});
+    write("02_VAL", "$   USD", {5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15});
+    units::UnitSettings settings(db, 2);
+    EXPECT_EQ(settings.values()[units::Linear], "yd  36");
+    EXPECT_EQ(settings.values()[units::System], "0");
+    EXPECT_EQ(settings.currency(), "$   USD");
+    EXPECT_EQ(settings.currencyList(),
+              (QStringList{QString::fromUtf8("€   = EURO"), "$   = USD", QString::fromUtf8("£   = POUND")}));
+
+    {
+        SqlDatabase writer(db, SqlDatabase::Mode::ReadWrite);
+        for (int k = 6; k <= 12; ++k)
+            writer.exec(QStringLiteral("INSERT INTO Testi(Programma, Progressivo) VALUES('PARAM', '%1_X')")
+                            .arg(k, 2, 10, QLatin1Char('0'))
+                            .toUtf8());
+    }
+    EXPECT_THROW(units::UnitSettings(db, 1), std::out_of_range);
+    EXPECT_THROW(units::UnitSettings(platform.folder() + "/missing.mdb", 1), TextDatabaseError);
+}
+
+TEST_F(UnitSettingsFile, SavesEveryLanguageOrOneAndANewCurrency) {
+    const std::array<QString, 5> imperial{"1", QString::fromUtf8("£   POUND"), "ft  12", QString::fromUtf8("ft² 144"),
+                                          "lb  1728"};
+    units::UnitSettings(db, 1).save(imperial, true);
+    auto rows = unitRows(db);
+    for (int k = 0; k < 5; ++k) {
+        EXPECT_EQ(rows[k].languages, QStringList(15, imperial[k]));
+        EXPECT_EQ(rows[k].changed, today);
+        EXPECT_EQ(rows[k].comment, " ");
+        EXPECT_EQ(rows[k].searchKeys, " ");
+    }
+
+    const auto metric = units::rowValues(units::systemDefaults(0));
+    units::UnitSettings(db, 3).save(metric, false);
+    rows = unitRows(db);
+    for (int k = 0; k < 5; ++k)
+        for (int n = 0; n < 15; ++n)
+            EXPECT_EQ(rows[k].languages[n], n == 2 ? metric[k] : imperial[k]) << k << ' ' << n;
+
+    units::UnitSettings(db, 3).saveCurrency("SWFR", "FRANCO");
+    rows = unitRows(db);
+    EXPECT_EQ(rows[1].languages[2], "SWFRFRANCO");
+    EXPECT_EQ(rows[1].languages[1], imperial[1]);
 }
 
 }  // namespace

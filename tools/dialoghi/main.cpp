@@ -247,9 +247,9 @@ int main(int argc, char** argv) {
             const int result = ui::FormMisure(nullptr).run();
             std::printf("FormMisure: %s\n", result == QDialog::Accepted ? "confirmed" : "left");
         } else if (window == "valuta") {
-            ui::FormValuta(par).run();
-            std::printf("FormValuta: NuovoSimbolo \"%s\", NuovaDescrizione \"%s\"\n", qUtf8Printable(ui::NuovoSimbolo),
-                        qUtf8Printable(ui::NuovaDescrizione));
+            const auto currency = ui::FormValuta::ask(par).value_or(ui::NewCurrency{});
+            std::printf("FormValuta: NuovoSimbolo \"%s\", NuovaDescrizione \"%s\"\n", qUtf8Printable(currency.symbol),
+                        qUtf8Printable(currency.name));
         } else if (window == "testo") {
             ui::FormTesto(par).run();
         } else if (window == "percorsi") {

@@ -4,6 +4,7 @@
 #include "Session.h"
 #include "TextFile.h"
 #include "Wording.h"
+#include "units/UnitSystems.h"
 
 #include <QJsonObject>
 
@@ -16,14 +17,8 @@ void applyLanguageOption(Session& session, const Arguments& arguments) {
             parseNumber(arguments.value(QStringLiteral("lingua")), 1, kLanguages, QStringLiteral("--lingua"))));
 }
 
-struct UnitRow {
-    const char* key;
-    const char* label;
-};
-
-constexpr UnitRow kUnitRows[] = {
-    {"01_SYS", "System"}, {"02_VAL", "Currency"}, {"03_LIN", "Length"}, {"04_SUP", "Area"}, {"05_VOL", "Weight"},
-};
+// The labels of the unit rows, in row order.
+constexpr const char* kUnitLabels[units::kRows] = {"System", "Currency", "Length", "Area", "Weight"};
 
 QString systemName(const QString& code) {
     // The programs take the code's numeric value.
@@ -116,27 +111,25 @@ int units(Session& session, const Arguments& arguments, const QStringList&) {
         printLine(tr("Units of language %1 (%2) in %3").arg(lingua).arg(languageName(lingua), file.path()));
     QJsonObject rows;
     QStringList missing;
-    for (const UnitRow& row : kUnitRows) {
-        const QString key = QLatin1String(row.key);
+    for (int row = 0; row < units::kRows; ++row) {
+        const QString key = QString::fromUtf16(units::kRowKeys[row]);
         if (!values.contains(key)) {
             missing << key;
             continue;
         }
-        // Characters 1 to 4 hold the symbol, blank-padded; from 5 on the factor or,
-        // for the currency, its name.
         const QString value = values.value(key);
-        const QString symbol = value.left(4).trimmed();
-        const QString rest = value.mid(4).trimmed();
+        const QString symbol = units::valueSymbol(value);
+        const QString rest = units::valueRest(value);
         QString shown;
-        if (key == QLatin1String("01_SYS"))
+        if (row == units::System)
             shown = systemName(value);
-        else if (key == QLatin1String("02_VAL"))
+        else if (row == units::Currency)
             shown = tr("%1, symbol %2").arg(rest, symbol);
         else
             shown = tr("%1, factor %2").arg(symbol, rest.isEmpty() ? tr("(none)") : rest);
         rows.insert(key, QJsonObject{{"simbolo", symbol}, {"resto", rest}, {"testo", value}});
         // The suite's wording of the label may be the lower-case one of its example lines.
-        QString label = tr(QString::fromLatin1(row.label));
+        QString label = tr(QString::fromLatin1(kUnitLabels[row]));
         label[0] = label[0].toUpper();
         if (!json)
             printLine(QStringLiteral("  %1 %2  (%3 \"%4\")").arg(label.leftJustified(9), shown, key, value));

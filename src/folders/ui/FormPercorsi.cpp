@@ -1,8 +1,8 @@
 #include "folders/ui/FormPercorsi.h"
 
-#include "folders/FolderTable.h"
 #include "folders/ui/BrowseForFolder.h"
 #include "folders/ui/FormDipendenze.h"
+#include "param/FolderSetup.h"
 
 #include <CVLParamcor/OsservatoreRegistro.h>
 #include <CVLParamcor/Parametri.h>
@@ -20,36 +20,16 @@
 #include <QToolBar>
 #include <QTreeWidget>
 
-#include <deque>
-
 namespace paramcor::ui {
 namespace {
 
 enum Column { kName, kLocation, kDefault, kReference };
 constexpr int kRowRole = Qt::UserRole;
 
-QString macroOf(const QString& name) {
-    return u'<' + name.toUpper() + u'>';
-}
-
-QString normalised(QString path) {
-    NormalizzaPercorso(path);
-    return path;
-}
-
-// A default with its macro replaced by the location it stands for.
-QString expanded(const QString& declared, const QString& macro, const QString& location) {
-    QString result = declared;
-    const qsizetype at = result.indexOf(macro, 0, Qt::CaseInsensitive);
-    if (at >= 0)
-        result.replace(at, macro.size(), location);
-    return normalised(result);
-}
-
 }  // namespace
 
 FormPercorsi::FormPercorsi(Parametri& owner, const QString& filter, QWidget* parent)
-    : ModalForm(parent), owner_(owner), browser_(&BrowseForFolder) {
+    : ModalForm(parent), owner_(owner), editing_(foldersOf(owner)), browser_(&BrowseForFolder) {
     setObjectName(QStringLiteral("FormPercorsi"));
     setWindowTitle(owner_.Traduci(QStringLiteral("Percorsi")));
 
@@ -111,7 +91,6 @@ FormPercorsi::FormPercorsi(Parametri& owner, const QString& filter, QWidget* par
     layout->addWidget(restoreAll, 2, 3);
     layout->setColumnStretch(1, 1);
 
-    loadFolders();
     fillGrid(filter);
     // The folders live right under the suite's root, the machine-wide ones in the
     // machine's hive.
@@ -125,72 +104,16 @@ FormPercorsi::FormPercorsi(Parametri& owner, const QString& filter, QWidget* par
         showRow(-1);
 }
 
-void FormPercorsi::loadFolders() {
-    const short total = owner_.TotalePercorsi();
-    for (short i = 0; i <= total; ++i) {
-        Folder f;
-        if (!owner_.DatiPercorso(i, f.name, f.declared, f.stored, f.reference))
-            break;
-        f.location = f.stored;
-        f.macro = macroOf(f.name);
-        folders_.push_back(f);
-    }
-    // The suite root's default is where its folders are built from.
-    if (!folders_.empty()) {
-        folders_[0].fallback = normalised(PercorsoPrincipale() + QStringLiteral("Wincor"));
-        folders_[0].macro = QStringLiteral("<WINCOR>");
-    }
-    for (std::size_t i = 1; i < folders_.size(); ++i)
-        for (std::size_t j = 0; j < folders_.size(); ++j)
-            if (j != i && folders_[i].declared.contains(folders_[j].macro, Qt::CaseInsensitive)) {
-                folders_[i].parent = static_cast<int>(j);
-                break;
-            }
-    for (std::size_t i = 1; i < folders_.size(); ++i)
-        fallbackOf(static_cast<int>(i), 0);
-}
-
 void FormPercorsi::reloadStored() {
-    for (std::size_t i = 0; i < folders_.size(); ++i) {
-        QString name;
-        QString declared;
-        QString stored;
-        QString reference;
-        Folder& f = folders_[i];
-        if (!owner_.DatiPercorso(static_cast<short>(i), name, declared, stored, reference) || stored == f.stored)
-            continue;
-        if (f.location == f.stored)
-            f.location = stored;
-        f.stored = stored;
-    }
+    editing_.reloadStored();
     showRow(selectedRow());
 }
 
-const QString& FormPercorsi::fallbackOf(int row, int depth) {
-    Folder& f = folders_[row];
-    // The installation file admits no loops; the depth only guards against one.
-    if (!f.fallback.isEmpty() || f.declared.isEmpty() || depth > static_cast<int>(folders_.size()))
-        return f.fallback;
-    const QString program = QStringLiteral("<PROGRAM>");
-    if (f.declared.contains(program, Qt::CaseInsensitive))
-        f.fallback = expanded(f.declared, program, PercorsoPrincipale());
-    else if (f.parent == 0)
-        // The root stands for where it was when the table was built.
-        f.fallback = expanded(f.declared, folders_[0].macro, folders_[0].declared);
-    else if (f.parent > 0)
-        f.fallback = expanded(f.declared, folders_[f.parent].macro, fallbackOf(f.parent, depth + 1));
-    else
-        f.fallback = normalised(f.declared);
-    return f.fallback;
-}
-
 void FormPercorsi::fillGrid(const QString& filter) {
-    for (std::size_t i = 0; i < folders_.size(); ++i) {
-        const Folder& f = folders_[i];
-        if (!filter.isEmpty() && f.name.toUpper() != filter && f.reference != filter)
-            continue;
+    for (const int row : editing_.matching(filter)) {
+        const EditedFolder& f = folder(row);
         auto* item = new QTreeWidgetItem(grid_, {f.name, f.location, f.fallback, f.reference});
-        item->setData(kName, kRowRole, static_cast<int>(i));
+        item->setData(kName, kRowRole, row);
     }
     for (int c = 0; c < grid_->columnCount(); ++c)
         grid_->resizeColumnToContents(c);
@@ -205,12 +128,12 @@ void FormPercorsi::showRow(int row) {
     const bool any = row >= 0;
     current_->setEnabled(any);
     change_->setEnabled(any);
-    restore_->setEnabled(any && !folders_[row].fallback.isEmpty());
-    current_->setText(any ? folders_[row].location : QString());
-    fallback_->setText(any ? folders_[row].fallback : QString());
+    restore_->setEnabled(any && !folder(row).fallback.isEmpty());
+    current_->setText(any ? folder(row).location : QString());
+    fallback_->setText(any ? folder(row).fallback : QString());
     for (int i = 0; i < grid_->topLevelItemCount(); ++i) {
         QTreeWidgetItem* item = grid_->topLevelItem(i);
-        const Folder& f = folders_[item->data(kName, kRowRole).toInt()];
+        const EditedFolder& f = folder(item->data(kName, kRowRole).toInt());
         item->setText(kLocation, f.location);
         QFont font = item->font(kLocation);
         font.setBold(f.location != f.stored);
@@ -235,15 +158,15 @@ void FormPercorsi::CambiaPercorso() {
 
 void FormPercorsi::typedLocation() {
     const int row = selectedRow();
-    if (row < 0 || current_->text() == folders_[row].location)
+    if (row < 0 || current_->text() == folder(row).location)
         return;
     relocate(row, current_->text());
 }
 
 void FormPercorsi::restoreDefault() {
     const int row = selectedRow();
-    if (row >= 0 && !folders_[row].fallback.isEmpty())
-        relocate(row, folders_[row].fallback);
+    if (row >= 0 && !folder(row).fallback.isEmpty())
+        relocate(row, folder(row).fallback);
 }
 
 void FormPercorsi::restoreAllDefaults() {
@@ -252,74 +175,43 @@ void FormPercorsi::restoreAllDefaults() {
         windowTitle());
     if (answer != mb::Yes)
         return;
-    for (Folder& f : folders_)
-        if (!f.fallback.isEmpty())
-            f.location = f.fallback;
+    editing_.restoreAllDefaults();
     showRow(selectedRow());
 }
 
 void FormPercorsi::relocate(int row, const QString& location) {
-    if (folders_[row].location == location) {
-        showRow(row);
-        return;
-    }
-    folders_[row].location = location;
+    const bool moved = editing_.relocate(row, location);
     showRow(row);
-    carryOver(row);
+    if (moved)
+        carryOver(row);
 }
 
 void FormPercorsi::carryOver(int row) {
-    // Every folder built on the changed one, directly or through another, nearest first.
-    std::vector<int> dependents;
-    std::deque<int> pending{row};
-    while (!pending.empty()) {
-        const int from = pending.front();
-        pending.pop_front();
-        for (std::size_t i = 1; i < folders_.size(); ++i)
-            if (folders_[i].parent == from) {
-                dependents.push_back(static_cast<int>(i));
-                pending.push_back(static_cast<int>(i));
-            }
-    }
+    const std::vector<DependentFolder> dependents = editing_.dependents(row);
     if (dependents.empty())
         return;
-
-    // What each would become if all of them followed.
-    std::vector<QString> proposed(folders_.size());
-    proposed[row] = folders_[row].location;
-    for (const int d : dependents) {
-        const Folder& f = folders_[d];
-        proposed[d] = expanded(f.declared, folders_[f.parent].macro, proposed[f.parent]);
-    }
-
     FormDipendenze choice(owner_, this);
     QListWidget* list = choice.List1();
     list->clear();
-    for (const int d : dependents) {
-        auto* item = new QListWidgetItem(folders_[d].name + QStringLiteral("  →  ") + proposed[d], list);
+    for (const DependentFolder& d : dependents) {
+        auto* item = new QListWidgetItem(folder(d.row).name + QStringLiteral("  →  ") + d.proposed, list);
         item->setSelected(true);
     }
     choice.run();
     if (!choice.confirmed())
         return;
-    for (std::size_t k = 0; k < dependents.size(); ++k) {
-        if (!list->item(static_cast<int>(k))->isSelected())
-            continue;
-        Folder& f = folders_[dependents[k]];
-        // A folder left where it was keeps carrying its own location down.
-        f.location = expanded(f.declared, folders_[f.parent].macro, folders_[f.parent].location);
-    }
+    std::vector<int> following;
+    for (std::size_t k = 0; k < dependents.size(); ++k)
+        if (list->item(static_cast<int>(k))->isSelected())
+            following.push_back(dependents[k].row);
+    editing_.follow(following);
     showRow(selectedRow());
 }
 
 void FormPercorsi::Conferma() {
     // A location typed but not yet taken with Enter counts too.
     typedLocation();
-    for (const Folder& f : folders_)
-        if (f.location != f.stored) {
-            owner_.ScriviPercorso(f.name, f.location);
-            changed_ = true;
-        }
+    changed_ = editing_.write();
     accept();
 }
 

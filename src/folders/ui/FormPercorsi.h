@@ -6,9 +6,8 @@
 // unless the user has already moved it here.
 #pragma once
 
+#include "folders/FolderEditing.h"
 #include "ui/ModalForm.h"
-
-#include <vector>
 
 class QLineEdit;
 class QPushButton;
@@ -40,22 +39,8 @@ protected:
     void keyPressEvent(QKeyEvent* event) override;
 
 private:
-    struct Folder {
-        QString name;
-        QString declared;   // the default as the installation file writes it
-        QString fallback;   // that default expanded
-        QString reference;
-        QString stored;     // the location when the window opened
-        QString location;   // the location the window will write
-        int parent = -1;    // the row whose macro the default uses
-        QString macro;      // that macro, "<NAME>"
-    };
-
-    void loadFolders();
     // Takes the locations stored meanwhile by other programs.
     void reloadStored();
-    // The default of a row with its macro expanded, as the library resolves it.
-    const QString& fallbackOf(int row, int depth);
     void fillGrid(const QString& filter);
     void showRow(int row);
     int selectedRow() const;
@@ -67,10 +52,11 @@ private:
     // Sets a row's location and offers the folders built on it.
     void relocate(int row, const QString& location);
     void carryOver(int row);
+    const EditedFolder& folder(int row) const { return editing_.folders()[row]; }
     void Conferma();
 
     Parametri& owner_;
-    std::vector<Folder> folders_;
+    FolderEditing editing_;
     QTreeWidget* grid_ = nullptr;
     QLineEdit* current_ = nullptr;
     QLineEdit* fallback_ = nullptr;

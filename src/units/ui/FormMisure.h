@@ -10,8 +10,8 @@
 // language or row count outside what the window knows).
 #pragma once
 
-#include "texts/SqlDatabase.h"
 #include "ui/ModalForm.h"
+#include "units/UnitSettings.h"
 
 #include <array>
 #include <memory>
@@ -46,7 +46,6 @@ protected:
 private:
     void buildControls();
     void setCaptions();
-    void CaricaValuta();
     void VisualizzaDefault(int system);
     void Ricalcola();
     bool ControllaDati();
@@ -60,17 +59,14 @@ private:
     void enableConfirm() const;
 
     QString translated(const char16_t* wording) const;
-    QString languageColumn() const;
-    QString symbolOf(int box) const;
-    double factorOf(int box) const;
+    // What the boxes hold now.
+    units::UnitEntries entries() const;
 
     std::unique_ptr<Parametri> par_;
-    SqlDatabase db_;
+    std::unique_ptr<units::UnitSettings> settings_;
+    units::Translate translate_;
     QChar decimal_;
-    short language_ = 1;
     int Sistema_ = 0;
-    std::array<QString, 11> Valori;
-    std::array<QString, 16> Valute;
     bool loaded_ = false;
 
     std::array<QRadioButton*, 3> optSistema_{};

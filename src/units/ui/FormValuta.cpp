@@ -12,9 +12,6 @@
 
 namespace paramcor::ui {
 
-QString NuovoSimbolo;
-QString NuovaDescrizione;
-
 FormValuta::FormValuta(Parametri& texts, QWidget* parent) : ModalForm(parent), texts_(texts) {
     setObjectName(QStringLiteral("FormValuta"));
     setWindowTitle(texts_.Traduci(QStringLiteral("Valuta")));
@@ -49,8 +46,6 @@ FormValuta::FormValuta(Parametri& texts, QWidget* parent) : ModalForm(parent), t
     layout->setColumnStretch(1, 1);
     layout->setSizeConstraint(QLayout::SetFixedSize);
 
-    NuovoSimbolo.clear();
-    NuovaDescrizione.clear();
     confirm_->setEnabled(false);
     connect(txtSimbolo_, &QLineEdit::textChanged, this, [this] { confirm_->setEnabled(true); });
 }
@@ -79,9 +74,14 @@ void FormValuta::BottoneConferma() {
                                   mb::OkOnly, windowTitle());
         return;
     }
-    NuovoSimbolo = symbol.toUpper();
-    NuovaDescrizione = name.toUpper();
+    currency_ = NewCurrency{symbol.toUpper(), name.toUpper()};
     accept();
+}
+
+std::optional<NewCurrency> FormValuta::ask(Parametri& texts, QWidget* parent) {
+    FormValuta form(texts, parent);
+    form.run();
+    return form.currency();
 }
 
 }  // namespace paramcor::ui

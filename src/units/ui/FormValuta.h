@@ -1,9 +1,10 @@
 // The currency window: a symbol and a name for a currency that the units
-// window's list lacks. It writes nothing itself: the units window reads the
-// result from NuovoSimbolo and NuovaDescrizione after it closes.
+// window's list lacks. It writes nothing itself: it hands the currency back.
 #pragma once
 
 #include "ui/ModalForm.h"
+
+#include <optional>
 
 class QAction;
 class QLabel;
@@ -15,10 +16,11 @@ class Parametri;
 
 namespace paramcor::ui {
 
-// The currency last defined, trimmed and upper-cased; empty when the window was
-// left without one.
-extern QString NuovoSimbolo;
-extern QString NuovaDescrizione;
+// A currency defined in the window, trimmed and upper-cased.
+struct NewCurrency {
+    QString symbol;
+    QString name;
+};
 
 class FormValuta final : public ModalForm {
     Q_OBJECT
@@ -26,6 +28,12 @@ class FormValuta final : public ModalForm {
 public:
     // `texts` translates the captions and messages.
     explicit FormValuta(Parametri& texts, QWidget* parent = nullptr);
+
+    // Shows the window; the currency defined, or none when it was left.
+    static std::optional<NewCurrency> ask(Parametri& texts, QWidget* parent = nullptr);
+
+    // The currency confirmed; none until then.
+    const std::optional<NewCurrency>& currency() const { return currency_; }
 
 protected:
     void keyPressEvent(QKeyEvent* event) override;
@@ -37,6 +45,7 @@ private:
     QLineEdit* txtSimbolo_ = nullptr;
     QLineEdit* txtDesc_ = nullptr;
     QAction* confirm_ = nullptr;
+    std::optional<NewCurrency> currency_;
 };
 
 }  // namespace paramcor::ui

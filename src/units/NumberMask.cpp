@@ -1,11 +1,11 @@
-#include "units/ui/NumberMask.h"
+#include "units/NumberMask.h"
 
 #include <QStringList>
 
 #include <cmath>
 #include <stdexcept>
 
-namespace paramcor::ui {
+namespace paramcor::units {
 
 NumberMask parseNumberMask(const QString& mask) {
     const QStringList parts = mask.split(u'.');
@@ -49,4 +49,4 @@ QString formatNumber(double value, const QString& mask, QChar decimal, QChar tho
     return formatNumber(value, parseNumberMask(mask), decimal, thousands);
 }
 
-}  // namespace paramcor::ui
+}  // namespace paramcor::units

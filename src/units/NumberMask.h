@@ -19,7 +19,7 @@
 
 #include <QString>
 
-namespace paramcor::ui {
+namespace paramcor::units {
 
 struct NumberMask {
     int width;
@@ -33,4 +33,4 @@ NumberMask parseNumberMask(const QString& mask);
 QString formatNumber(double value, const NumberMask& mask, QChar decimal, QChar thousands);
 QString formatNumber(double value, const QString& mask, QChar decimal, QChar thousands);
 
-}  // namespace paramcor::ui
+}  // namespace paramcor::units

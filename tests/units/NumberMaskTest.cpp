@@ -1,5 +1,5 @@
 // The fixed-width format of the example quotients, mask "12.3.4".
-#include "units/ui/NumberMask.h"
+#include "units/NumberMask.h"
 
 #include <gtest/gtest.h>
 
@@ -24,17 +24,17 @@ TEST(NumberMask, RoundsToThreeDecimalsGroupsFromFiveDigitsAndRightAlignsInTwelve
         {9999999.999, u'.', "************"}, {1e11, u'.', "************"},
     };
     for (const Formatted& c : cases)
-        EXPECT_EQ(ui::formatNumber(c.value, "12.3.4", c.decimal, c.decimal == u'.' ? u',' : u'.'),
+        EXPECT_EQ(units::formatNumber(c.value, "12.3.4", c.decimal, c.decimal == u'.' ? u',' : u'.'),
                   QString::fromLatin1(c.text))
             << c.value;
 }
 
 TEST(NumberMask, OtherMasksAndMalformedOnes) {
-    EXPECT_EQ(ui::formatNumber(1234.5678, "8.2.3", u'.', u','), "1,234.57");
-    EXPECT_EQ(ui::formatNumber(2.5, "4.0.9", u'.', u','), "   3");
-    EXPECT_EQ(ui::formatNumber(123456, "5.0.9", u'.', u','), "*****");
+    EXPECT_EQ(units::formatNumber(1234.5678, "8.2.3", u'.', u','), "1,234.57");
+    EXPECT_EQ(units::formatNumber(2.5, "4.0.9", u'.', u','), "   3");
+    EXPECT_EQ(units::formatNumber(123456, "5.0.9", u'.', u','), "*****");
     for (const char* mask : {"12.3", "12.x.4", "0.3.4", "", "12.3.4.5"})
-        EXPECT_THROW(ui::parseNumberMask(mask), std::invalid_argument) << mask;
+        EXPECT_THROW(units::parseNumberMask(mask), std::invalid_argument) << mask;
 }
 
 }  // namespace
