@@ -1,5 +1,5 @@
-// What every command shares: help, JSON, and command lines that cannot run, which
-// end with one line on standard error, a non-zero exit and nothing touched.
+// What every command shares: help, JSON, the tool's own language, and command lines
+// that cannot run, which end with one line on standard error and touch nothing.
 #include "ToolTesting.h"
 
 #include <QFileInfo>
@@ -14,116 +14,71 @@ TEST(ParamcorCommandLine, EveryCommandHasHelp) {
     ASSERT_EQ(overview.code, 0) << overview;
     for (const QString command :
          {"valore leggi", "valore scrivi", "percorso", "percorsi", "traduci", "chiave", "lingua", "misure",
-          "registro elenca", "registro elimina", "registro esporta", "registro importa", "testi esporta",
-          "testi importa", "testi crea"}) {
-        EXPECT_TRUE(overview.out.contains(QStringLiteral("\n  ") + command + u' ') ||
-                    overview.out.contains(QStringLiteral("\n  ") + command + u'\n'))
-            << command.toStdString();
+          "registro elenca", "registro elimina", "registro esporta", "registro importa", "registro osserva",
+          "testi esporta", "testi importa", "testi crea", "informazioni"}) {
+        EXPECT_TRUE(overview.out.contains(QStringLiteral("\n  ") + command)) << command.toStdString();
         // --help anywhere on the line, even with operands missing.
-        for (const QStringList& line :
-             {command.split(u' ') + QStringList{"--help"}, QStringList{"--help"} + command.split(u' ')}) {
-            const Outcome help = runTool(line);
-            EXPECT_EQ(help.code, 0) << help;
-            EXPECT_TRUE(help.out.startsWith(QStringLiteral("Usage: paramcor ") + command)) << help;
-            EXPECT_TRUE(help.out.contains(QStringLiteral("--registro DIR"))) << help;
-            EXPECT_TRUE(help.err.isEmpty()) << help;
-        }
+        const Outcome help = runTool(command.split(u' ') + QStringList{"--help"});
+        EXPECT_TRUE(help.code == 0 && help.err.isEmpty()) << help;
+        EXPECT_TRUE(help.out.startsWith(QStringLiteral("Usage: paramcor ") + command)) << help;
     }
-    for (const QString group : {"valore", "registro", "testi"})
-        EXPECT_TRUE(runTool({group, "--help"}).out.contains(u' ' + group + u' ')) << group.toStdString();
-    // The library's own description of the member a command runs.
-    EXPECT_TRUE(runTool({"valore", "leggi", "--help"}).out.contains(QStringLiteral("Legge un parametro")));
-    EXPECT_TRUE(runTool({"registro", "elenca", "-h"}).out.startsWith(QStringLiteral("Usage: paramcor registro elenca")));
+    EXPECT_TRUE(runTool({"--help", "valore", "leggi"}).out.contains(QStringLiteral("Legge un parametro")));
 }
 
-struct BadLine {
-    QStringList arguments;
-    const char* says;
-};
-
-void PrintTo(const BadLine& line, std::ostream* os) {
-    *os << line.arguments.join(u' ').toStdString();
-}
-
-class ParamcorBadCommandLine : public ::testing::TestWithParam<BadLine> {};
-
-TEST_P(ParamcorBadCommandLine, EndsWithOneLineAndTouchesNothing) {
-    const Workshop workshop({}, true);
-    expectRefused(workshop.run(GetParam().arguments), 2, QString::fromUtf8(GetParam().says));
-    // Not even the store's folder, nor the texts' delivery.
-    EXPECT_FALSE(QFileInfo::exists(workshop.registry()));
-    EXPECT_FALSE(QFileInfo::exists(workshop.userTexts()));
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Lines, ParamcorBadCommandLine,
-    ::testing::Values(
-        BadLine{{}, "no command"}, BadLine{{"nonsense"}, "unknown command \"nonsense\""},
-        BadLine{{"valore"}, "needs a subcommand"}, BadLine{{"valore", "cancella"}, "\"valore cancella\""},
-        BadLine{{"percorso", "--xyz", "DXF"}, "unknown option --xyz"},
-        BadLine{{"percorso", "--lingua", "2", "DXF"}, "paramcor: percorso: there is no option --lingua"},
-        BadLine{{"percorso"}, "missing NOME"}, BadLine{{"percorso", "DXF", "DWG"}, "too many arguments"},
-        BadLine{{"valore", "leggi", "Taglio", "Giri"}, "missing TIPO"},
-        BadLine{{"valore", "leggi", "Taglio", "Giri", "Float"}, "unknown type \"Float\""},
-        BadLine{{"valore", "scrivi", "Taglio", "Giri", "Long"}, "missing VALORE"},
-        BadLine{{"valore", "scrivi", "Taglio", "Giri", "Long", "12x"}, "\"12x\" is not a Long"},
-        BadLine{{"valore", "scrivi", "Taglio", "Giri", "Long", "2147483648"}, "is not a Long"},
-        BadLine{{"valore", "scrivi", "Taglio", "Giri", "Integer", "40000"}, "is not an Integer"},
-        BadLine{{"valore", "scrivi", "Taglio", "Giri", "Single", "2,5"}, "is not a Single"},
-        BadLine{{"valore", "scrivi", "Taglio", "Giri", "Double", "nan"}, "is not a Double"},
-        BadLine{{"valore", "scrivi", "Taglio", "Giri", "Double", ""}, "is not a Double"},
-        BadLine{{"valore", "scrivi", "Taglio", "Giri", "Boolean", "forse"}, "is not a Boolean"},
-        BadLine{{"valore", "leggi", "--predefinito", "tremila", "Taglio", "Giri", "Long"}, "is not a Long"},
-        BadLine{{"registro", "elimina", "HKCU"}, "a whole hive cannot be deleted"},
-        BadLine{{"registro", "elenca", "-r", "-r", "HKCU"}, "--ricorsivo is given twice"},
-        BadLine{{"traduci", "--lingua", "0", "Conferma"}, "--lingua must be a whole number from 1 to 15"},
-        BadLine{{"traduci", "Conferma", "--lingua"}, "--lingua needs a value"},
-        BadLine{{"lingua", "16"}, "from 1 to 15"}, BadLine{{"lingua", "due"}, "not \"due\""},
-        BadLine{{"misure", "--lingua", "x"}, "--lingua must be"},
-        BadLine{{"testi", "esporta", "x.po"}, "needs either --lingua N"},
-        BadLine{{"testi", "esporta", "--lingua", "2", "--modello", "x.po"}, "or --modello"},
-        BadLine{{"testi", "esporta", "--lingua", "16", "x.po"}, "from 1 to 15"},
-        BadLine{{"testi", "importa", "--lingua", "16", "x.po"}, "from 2 to 15"},
-        BadLine{{"registro", "esporta", "HKEY_USERS\\S", "x.reg"}, "is not a key"},
-        BadLine{{"registro", "esporta", "HKCU\\\\S", "x.reg"}, "is not a key"},
-        BadLine{{"--registro", "elsewhere", "lingua"}, "--registro is given twice"},
-        BadLine{{"percorsi", "--tutti=yes"}, "--tutti takes no value"}));
-
-TEST(ParamcorCommandLine, AnInstallationThatIsNotThere) {
-    const Workshop workshop;
-    const auto on = [&](const QString& installation, const QString& command) {
-        return runTool({"--registro", workshop.registry(), "--installazione", installation, command});
+TEST(ParamcorCommandLine, LinesThatCannotRunTouchNothing) {
+    const struct {
+        QStringList arguments;
+        const char* says;
+    } lines[] = {
+        {{}, "no command"},
+        {{"nonsense"}, "unknown command \"nonsense\""},
+        {{"valore"}, "needs a subcommand"},
+        {{"percorso", "--xyz", "DXF"}, "unknown option --xyz"},
+        {{"percorso", "--lingua", "2", "DXF"}, "paramcor: percorso: there is no option --lingua"},
+        {{"percorso"}, "missing NOME"},
+        {{"percorso", "DXF", "DWG"}, "too many arguments"},
+        {{"percorsi", "--tutti=yes"}, "--tutti takes no value"},
+        {{"--registro", "elsewhere", "lingua"}, "--registro is given twice"},
+        {{"valore", "leggi", "Taglio", "Giri", "Float"}, "unknown type \"Float\""},
+        {{"valore", "scrivi", "Taglio", "Giri", "Long", "2147483648"}, "is not a Long"},
+        {{"valore", "scrivi", "Taglio", "Giri", "Integer", "40000"}, "is not an Integer"},
+        {{"valore", "scrivi", "Taglio", "Giri", "Single", "2,5"}, "is not a Single"},
+        {{"valore", "scrivi", "Taglio", "Giri", "Double", "nan"}, "is not a Double"},
+        {{"valore", "scrivi", "Taglio", "Giri", "Boolean", "forse"}, "is not a Boolean"},
+        {{"registro", "elimina", "HKCU"}, "a whole hive cannot be deleted"},
+        {{"registro", "elenca", "-r", "-r", "HKCU"}, "--ricorsivo is given twice"},
+        {{"registro", "esporta", "HKEY_USERS\\S", "x.reg"}, "is not a key"},
+        {{"traduci", "Conferma", "--lingua"}, "--lingua needs a value"},
+        {{"lingua", "16"}, "from 1 to 15"},
+        {{"testi", "esporta", "x.po"}, "needs either --lingua N"},
+        {{"testi", "importa", "--lingua", "16", "x.po"}, "from 2 to 15"},
     };
-    expectRefused(on(workshop.path("nowhere"), "lingua"), 1, "nowhere");
-    // A folder without ParamCor.txt: the library's own message, as lines of the tool.
-    const Outcome missingFile = on(workshop.folder(), "percorsi");
-    EXPECT_EQ(missingFile.code, 1) << missingFile;
-    EXPECT_TRUE(missingFile.out.isEmpty() && missingFile.err.contains("ParamCor.txt")) << missingFile;
-    for (const QString& line : missingFile.errLines())
-        EXPECT_TRUE(line.startsWith(QStringLiteral("paramcor: "))) << missingFile;
+    const Workshop workshop({}, true);
+    for (const auto& line : lines) {
+        expectRefused(workshop.run(line.arguments), 2, QString::fromUtf8(line.says));
+        // Not even the store's folder, nor the texts' delivery.
+        EXPECT_FALSE(QFileInfo::exists(workshop.registry()) || QFileInfo::exists(workshop.userTexts()));
+    }
+    expectRefused(runTool({"--registro", workshop.registry(), "--installazione", workshop.path("nowhere"), "lingua"}),
+                  1, "nowhere");
 }
 
 TEST(ParamcorCommandLine, ReadingCommandsSpeakJsonAndTheVersionNamesTheStore) {
     const Workshop workshop;
     ASSERT_EQ(workshop.run({"valore", "scrivi", "Taglio", "Giri", "Long", "3000"}).code, 0);
-    for (const QStringList& command : {QStringList{"valore", "leggi", "Taglio", "Giri", "Long"}, {"percorso", "DXF"},
-                                       {"percorsi"}, {"traduci", "Spessore"}, {"chiave", "LASTRE", "0009"}, {"misure"},
-                                       {"registro", "elenca", "HKCU\\SOFTWARE\\Corvel"}, {"informazioni"}}) {
+    for (const QStringList& command : {QStringList{"valore", "leggi", "Taglio", "Giri", "Long"}, {"percorsi"},
+                                       {"registro", "elenca", "HKCU\\SOFTWARE\\Corvel"}, {"misure"}}) {
         const Outcome run = workshop.run(command + QStringList{"--json"});
-        EXPECT_EQ(run.code, 0) << run;
         QJsonParseError error{};
-        EXPECT_FALSE(QJsonDocument::fromJson(run.bytes, &error).isEmpty()) << run;
-        EXPECT_EQ(error.error, QJsonParseError::NoError) << run;
+        QJsonDocument::fromJson(run.bytes, &error);
+        EXPECT_TRUE(run.code == 0 && error.error == QJsonParseError::NoError) << run;
     }
     EXPECT_EQ(workshop.run({"lingua", "--json"}).out, QStringLiteral("{\"lingua\":2,\"nome\":\"English\"}\n"));
-
     const Outcome version = workshop.run({"--version"});
     EXPECT_TRUE(version.out.startsWith(QStringLiteral("paramcor 6.0.0 (CVLParamcor 6.0.0)\n"))) << version;
     EXPECT_TRUE(version.out.contains(workshop.registry() + QStringLiteral("/HKEY_LOCAL_MACHINE.db"))) << version;
-}
 
-TEST(ParamcorCommandLine, BashCompletesCommands) {
-    // As bash runs it for "paramcor registro el<TAB>".
+    // As bash runs the completion for "paramcor registro el<TAB>".
     QProcess bash;
     bash.start(QStringLiteral("bash"),
                {"-c", "source \"$0\"; COMP_WORDS=(paramcor --registro /tmp registro el); COMP_CWORD=4; _paramcor; "
@@ -131,6 +86,51 @@ TEST(ParamcorCommandLine, BashCompletesCommands) {
                 QStringLiteral(PARAMCOR_COMPLETION)});
     ASSERT_TRUE(bash.waitForFinished());
     EXPECT_EQ(bash.readAllStandardOutput(), QByteArray("elenca elimina\n"));
+}
+
+// The tool's own words come from the texts in the user's language or that of
+// --lingua; English where a language has no translation or there are no texts.
+TEST(ParamcorCommandLine, TheToolSpeaksTheUsersLanguage) {
+    const Workshop workshop;
+    const struct {
+        const char* language;
+        const char* usage;
+        const char* noSuchKey;
+    } cases[] = {
+        {"1", "Uso: paramcor COMANDO [OPZIONI] [ARGOMENTI]", "nessun testo ha la chiave NESSUNO 0001"},
+        {"3", "Aufruf: paramcor BEFEHL [OPTIONEN] [ARGUMENTE]", "kein Text hat den Schlüssel NESSUNO 0001"},
+        {"6", "Usage: paramcor COMMAND [OPTIONS] [ARGUMENTS]", "no text has the key NESSUNO 0001"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(workshop.run({"--lingua", c.language, "--help"}).out.section(u'\n', 0, 0), QString::fromUtf8(c.usage));
+        expectRefused(workshop.run({"chiave", "--lingua", c.language, "NESSUNO", "0001"}), 1,
+                      QString::fromUtf8(c.noSuchKey));
+    }
+    ASSERT_EQ(workshop.run({"lingua", "3"}).code, 0);
+    EXPECT_TRUE(workshop.run({"--help"}).out.startsWith(QStringLiteral("Aufruf: paramcor BEFEHL")));
+    const Outcome bare = runTool({"--help", "--lingua", "3"});
+    EXPECT_TRUE(bare.code == 0 && bare.err.isEmpty() && bare.out.startsWith(QStringLiteral("Usage: paramcor")))
+        << bare;
+}
+
+// The about window's facts, read out on the telephone.
+TEST(ParamcorCommandLine, InformazioniPrintsTheFactsSupportAsksFor) {
+    const Workshop workshop;
+    {
+        SqliteRegistryStore store = workshop.store();
+        setValue(store, Hive::LocalMachine, kSuite, "Version", regtype::String, utf8("2026.2"));
+    }
+    const Outcome english = workshop.run({"informazioni"});
+    ASSERT_TRUE(english.code == 0 && english.err.isEmpty()) << english;
+    const QString installation = workshop.installation() + u'/';
+    for (const QString& fact :
+         {QStringLiteral("[Product versions]\nProduct: 2026.2\n"), "Current user: " + workshop.registry() + "/HKEY_CURRENT_USER.db\n",
+          "Installation file: " + installation + "ParamCor.txt\n", "Text database: " + workshop.userTexts() + "\n",
+          QStringLiteral("Language: 2 English\n"), "DXF: " + installation + "Wincor/Disegni/Dxf/\n"})
+        EXPECT_TRUE(english.out.contains(fact)) << fact.toStdString() << "\nin:\n" << english.out.toStdString();
+    EXPECT_TRUE(workshop.run({"informazioni", "--lingua", "1"}).out.contains("[Versioni del prodotto]\nProdotto: 2026.2\n"));
+    EXPECT_TRUE(workshop.run({"informazioni", "--json"}).out.contains(
+        R"({"titolo":"Product versions","voci":[{"valore":"2026.2","voce":"Product"})"));
 }
 
 }  // namespace
