@@ -1,5 +1,7 @@
 // Resolving folder names into locations, and moving folders.
+#include "folders/FolderEditing.h"
 #include "folders/FolderTable.h"
+#include "param/FolderSetup.h"
 #include "param/registry/MainParametri.h"
 #include "support/TestPlatform.h"
 
@@ -217,6 +219,77 @@ TEST(FolderNormalisation, RulesOfTheSeparators) {
         NormalizzaPercorso(path);
         EXPECT_EQ(path, expected) << original.toStdString();
     }
+}
+
+// The folder editor's working copy: folders built on one another, DXF on Disegni,
+// DxfVecchi on DXF, Lastre on the root and Testi on the library's folder.
+TEST(FolderEditing, FilterDefaultsDependentsAndWriting) {
+    TestPlatform platform;
+    platform.writeInstallationFile(
+        "REGISTRYROOT = Corvel\r\nFOLDERS = 5\r\n"
+        "FOLDER1 = Testi, <PROGRAM>Testi, TESTI\r\n"
+        "FOLDER2 = Disegni, <WINCOR>\\Disegni, DISEGNI\r\n"
+        "FOLDER3 = DXF, <Disegni>\\Dxf, DISEGNI\r\n"
+        "FOLDER4 = DxfVecchi, <DXF>\\Vecchi, ARCHIVIO\r\n"
+        "FOLDER5 = Lastre, <WINCOR>\\Lastre, LASTRE\r\n");
+    Parametri par;
+    const QString library = platform.folder() + "/", root = library + "Wincor/";
+    par.ScriviPercorso("Lastre", "/magazzino/lastre/");
+    FolderEditing editing(foldersOf(par));
+    const auto& f = editing.folders();
+    ASSERT_EQ(f.size(), 15u);
+
+    const std::pair<QString, std::vector<int>> filters[] = {
+        {"", {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14}},
+        {"DISEGNI", {2, 3}}, {"DXF", {3}}, {"ARCHIVIO", {4}}, {"NESSUNA", {}}};
+    for (const auto& [filter, rows] : filters)
+        EXPECT_EQ(editing.matching(filter), rows) << filter.toStdString();
+
+    const QString fallbacks[] = {root, library + "Testi/", root + "Disegni/", root + "Disegni/Dxf/",
+                                 root + "Disegni/Dxf/Vecchi/", root + "Lastre/", ""};
+    for (int i = 0; i < 7; ++i)
+        EXPECT_EQ(f[i].fallback, fallbacks[i]) << i;
+    EXPECT_EQ(f[5].stored, "/magazzino/lastre/");
+    EXPECT_EQ(f[3].reference, "DISEGNI");
+
+    // Moving Disegni offers its dependents, nearest first; only DxfVecchi follows,
+    // under DXF where it was.
+    EXPECT_TRUE(editing.relocate(2, "/n/"));
+    EXPECT_FALSE(editing.relocate(2, "/n/"));
+    const auto dependents = editing.dependents(2);
+    ASSERT_EQ(dependents.size(), 2u);
+    EXPECT_EQ(dependents[0].row, 3);
+    EXPECT_EQ(dependents[0].proposed, "/n/Dxf/");
+    EXPECT_EQ(dependents[1].row, 4);
+    EXPECT_EQ(dependents[1].proposed, "/n/Dxf/Vecchi/");
+    EXPECT_TRUE(editing.dependents(5).empty());
+    editing.follow({4});
+    EXPECT_EQ(f[3].location, root + "Disegni/Dxf/");
+    EXPECT_EQ(f[4].location, root + "Disegni/Dxf/Vecchi/");
+    editing.follow({3, 4});
+    EXPECT_EQ(f[4].location, "/n/Dxf/Vecchi/");
+
+    // Another program moves DXF and Lastre: the user's own move of DXF stays.
+    test::putValue(platform.store(), Hive::CurrentUser, "SOFTWARE\\Corvel", "PercorsoLastre", regtype::String,
+                   {'/', 'l', '/'});
+    test::putValue(platform.store(), Hive::CurrentUser, "SOFTWARE\\Corvel", "PercorsoDXF", regtype::String,
+                   {'/', 'd', '/'});
+    editing.reloadStored();
+    EXPECT_EQ(f[5].location, "/l/");
+    EXPECT_EQ(f[3].location, "/n/Dxf/");
+
+    EXPECT_TRUE(editing.write());
+    EXPECT_EQ(par.Percorso("Disegni"), "/n/");
+    EXPECT_EQ(par.Percorso("DxfVecchi"), "/n/Dxf/Vecchi/");
+    EXPECT_EQ(par.Percorso("Lastre"), "/l/");
+    EXPECT_FALSE(FolderEditing(foldersOf(par)).write());
+
+    FolderEditing defaults(foldersOf(par));
+    defaults.restoreAllDefaults();
+    EXPECT_TRUE(defaults.write());
+    EXPECT_EQ(par.Percorso("Disegni"), root + "Disegni/");
+    EXPECT_EQ(par.Percorso("Lastre"), root + "Lastre/");
+    EXPECT_EQ(par.Percorso("Custom1"), library);
 }
 
 }  // namespace
