@@ -201,14 +201,6 @@ TEST_F(FolderResolution, TableRowsAndFixedProperties) {
     EXPECT_EQ(par->PercorsoCLF(), QVariant(platform.folder() + "/"));
 }
 
-TEST_F(FolderResolution, WithoutWindowsTheFolderEditorChangesNothing) {
-    EXPECT_FALSE(par->CambiaPercorsi("dxf"));
-    EXPECT_FALSE(par->CambiaPercorsi());
-    ASSERT_EQ(platform.messages().size(), 2u);
-    EXPECT_TRUE(platform.messages()[0].text.startsWith("No dialog is available"));
-    EXPECT_EQ(par->PercorsoDxf(), wincor + "Dxf/");
-}
-
 TEST(FolderNormalisation, RulesOfTheSeparators) {
     const std::pair<QString, QString> cases[] = {
         {"", "/"},          {"a", "a/"}, {"a\\", "a/"},   {"a\\\\\\b", "a/b/"}, {"\\\\a\\\\b", "//a//b/"},
