@@ -16,12 +16,10 @@ namespace {
 
 // Wordings of the text correction and dependency windows, beside the shared ones.
 const char* const kMoreWordings[][3] = {
-    {"Cambio Testo", "Correct a text", "Text korrigieren"},
     {"&Cerca", "&Find", "&Suchen"},
     {"Invio alla CORVEL le mie traduzioni e correzioni", "Send my corrections", "Korrekturen senden"},
     {"Dipendenze", "Dependent folders", "Abhängige Ordner"},
     {"Tutto", "All", "Alle"},
-    {"Azzera", "None", "Keine"},
 };
 
 QString translated(const QString& italian, short language) {
@@ -42,44 +40,24 @@ struct Caption {
 
 const Caption kCaptions[] = {
     {"FormLingua", "", "windowTitle", "Cambio Lingua"},
-    {"FormLingua", "Command1", "text", "Conferma"},
     // Wordings are found whatever their case: "conferma" is the row of "Conferma".
     {"FormLingua", "Command1", "toolTip", "Conferma"},
-    {"FormLingua", "Command2", "text", "Annulla"},
     {"FormLingua", "Command2", "toolTip", "esc"},
     {"FormLingua", "cmdMisure", "text", "Unità di misura"},
-    {"FormMisure", "", "windowTitle", "Unità di misura"},
-    {"FormMisure", "optSistema_0", "text", "Sistema Metrico Decimale"},
     {"FormMisure", "optSistema_1", "text", "Sistema Anglosassone"},
     {"FormMisure", "optSistema_2", "text", "USA", false},
-    {"FormMisure", "cmdDefault_0", "text", "Default"},
     {"FormMisure", "cmdDefault_2", "text", "Default"},
-    {"FormMisure", "lblMisure_0", "text", "Valuta"},
-    {"FormMisure", "lblMisure_1", "text", "lineare"},
-    {"FormMisure", "lblMisure_2", "text", "superfici"},
-    {"FormMisure", "lblMisure_3", "text", "volume"},
     {"FormMisure", "lblMisure_4", "text", "per calcolo peso", true, "(%1)"},
-    {"FormMisure", "lblFattore", "text", "Fattore di Conversione"},
-    {"FormMisure", "lblSimbolo", "text", "Simbolo"},
     {"FormMisure", "frmEsempio", "title", "Esempio"},
-    {"FormMisure", "Conferma", "toolTip", "Conferma"},
     {"FormMisure", "Esci", "toolTip", "Esci"},
-    {"FormValuta", "", "windowTitle", "Valuta"},
-    {"FormValuta", "lblSimbolo", "text", "Simbolo"},
     {"FormValuta", "lblDesc", "text", "Descrizione"},
     {"FormValuta", "Conferma", "toolTip", "Conferma"},
-    {"FormValuta", "Esci", "toolTip", "Esci"},
-    {"FormTesto", "", "windowTitle", "Cambio Testo"},
-    {"FormTesto", "Cerca1", "text", "&Cerca"},
     {"FormTesto", "Cerca2", "text", "&Cerca"},
     {"FormTesto", "Mail", "toolTip", "Invio alla CORVEL le mie traduzioni e correzioni"},
     {"FormTesto", "Aggiorna", "toolTip", "Aggiorno il testo che ho corretto", false},  // not in the database
     {"FormDipendenze", "", "windowTitle", "Dipendenze"},
-    {"FormDipendenze", "OKButton", "text", "Conferma"},
     {"FormDipendenze", "AllButton", "text", "Tutto"},
-    {"FormDipendenze", "ClearButton", "text", "Azzera"},
     {"FormDipendenze", "InvButton", "text", "Inverti", false},
-    {"FormDipendenze", "CancelButton", "text", "Annulla"},
 };
 
 std::unique_ptr<QWidget> open(const QString& window, Parametri& par, short language) {
