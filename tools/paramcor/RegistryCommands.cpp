@@ -344,12 +344,9 @@ int importRegistry(Session& session, const Arguments&, const QStringList& operan
         }
         if (rc == regerr::InvalidFunction) {  // a store that writes each value at once
             wholeOrNothing = false;
-            KeyHandle handle = 0;
-            rc = store.createKey(hive, std::string(), &handle);
-            if (rc == regerr::Success) {
-                store.closeKey(handle);
+            rc = StoreKey(store).create(hive, std::string());
+            if (rc == regerr::Success)
                 continue;
-            }
         }
         abortBatches();
         storeFailure(store, hive, std::string(), "written", rc, nothing);
@@ -370,14 +367,13 @@ int importRegistry(Session& session, const Arguments&, const QStringList& operan
                 // As regedit: a key that is not there is no fault.
                 const std::size_t slash = key.path.rfind('\\');
                 const std::string parent = slash == std::string::npos ? std::string() : key.path.substr(0, slash);
-                KeyHandle handle = 0;
-                if (store.openKey(key.hive, key.path, &handle) != regerr::Success)
+                StoreKey held(store);
+                if (held.open(key.hive, key.path) != regerr::Success)
                     continue;
-                store.closeKey(handle);
-                if (const long rc = store.createKey(key.hive, parent, &handle))
+                if (const long rc = held.create(key.hive, parent))
                     fail(key.hive, parent, "written", rc);
-                const StoreKey open(store, handle);
-                const long rc = store.deleteTree(handle, key.path.substr(slash == std::string::npos ? 0 : slash + 1));
+                const long rc =
+                    store.deleteTree(held.handle(), key.path.substr(slash == std::string::npos ? 0 : slash + 1));
                 if (rc != regerr::Success && rc != regerr::FileNotFound)
                     fail(key.hive, key.path, "deleted", rc);
                 ++removed;

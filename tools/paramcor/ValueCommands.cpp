@@ -198,15 +198,14 @@ int readValue(Session& session, const Arguments& arguments, const QStringList& o
     const QString key = keyName(par, place);
     const QString& name = operands[1];
     RegistryStore& store = session.baseStore();
-    KeyHandle handle = 0;
     std::uint32_t storedType = 0;
     std::vector<std::uint8_t> data;
-    long rc = store.openKey(place.machine ? Hive::LocalMachine : Hive::CurrentUser, key.section(u'\\', 1).toStdString(),
-                            &handle);
+    StoreKey stored(store);
+    long rc = stored.open(place.machine ? Hive::LocalMachine : Hive::CurrentUser, key.section(u'\\', 1).toStdString());
     if (rc == regerr::Success) {
         std::uint32_t size = 0;
-        rc = store.queryValue(handle, name.toStdString(), &storedType, &data, UINT32_MAX, &size);
-        store.closeKey(handle);
+        rc = store.queryValue(stored.handle(), name.toStdString(), &storedType, &data, UINT32_MAX, &size);
+        stored.close();
     }
     const auto print = [&](const QVariant& value, const QString& typeShown) {
         if (json)
@@ -256,14 +255,12 @@ int writeValue(Session& session, const Arguments& arguments, const QStringList& 
     // does for a user without rights, or when another program keeps the hive locked
     // longer than the store waits: say it here.
     const QString key = keyName(par, place);
-    KeyHandle handle = 0;
     const Hive hive = place.machine ? Hive::LocalMachine : Hive::CurrentUser;
-    const long opened = session.store().createKey(hive, key.section(u'\\', 1).toStdString(), &handle);
+    const long opened = StoreKey(session.store()).create(hive, key.section(u'\\', 1).toStdString());
     if (opened != regerr::Success) {
         const QString why = session.storeError(hive, opened);  // before the texts read the store
         throw Failure(tr("%1 cannot be written (%2)").arg(key, why));
     }
-    session.store().closeKey(handle);
 
     const int mark = session.errors();
     const int refused = session.failedWrites();
