@@ -139,28 +139,25 @@ TEST(Creation, StopsWhenThereIsNoTemporaryFolder) {
 }
 
 TEST(Creation, ChecksTheRegionalNumberSettings) {
-    struct Case {
-        Separators separators;
-        std::vector<QString> messages;
-    };
     const QString different =
         "ERROR:\nDecimal and thousand separators must be different\nCheck your international settings";
     const QString empty = "ERROR:\nDecimal separators is empty\nCheck your international settings";
-    const Case cases[] = {
+    const std::pair<Separators, QStringList> cases[] = {
         {{",", ","}, {different}}, {{" , ", ","}, {different}}, {{"", "."}, {empty}}, {{" ", " "}, {different, empty}},
         {{",", " "}, {}},  // a blank thousands separator is trimmed away and passes
         {{",", "."}, {}},
     };
-    for (const Case& c : cases) {
+    for (const auto& [separators, expected] : cases) {
         TestPlatform platform;
-        paramcor::platform().separators = [&] { return c.separators; };
+        paramcor::platform().separators = [&] { return separators; };
         Parametri par;
-        ASSERT_EQ(platform.messages().size(), c.messages.size()) << c.separators.decimal.toStdString();
-        for (std::size_t i = 0; i < c.messages.size(); ++i) {
-            EXPECT_EQ(platform.messages()[i].text, c.messages[i]);
-            EXPECT_EQ(platform.messages()[i].flags, 16);
-            EXPECT_EQ(platform.messages()[i].title, "CvlParamcor");
-        }
+        QStringList shown;
+        for (const auto& m : platform.messages())
+            shown << QStringLiteral("%1 %2 ").arg(m.flags).arg(m.title) + m.text;
+        QStringList hard;
+        for (const QString& text : expected)
+            hard << QStringLiteral("16 CvlParamcor ") + text;
+        EXPECT_EQ(shown, hard) << separators.decimal.toStdString();
     }
 }
 

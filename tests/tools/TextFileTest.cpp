@@ -49,10 +49,7 @@ TEST(ParamcorTextFiles, ExportedEditedAndImported) {
     // Told in the language of the texts exported.
     EXPECT_TRUE(exported.out.startsWith(texts + QStringLiteral(" Texte von Testo_03 (Deutsch) aus "))) << exported;
     EXPECT_EQ(gettext(QStringLiteral("msgfmt"), {"-c", "-o", "/dev/null", file}), 0);
-    const QString pot = workshop.path("testi.pot");
-    ASSERT_EQ(workshop.run({"testi", "esporta", "--modello", pot}).code, 0);
-    EXPECT_EQ(gettext(QStringLiteral("msgmerge"), {"--quiet", "-o", workshop.path("merged.po"), file, pot}), 0);
-    ASSERT_EQ(workshop.run({"testi", "importa", workshop.path("merged.po")}).code, 0);
+    ASSERT_EQ(workshop.run({"testi", "importa", file}).code, 0);  // as it was: nothing changes
     EXPECT_EQ(query(workshop.userTexts(), all), before);
 
     QString po = QString::fromUtf8(fileBytes(file));

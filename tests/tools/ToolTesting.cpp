@@ -74,31 +74,6 @@ Outcome Workshop::run(const QStringList& arguments, const QByteArray& input) con
         input);
 }
 
-static void dumpInto(RegistryStore& store, Hive hive, const std::string& path, Dump& out) {
-    KeyHandle key = 0;
-    if (store.openKey(hive, path, &key) != regerr::Success) {
-        ADD_FAILURE() << "cannot open " << path;
-        return;
-    }
-    auto& values = out[path];
-    std::string name;
-    StoredValue value;
-    for (std::uint32_t i = 0; store.enumValue(key, i, &name, &value.type, &value.data) == regerr::Success; ++i)
-        values[name] = value;
-    std::vector<std::string> children;
-    for (std::uint32_t i = 0; store.enumKey(key, i, &name) == regerr::Success; ++i)
-        children.push_back(name);
-    store.closeKey(key);
-    for (const std::string& child : children)
-        dumpInto(store, hive, path + '\\' + child, out);
-}
-
-Dump dump(RegistryStore& store, Hive hive, const std::string& path) {
-    Dump out;
-    dumpInto(store, hive, path, out);
-    return out;
-}
-
 std::optional<StoredValue> storedValue(RegistryStore& store, Hive hive, const std::string& path,
                                        const std::string& name) {
     KeyHandle key = 0;

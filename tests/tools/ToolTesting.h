@@ -13,7 +13,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -61,9 +60,6 @@ struct StoredValue {
     std::vector<std::uint8_t> data;
     bool operator==(const StoredValue&) const = default;
 };
-// A key and all below it: key path -> value name -> value.
-using Dump = std::map<std::string, std::map<std::string, StoredValue>>;
-Dump dump(RegistryStore& store, Hive hive, const std::string& path);
 // The value, or nothing when key or value is missing.
 std::optional<StoredValue> storedValue(RegistryStore& store, Hive hive, const std::string& path,
                                        const std::string& name);
