@@ -11,25 +11,25 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <functional>
 #include <set>
 
-QT_BEGIN_NAMESPACE
-inline void PrintTo(const QString& text, std::ostream* os) {
-    *os << '"' << text.toStdString() << '"';
-}
-QT_END_NAMESPACE
-
-namespace paramcor::test {
+namespace paramcor {
 namespace {
 
-// Runs `work` on a store of its own in another process, and waits for it.
-void inAnotherProcess(const QString& folder, const std::function<void(RegistryStore&)>& work) {
+// Another process writes a value into each of these keys, or with `deleted` removes
+// the tree of that name under the first, then ends.
+void inAnotherProcess(const QString& folder, const std::vector<std::string>& keys, const char* deleted = nullptr) {
     const pid_t child = ::fork();
     ASSERT_GE(child, 0);
     if (child == 0) {
         SqliteRegistryStore store(folder.toStdString());
-        work(store);
+        for (const std::string& path : keys) {
+            KeyHandle key = 0;
+            if (store.createKey(Hive::CurrentUser, path, &key) != regerr::Success ||
+                (deleted ? store.deleteTree(key, deleted) : store.setValue(key, "v", regtype::Dword, {1, 0, 0, 0})) !=
+                    regerr::Success)
+                ::_exit(1);
+        }
         ::_exit(0);
     }
     int status = 0;
@@ -37,28 +37,21 @@ void inAnotherProcess(const QString& folder, const std::function<void(RegistrySt
     ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
 }
 
-void set(RegistryStore& store, const std::string& path, const std::string& name) {
-    KeyHandle key = 0;
-    if (store.createKey(Hive::CurrentUser, path, &key) != regerr::Success ||
-        store.setValue(key, name, regtype::Dword, {1, 0, 0, 0}) != regerr::Success)
-        ::_exit(1);
-    store.closeKey(key);
-}
-
 class Heard : public QObject {
 public:
     explicit Heard(OsservatoreRegistro& observer) {
-        connect(&observer, &OsservatoreRegistro::Cambiata, this,
-                [this](Hive hive, const QString& key) { keys.insert((hive == Hive::CurrentUser ? "HKCU\\" : "?\\") + key); });
+        connect(&observer, &OsservatoreRegistro::Cambiata, this, [this](Hive hive, const QString& key) {
+            keys.insert((hive == Hive::CurrentUser ? "HKCU\\" : "?\\") + key.toStdString());
+        });
     }
-    // Waits until `expected` has been heard, at most five seconds, and takes it.
-    std::set<QString> take(const std::set<QString>& expected) {
+    // What was heard once `expected` has been, or after five seconds.
+    std::set<std::string> take(const std::set<std::string>& expected) {
         const QDeadlineTimer deadline(5000);
         while (keys != expected && !deadline.hasExpired())
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
         return std::exchange(keys, {});
     }
-    std::set<QString> keys;
+    std::set<std::string> keys;
 };
 
 TEST(OsservatoreRegistro, HearsWhatOtherProcessesCommitUnderTheWatchedKeys) {
@@ -75,39 +68,25 @@ TEST(OsservatoreRegistro, HearsWhatOtherProcessesCommitUnderTheWatchedKeys) {
     ASSERT_TRUE(flat.Osserva(Hive::CurrentUser, QStringLiteral("software\\corvel\\"), false));
     Heard deepHeard(deep);
     Heard flatHeard(flat);
+    const std::string corvel = "HKCU\\SOFTWARE\\Corvel";
 
-    inAnotherProcess(folder, [](RegistryStore& s) { set(s, "SOFTWARE\\Corvel\\Taglio", "Giri"); });
-    EXPECT_EQ(deepHeard.take({"HKCU\\SOFTWARE\\Corvel", "HKCU\\SOFTWARE\\Corvel\\Taglio"}),
-              (std::set<QString>{"HKCU\\SOFTWARE\\Corvel", "HKCU\\SOFTWARE\\Corvel\\Taglio"}));
-    EXPECT_EQ(flatHeard.take({"HKCU\\SOFTWARE\\Corvel"}), std::set<QString>{"HKCU\\SOFTWARE\\Corvel"});
-
+    inAnotherProcess(folder, {"SOFTWARE\\Corvel\\Taglio"});
+    EXPECT_EQ(deepHeard.take({corvel, corvel + "\\Taglio"}), (std::set<std::string>{corvel, corvel + "\\Taglio"}));
+    EXPECT_EQ(flatHeard.take({corvel}), std::set<std::string>{corvel});
     // Outside the watched key nothing is heard; below it, only the deep watch.
-    inAnotherProcess(folder, [](RegistryStore& s) {
-        set(s, "SOFTWARE\\Altro", "x");
-        set(s, "SOFTWARE\\Corvel\\Taglio\\Lama", "y");
-    });
-    EXPECT_EQ(deepHeard.take({"HKCU\\SOFTWARE\\Corvel\\Taglio\\Lama"}),
-              std::set<QString>{"HKCU\\SOFTWARE\\Corvel\\Taglio\\Lama"});
-    inAnotherProcess(folder, [](RegistryStore& s) { set(s, "SOFTWARE\\Corvel", "Lingua"); });
-    EXPECT_EQ(flatHeard.take({"HKCU\\SOFTWARE\\Corvel"}), std::set<QString>{"HKCU\\SOFTWARE\\Corvel"});
-    EXPECT_EQ(deepHeard.take({"HKCU\\SOFTWARE\\Corvel"}), std::set<QString>{"HKCU\\SOFTWARE\\Corvel"});
-
+    inAnotherProcess(folder, {"SOFTWARE\\Altro", "SOFTWARE\\Corvel\\Taglio\\Lama"});
+    EXPECT_EQ(deepHeard.take({corvel + "\\Taglio\\Lama"}), std::set<std::string>{corvel + "\\Taglio\\Lama"});
     // A deleted tree: every key that went.
-    inAnotherProcess(folder, [](RegistryStore& s) {
-        KeyHandle key = 0;
-        if (s.createKey(Hive::CurrentUser, "SOFTWARE\\Corvel", &key) || s.deleteTree(key, "Taglio"))
-            ::_exit(1);
-    });
-    EXPECT_EQ(deepHeard.take({"HKCU\\SOFTWARE\\Corvel\\Taglio", "HKCU\\SOFTWARE\\Corvel\\Taglio\\Lama"}),
-              (std::set<QString>{"HKCU\\SOFTWARE\\Corvel\\Taglio", "HKCU\\SOFTWARE\\Corvel\\Taglio\\Lama"}));
-
+    inAnotherProcess(folder, {"SOFTWARE\\Corvel"}, "Taglio");
+    EXPECT_EQ(deepHeard.take({corvel + "\\Taglio", corvel + "\\Taglio\\Lama"}),
+              (std::set<std::string>{corvel + "\\Taglio", corvel + "\\Taglio\\Lama"}));
     // After Smetti, nothing.
     deep.Smetti(Hive::CurrentUser, QStringLiteral("SOFTWARE\\CORVEL"));
-    inAnotherProcess(folder, [](RegistryStore& s) { set(s, "SOFTWARE\\Corvel", "Altra"); });
-    EXPECT_EQ(flatHeard.take({"HKCU\\SOFTWARE\\Corvel"}), std::set<QString>{"HKCU\\SOFTWARE\\Corvel"});
+    inAnotherProcess(folder, {"SOFTWARE\\Corvel"});
+    EXPECT_EQ(flatHeard.take({corvel}), std::set<std::string>{corvel});
     QCoreApplication::processEvents();
     EXPECT_TRUE(deepHeard.keys.empty());
 }
 
 }  // namespace
-}  // namespace paramcor::test
+}  // namespace paramcor
