@@ -4,6 +4,7 @@
 #include <atomic>
 #include <chrono>
 #include <random>
+#include <set>
 #include <thread>
 
 namespace paramcor::test {
@@ -26,24 +27,20 @@ std::string numbered(const std::string& prefix, std::uint32_t number) {
 
 KeyHandle create(RegistryStore& store, const std::string& path, Hive hive) {
     KeyHandle handle = 0;
-    const long rc = store.createKey(hive, path, &handle);
-    EXPECT_EQ(rc, regerr::Success) << "createKey " << path;
-    return rc == regerr::Success ? handle : 0;
+    EXPECT_EQ(store.createKey(hive, path, &handle), regerr::Success) << "createKey " << path;
+    return handle;
 }
 
 KeyHandle open(RegistryStore& store, const std::string& path, Hive hive) {
     KeyHandle handle = 0;
-    const long rc = store.openKey(hive, path, &handle);
-    EXPECT_EQ(rc, regerr::Success) << "openKey " << path;
-    return rc == regerr::Success ? handle : 0;
+    EXPECT_EQ(store.openKey(hive, path, &handle), regerr::Success) << "openKey " << path;
+    return handle;
 }
 
 long tryOpen(RegistryStore& store, const std::string& path, Hive hive, bool create) {
     KeyHandle handle = 0;
     const long rc = create ? store.createKey(hive, path, &handle) : store.openKey(hive, path, &handle);
-    if (rc == regerr::Success) {
-        EXPECT_EQ(store.closeKey(handle), regerr::Success) << path;
-    }
+    EXPECT_TRUE(rc != regerr::Success || store.closeKey(handle) == regerr::Success) << path;
     return rc;
 }
 
@@ -68,13 +65,12 @@ Read read(RegistryStore& store, const std::string& path, const std::string& name
 }
 
 ::testing::AssertionResult readsBackAs(const Bytes& read, std::uint32_t type, const Bytes& written) {
-    if (read == written)
-        return ::testing::AssertionSuccess();
     // Text written without a terminating zero may come back with one: Windows adds it
     // when a zero follows the data in memory, and the Windows store always has it added.
     const bool text = type == regtype::String || type == 2 || type == 7;  // REG_SZ, REG_EXPAND_SZ, REG_MULTI_SZ
-    if (text && !written.empty() && written.back() != 0 && read.size() == written.size() + 1 && read.back() == 0 &&
-        std::equal(written.begin(), written.end(), read.begin()))
+    Bytes terminated = written;
+    terminated.push_back(0);
+    if (read == written || (text && !written.empty() && written.back() != 0 && read == terminated))
         return ::testing::AssertionSuccess();
     return ::testing::AssertionFailure() << "read " << ::testing::PrintToString(read) << ", written "
                                          << ::testing::PrintToString(written);
@@ -100,8 +96,7 @@ std::string repeat(const std::string& text, int times) {
 }
 
 // In the order of the upper-cased names (Windows, the POSIX store) or of the
-// lower-cased ones (Wine): they differ where "[", "]", "^", "_" or "`" meets a
-// letter. The names used here change case only in ASCII.
+// lower-cased ones (Wine): they differ where "[", "]", "^", "_" or "`" meets a letter.
 bool sortedIgnoringCase(const std::vector<std::string>& names) {
     const auto sortedBy = [&names](int (*fold)(int)) {
         return std::is_sorted(names.begin(), names.end(), [fold](const std::string& a, const std::string& b) {
@@ -122,14 +117,14 @@ struct Enumerated {
 // Every subkey or value of a key, enumerated from index 0 until NoMoreItems.
 std::vector<Enumerated> listed(RegistryStore& store, KeyHandle key, bool values) {
     std::vector<Enumerated> found;
-    for (std::uint32_t i = 0; i <= 10000; ++i) {
+    for (long rc = regerr::Success; found.size() <= 10000;) {
         Enumerated e;
-        const long rc = values ? store.enumValue(key, i, &e.name, &e.type, &e.data) : store.enumKey(key, i, &e.name);
-        if (rc == regerr::NoMoreItems)
+        const auto i = static_cast<std::uint32_t>(found.size());
+        rc = values ? store.enumValue(key, i, &e.name, &e.type, &e.data) : store.enumKey(key, i, &e.name);
+        if (rc != regerr::Success) {
+            EXPECT_EQ(rc, regerr::NoMoreItems) << "index " << i;
             break;
-        EXPECT_EQ(rc, regerr::Success) << "index " << i;
-        if (rc != regerr::Success)
-            break;
+        }
         found.push_back(std::move(e));
     }
     return found;
@@ -142,9 +137,8 @@ std::vector<std::string> names(const std::vector<Enumerated>& found) {
     return names;
 }
 
-std::vector<std::string> sorted(std::vector<std::string> names) {
-    std::sort(names.begin(), names.end());
-    return names;
+std::vector<std::string> subkeys(RegistryStore& store, KeyHandle key) {
+    return names(listed(store, key, false));
 }
 
 }  // namespace
@@ -178,18 +172,14 @@ TEST_P(RegistryStoreConformance, KeyPaths) {
         long created;  // kNotCreated: only opened
         long opened;
     } cases[] = {
-        {Hive::CurrentUser, key("A"), kNotCreated, regerr::Success},
         {Hive::CurrentUser, key("A\\B"), kNotCreated, regerr::Success},
         {Hive::CurrentUser, key("A\\X"), kNotCreated, regerr::FileNotFound},
         {Hive::CurrentUser, key("A\\B\\C\\D"), kNotCreated, regerr::FileNotFound},
-        {Hive::CurrentUser, key("Z\\A"), kNotCreated, regerr::FileNotFound},
         {Hive::LocalMachine, key("A"), kNotCreated, regerr::FileNotFound},
         // No leading backslash; only the read-only open of the classes root skips one,
         // as Windows has always done there.
         {Hive::CurrentUser, "\\" + lead, regerr::BadPathname, regerr::BadPathname},
-        {Hive::LocalMachine, "\\" + lead, regerr::BadPathname, regerr::BadPathname},
         {Hive::ClassesRoot, "\\" + lead, regerr::BadPathname, regerr::FileNotFound},
-        {Hive::CurrentUser, "\\\\" + lead, regerr::BadPathname, regerr::BadPathname},
         {Hive::ClassesRoot, "\\\\" + lead, regerr::BadPathname, regerr::BadPathname},
         {Hive::CurrentUser, "\\", regerr::BadPathname, regerr::BadPathname},
         {Hive::ClassesRoot, "\\", regerr::BadPathname, regerr::Success},
@@ -197,47 +187,36 @@ TEST_P(RegistryStoreConformance, KeyPaths) {
         // counted in characters, not bytes: "é" is two bytes of UTF-8.
         {Hive::CurrentUser, key(std::string(256, 'k')), regerr::Success, regerr::Success},
         {Hive::CurrentUser, key(repeat("é", 256) + "\\" + std::string(256, 'k')), regerr::Success, regerr::Success},
-        {Hive::CurrentUser, key(repeat("é", 256)), kNotCreated, regerr::Success},
         {Hive::CurrentUser, key(std::string(257, 'k')), regerr::InvalidParameter, regerr::InvalidParameter},
         {Hive::CurrentUser, key(repeat("é", 257)), regerr::InvalidParameter, regerr::InvalidParameter},
         {Hive::CurrentUser, key(std::string(257, 'k') + "\\x"), regerr::InvalidParameter, regerr::InvalidParameter},
         // A name ends at its first NUL.
         {Hive::CurrentUser, key(std::string("Cut\0Tail", 8)), regerr::Success, regerr::Success},
-        {Hive::CurrentUser, key("Cut"), kNotCreated, regerr::Success},
         {Hive::CurrentUser, key("CutTail"), kNotCreated, regerr::FileNotFound},
     };
     for (const auto& c : cases) {
-        if (c.created != kNotCreated) {
-            EXPECT_EQ(tryOpen(s, c.path, c.hive, true), c.created) << c.path;
-        }
+        EXPECT_EQ(c.created == kNotCreated ? kNotCreated : tryOpen(s, c.path, c.hive, true), c.created) << c.path;
         EXPECT_EQ(tryOpen(s, c.path, c.hive), c.opened) << c.path;
     }
+    EXPECT_EQ(tryOpen(s, key("Cut")), regerr::Success);
     put(s, create(s, lead, Hive::ClassesRoot), "v", regtype::Dword, dword(3));
     EXPECT_EQ(read(s, "\\" + lead, "v", Hive::ClassesRoot).data, dword(3));
 
     // A trailing or a doubled backslash names the same key as the plain path.
-    const std::pair<std::string, std::string> sameKey[] = {{"Trailing\\", "Trailing"},
-                                                           {"Plain", "Plain\\"},
-                                                           {"Doubled\\\\Inner", "Doubled\\Inner"},
-                                                           {"Single\\Inner", "Single\\\\Inner\\"}};
+    const std::pair<std::string, std::string> sameKey[] = {
+        {"Trailing\\", "Trailing"}, {"Doubled\\\\Inner", "Doubled\\Inner"}, {"Single\\Inner", "Single\\\\Inner\\"}};
     for (const auto& [written, opened] : sameKey) {
         put(s, create(s, key(written)), "written as", regtype::Binary, bytes(written));
         EXPECT_EQ(read(s, key(opened), "written as").data, bytes(written)) << opened;
     }
-    EXPECT_EQ(tryOpen(s, key("Doubled")), regerr::Success);
 
-    // Creating an existing key opens it again.
+    // Creating an existing key opens it again; every handle closes once, even those
+    // of a hive's root that Windows hands out the same each time.
     const KeyHandle again = create(s, key("A\\B\\C"));
-    EXPECT_NE(again, deep);
     put(s, deep, "v", regtype::Dword, dword(7));
     EXPECT_EQ(read(s, again, "v").data, dword(7));
-
-    // Windows hands out the same handle for a hive's root each time: still, every
-    // handle opened closes once, and the others stay usable meanwhile.
-    KeyHandle first = 0;
-    KeyHandle second = 0;
-    ASSERT_EQ(s.openKey(Hive::CurrentUser, "", &first), regerr::Success);
-    ASSERT_EQ(s.createKey(Hive::CurrentUser, "", &second), regerr::Success);
+    const KeyHandle first = open(s, "");
+    const KeyHandle second = create(s, "");
     EXPECT_EQ(s.closeKey(first), regerr::Success);
     EXPECT_EQ(read(s, second, "CVLParamcorConformanceProbe").rc, regerr::FileNotFound);
     EXPECT_EQ(s.closeKey(second), regerr::Success);
@@ -264,9 +243,7 @@ TEST_P(RegistryStoreConformance, NamesIgnoreCase) {
         const std::string folder = n.same ? "Same\\" : "Different\\";
         const KeyHandle written = create(s, key(folder + n.written));
         put(s, written, n.written, regtype::Binary, bytes(n.written));
-        const Read other = read(s, key(folder + n.other), n.written);
-        EXPECT_EQ(other.rc, n.same ? regerr::Success : regerr::FileNotFound) << n.other;
-        EXPECT_EQ(other.data, n.same ? bytes(n.written) : Bytes()) << n.other;
+        EXPECT_EQ(read(s, key(folder + n.other), n.written).data, n.same ? bytes(n.written) : Bytes()) << n.other;
         EXPECT_EQ(read(s, written, n.other).rc, n.same ? regerr::Success : regerr::FileNotFound) << n.other;
     }
 }
@@ -283,24 +260,21 @@ TEST_P(RegistryStoreConformance, Values) {
     } values[] = {
         {"Zeta", regtype::Dword, dword(0x12345678)},
         {"", regtype::String, bytes("unnamed")},
-        {"ascii", regtype::String, bytes("abc")},
         {"terminated", regtype::String, {'a', 'b', 'c', 0}},
         {"embedded zero", regtype::String, {'a', 0, 'b', 'c', 0}},
         {"ending after a zero", regtype::String, {'a', 0, 'b'}},
         {"empty string", regtype::String, {}},
         {"accented", regtype::String, bytes("Perché Ωμέγα Жук €")},
-        {"one character", regtype::String, bytes("€")},
         {"expandable", 2, bytes("%TEMP%\\x")},
         {"a_b", 7, {'a', 0, 'b', 'c', 0, 0}},
         {"empty", regtype::Binary, {}},
-        {"Mixed Case", regtype::Binary, {0xFF, 0x00, 1, 2, 3, 4, 5, 0x80}},
         {"aZ", 0x12345678u, {1, 2, 3}},
         {"highest type", 0xFFFFFFFFu, {4}},
         {"Größe", regtype::Binary, large},
     };
     const KeyHandle handle = create(s, key("Values"));
     EXPECT_EQ(read(s, handle, "").rc, regerr::FileNotFound);  // a new key has no value, not even this one
-    put(s, handle, "Zeta", regtype::Binary, {1});  // written again below: still one value
+    put(s, handle, "Zeta", regtype::Binary, {1});              // written again below: still one value
     for (const auto& v : values)
         put(s, handle, v.name, v.type, v.data);
 
@@ -318,7 +292,6 @@ TEST_P(RegistryStoreConformance, Values) {
             SCOPED_TRACE(v.name);
             creation.push_back(v.name);
             const Read r = read(*store, reader, v.name);
-            EXPECT_EQ(r.rc, regerr::Success);
             EXPECT_EQ(r.type, v.type);
             EXPECT_EQ(r.size, r.data.size());
             EXPECT_TRUE(readsBackAs(r.data, v.type, v.data));
@@ -326,50 +299,40 @@ TEST_P(RegistryStoreConformance, Values) {
             ASSERT_NE(e, found.end());
             EXPECT_EQ(e->type, v.type);
             EXPECT_TRUE(readsBackAs(e->data, v.type, v.data));
-
-            // Whatever a store counts in the size of a text, that is the room it
-            // needs: less gives MoreData and that size again, with the type, and
-            // leaves the buffer alone.
+            // Whatever a store counts in the size of a text, that is the room it needs:
+            // less gives MoreData and that size again, with the type, and leaves the buffer alone.
             std::uint32_t needed = 12345;
             EXPECT_EQ(store->queryValue(reader, v.name, nullptr, nullptr, 0, &needed), regerr::Success);
             EXPECT_EQ(needed, r.size);
-            for (const std::uint32_t capacity : {needed - 1, 0u}) {
-                std::uint32_t type = 0;
-                std::uint32_t size = 0;
-                Bytes data = untouched;
-                if (needed > 0) {
-                    EXPECT_EQ(store->queryValue(reader, v.name, &type, &data, capacity, &size), regerr::MoreData);
-                    EXPECT_EQ(type, v.type);
-                    EXPECT_EQ(size, needed);
-                    EXPECT_EQ(data, untouched);
-                }
-            }
+            Read less{0, 0, untouched, 0};
+            EXPECT_EQ(needed > 0 ? store->queryValue(reader, v.name, &less.type, &less.data, needed - 1, &less.size)
+                                 : regerr::MoreData,
+                      regerr::MoreData);
+            EXPECT_EQ(less.type, needed > 0 ? v.type : 0);
+            EXPECT_EQ(less.size, needed);
+            EXPECT_EQ(less.data, untouched);
             EXPECT_EQ(read(*store, reader, v.name, needed).data, r.data);
         }
         // Windows keeps the order of creation; Wine and the POSIX store sort them.
-        EXPECT_TRUE(names(found) == creation || sortedIgnoringCase(names(found)))
-            << ::testing::PrintToString(names(found));
+        EXPECT_TRUE(names(found) == creation || sortedIgnoringCase(names(found)));
     }
 
-    // Any of the outputs may be left out.
+    // Any of the outputs may be left out; past the end nothing is touched.
     std::uint32_t type = 0;
     Bytes data;
     EXPECT_EQ(s.queryValue(handle, "aZ", nullptr, &data, 3, nullptr), regerr::Success);
     EXPECT_EQ(data, (Bytes{1, 2, 3}));
-    EXPECT_EQ(s.queryValue(handle, "aZ", nullptr, nullptr, 0, nullptr), regerr::Success);
     EXPECT_EQ(s.queryValue(handle, "absent", nullptr, nullptr, 0, nullptr), regerr::FileNotFound);
-    EXPECT_EQ(s.enumValue(handle, 0, nullptr, nullptr, nullptr), regerr::Success);
     EXPECT_EQ(s.enumValue(handle, 1, nullptr, &type, nullptr), regerr::Success);
     std::string name = "untouched";
     data = untouched;
     EXPECT_EQ(s.enumValue(handle, std::size(values), &name, &type, &data), regerr::NoMoreItems);
-    EXPECT_EQ(name, "untouched");
-    EXPECT_EQ(data, untouched);
+    EXPECT_EQ(name + std::string(data.begin(), data.end()), "untouched\xEE");
 
     // Value names of up to 16,383 characters; a name ends at its first NUL.
     put(s, handle, std::string(reglimit::ValueName, 'n'), regtype::Dword, dword(1));
     EXPECT_EQ(read(*other, key("Values"), std::string(reglimit::ValueName, 'N')).data, dword(1));
-    EXPECT_EQ(s.setValue(handle, std::string(reglimit::ValueName + 1, 'n'), regtype::Dword, dword(2)),
+    EXPECT_EQ(s.setValue(handle, std::string(reglimit::ValueName + 1, 'n'), regtype::Dword, {}),
               regerr::InvalidParameter);
     put(s, handle, std::string("v\0w", 3), regtype::Dword, dword(5));
     EXPECT_EQ(read(*other, key("Values"), "v").data, dword(5));
@@ -377,20 +340,13 @@ TEST_P(RegistryStoreConformance, Values) {
     // Setting a value again, under any case of its name, replaces type and data.
     const KeyHandle again = create(s, key("Again"));
     const KeyHandle otherAgain = open(*other, key("Again"));
-    const struct {
-        std::string name;
-        std::uint32_t type;
-        Bytes data;
-    } writes[] = {{"Mixed", regtype::Dword, dword(1)},
-                  {"MIXED", regtype::String, bytes(std::string("a longer text\0", 14))},
-                  {"mixed", regtype::Binary, {}},
-                  {"MiXeD", regtype::Binary, {42}}};
-    for (const auto& w : writes) {
-        put(s, again, w.name, w.type, w.data);
-        for (const Read& r : {read(s, again, "mixed"), read(*other, otherAgain, "mixed")}) {
-            EXPECT_EQ(r.type, w.type) << w.name;
-            EXPECT_EQ(r.data, w.data) << w.name;
-        }
+    const std::pair<std::string, Read> writes[] = {{"Mixed", {0, regtype::Dword, dword(1)}},
+                                                   {"MIXED", {0, regtype::String, bytes(std::string("longer text\0", 12))}},
+                                                   {"mixed", {0, regtype::Binary, {}}}};
+    for (const auto& [name, w] : writes) {
+        put(s, again, name, w.type, w.data);
+        for (const Read& r : {read(s, again, "mixed"), read(*other, otherAgain, "mixed")})
+            EXPECT_EQ(std::tie(r.type, r.data), std::tie(w.type, w.data)) << name;
     }
     EXPECT_EQ(listed(*other, otherAgain, true).size(), 1u);
 }
@@ -400,7 +356,6 @@ TEST_P(RegistryStoreConformance, Handles) {
     const KeyHandle writable = create(s, key("Handles\\Child"));
     put(s, writable, "v", regtype::Dword, dword(1));
     const KeyHandle readOnly = open(s, key("Handles\\Child"));
-    EXPECT_EQ(s.setValue(readOnly, "v", regtype::Dword, dword(2)), regerr::AccessDenied);
     EXPECT_EQ(s.setValue(readOnly, "new", regtype::Dword, dword(3)), regerr::AccessDenied);
     EXPECT_EQ(s.deleteValue(readOnly, "v"), regerr::AccessDenied);
     EXPECT_EQ(read(s, readOnly, "v").data, dword(1));
@@ -418,56 +373,38 @@ TEST_P(RegistryStoreConformance, Handles) {
         EXPECT_EQ(s.enumValue(stale, 0, &name, nullptr, nullptr), regerr::InvalidHandle);
         EXPECT_EQ(s.deleteValue(stale, "v"), regerr::InvalidHandle);
     }
-    KeyHandle opened = 0;
-    EXPECT_EQ(s.createKey(static_cast<Hive>(0), key("Handles"), &opened), regerr::InvalidHandle);
-    EXPECT_EQ(s.openKey(static_cast<Hive>(0), key("Handles"), &opened), regerr::InvalidHandle);
+    EXPECT_EQ(tryOpen(s, key("Handles"), static_cast<Hive>(0), true), regerr::InvalidHandle);
+    EXPECT_EQ(tryOpen(s, key("Handles"), static_cast<Hive>(0)), regerr::InvalidHandle);
 }
 
-TEST_P(RegistryStoreConformance, HivesAndKeysKeepTheirOwnValues) {
-    // Windows lets only an administrator write LocalMachine; Wine lets anybody. The
-    // classes root is a view of Software\Classes in the other two hives on Windows (of
-    // LocalMachine's under Wine), and a hive of its own in the POSIX store: below the
-    // suite's key the three are apart either way.
+TEST_P(RegistryStoreConformance, HivesKeysAndStoresKeepTheirOwnValuesAndSeeLaterChanges) {
+    // The classes root is a view of Software\Classes on Windows and a hive of its own
+    // in the POSIX store: below the suite's key the three hives are apart either way.
     RegistryStore& s = *store_;
-    for (std::uint32_t i = 0; i < 3; ++i) {
-        const KeyHandle handle = create(s, key("Same"), kHives[i]);
-        put(s, handle, "which", regtype::Dword, dword(i));
-        put(s, handle, numbered("only", i), regtype::Dword, dword(i));
-    }
-    put(s, create(s, key("Sibling")), "which", regtype::Dword, dword(99));
-    put(s, create(s, key("Same\\Child")), "which", regtype::Dword, dword(98));
-    for (std::uint32_t i = 0; i < 3; ++i) {
-        EXPECT_EQ(read(s, key("Same"), "which", kHives[i]).data, dword(i)) << i;
+    for (std::uint32_t i = 0; i < 3; ++i)
+        put(s, create(s, key("Same"), kHives[i]), numbered("only", i), regtype::Dword, dword(i));
+    put(s, create(s, key("Same\\Child")), "only0", regtype::Dword, dword(98));
+    for (std::uint32_t i = 0; i < 3; ++i)
         for (std::uint32_t j = 0; j < 3; ++j)
-            EXPECT_EQ(read(s, key("Same"), numbered("only", j), kHives[i]).rc,
-                      i == j ? regerr::Success : regerr::FileNotFound)
-                << i << " " << j;
-    }
-    EXPECT_EQ(read(s, key("Sibling"), "which").data, dword(99));
-    EXPECT_EQ(read(s, key("Same\\Child"), "which").data, dword(98));
-}
+            EXPECT_EQ(read(s, key("Same"), numbered("only", j), kHives[i]).data, i == j ? dword(i) : Bytes()) << i;
 
-TEST_P(RegistryStoreConformance, AnotherStoreSeesWritesAndLaterChanges) {
+    // A second store reads, and so may remember, a value, a missing value and a missing key.
     auto second = GetParam().make();
-    const KeyHandle first = create(*store_, key("Shared"));
-    put(*store_, first, "v", regtype::Dword, dword(1));
-
-    // The second store reads, and so may remember, a value, a missing value and a missing key.
+    const KeyHandle first = create(s, key("Shared"));
+    put(s, first, "v", regtype::Dword, dword(1));
     const KeyHandle seen = open(*second, key("Shared"));
     EXPECT_EQ(read(*second, seen, "v").data, dword(1));
     EXPECT_EQ(read(*second, seen, "w").rc, regerr::FileNotFound);
     EXPECT_EQ(tryOpen(*second, key("Later")), regerr::FileNotFound);
-
-    put(*store_, first, "v", regtype::Dword, dword(2));
-    put(*store_, first, "w", regtype::String, bytes("new"));
-    put(*store_, create(*store_, key("Later")), "x", regtype::Dword, dword(5));
+    put(s, first, "v", regtype::Dword, dword(2));
+    put(s, first, "w", regtype::Dword, dword(4));
+    put(s, create(s, key("Later")), "x", regtype::Dword, dword(5));
     EXPECT_EQ(read(*second, seen, "v").data, dword(2));
-    EXPECT_TRUE(readsBackAs(read(*second, seen, "w").data, regtype::String, bytes("new")));
+    EXPECT_EQ(read(*second, seen, "w").data, dword(4));
     EXPECT_EQ(read(*second, key("Later"), "x").data, dword(5));
-
     // And the other way round, with the first store's own write in its memory.
     put(*second, create(*second, key("Shared")), "v", regtype::Dword, dword(3));
-    EXPECT_EQ(read(*store_, first, "v").data, dword(3));
+    EXPECT_EQ(read(s, first, "v").data, dword(3));
 }
 
 TEST_P(RegistryStoreConformance, OneStoreServesSeveralThreads) {
@@ -480,13 +417,11 @@ TEST_P(RegistryStoreConformance, OneStoreServesSeveralThreads) {
             RegistryStore& s = *store_;
             for (std::uint32_t round = 0; round < kRounds; ++round) {
                 KeyHandle handle = 0;
-                std::uint32_t type = 0;
-                std::uint32_t size = 0;
                 Bytes data;
                 if (s.createKey(Hive::CurrentUser, key(numbered("Thread", t)), &handle) != regerr::Success ||
                     s.setValue(handle, "round", regtype::Dword, dword(round)) != regerr::Success ||
-                    s.queryValue(handle, "round", &type, &data, 4, &size) != regerr::Success || data != dword(round) ||
-                    s.closeKey(handle) != regerr::Success)
+                    s.queryValue(handle, "round", nullptr, &data, 4, nullptr) != regerr::Success ||
+                    data != dword(round) || s.closeKey(handle) != regerr::Success)
                     ++failures;
             }
         });
@@ -501,43 +436,36 @@ TEST_P(RegistryStoreConformance, OneStoreServesSeveralThreads) {
 TEST_P(RegistryStoreConformance, SubkeysComeInTheOrderOfTheirNamesWithoutRegardToCase) {
     // Names keep their case; grandchildren are not listed.
     RegistryStore& s = *store_;
-    for (const char* name : {"beta", "Alpha", "a_b", "aZ", "GAMMA", "Delta", "delta2", "Ärger", "Z", "0", "x y",
-                             "Alpha\\Inner", "b\\c\\d"})
-        create(s, key(std::string("Enum\\") + name));
+    const std::multiset<std::string> children = {"beta", "Alpha", "a_b", "aZ", "GAMMA", "Delta", "delta2",
+                                                 "Ärger", "Z",    "0",     "x y", "b"};
+    for (const std::string& name : children)
+        create(s, key("Enum\\" + name + (name == "b" ? "\\c\\d" : "\\Inner")));
     const KeyHandle readOnly = open(s, key("Enum"));
-    std::vector<std::string> expected = names(listed(s, create(s, key("Enum")), false));
-    EXPECT_TRUE(sortedIgnoringCase(expected)) << ::testing::PrintToString(expected);
-    EXPECT_EQ(sorted(expected),
-              sorted({"beta", "Alpha", "a_b", "aZ", "GAMMA", "Delta", "delta2", "Ärger", "Z", "0", "x y", "b"}));
     auto other = GetParam().make();
-    EXPECT_EQ(names(listed(s, readOnly, false)), expected);
-    EXPECT_EQ(names(listed(*other, open(*other, key("Enum")), false)), expected);
+    std::vector<std::string> expected = subkeys(s, create(s, key("Enum")));
+    EXPECT_TRUE(sortedIgnoringCase(expected)) << ::testing::PrintToString(expected);
+    EXPECT_EQ(std::multiset<std::string>(expected.begin(), expected.end()), children);
+    EXPECT_EQ(subkeys(*other, open(*other, key("Enum"))), expected);
+    EXPECT_EQ(subkeys(s, open(s, key("Enum\\b"))), std::vector<std::string>{"c"});
 
-    // Any index may be asked for, in any order.
-    std::string name = "untouched";
-    for (const std::uint32_t i : {3u, 0u, 7u, 8u, 2u, 11u, 1u}) {
+    // Any index may be asked for, in any order; past the end the name is left alone.
+    std::string name;
+    for (const std::uint32_t i : {3u, 0u, 7u, 11u, 1u}) {
         EXPECT_EQ(s.enumKey(readOnly, i, &name), regerr::Success) << i;
         EXPECT_EQ(name, expected[i]) << i;
     }
-    for (const std::uint32_t i : {12u, 13u, 1000u}) {
-        name = "untouched";
-        EXPECT_EQ(s.enumKey(readOnly, i, &name), regerr::NoMoreItems) << i;
-        EXPECT_EQ(name, "untouched") << i;
-    }
+    EXPECT_EQ(s.enumKey(readOnly, 12, &name), regerr::NoMoreItems);
+    EXPECT_EQ(name, expected[1]);
     EXPECT_EQ(s.enumKey(readOnly, 0, nullptr), regerr::Success);
-    EXPECT_EQ(names(listed(s, open(s, key("Enum\\b")), false)), std::vector<std::string>{"c"});
-    EXPECT_TRUE(listed(s, open(s, key("Enum\\b\\c\\d")), false).empty());
 
     // A key added later shows up in the next enumeration, by any store.
     create(s, key("Enum\\Beta2"));
     expected.insert(std::find(expected.begin(), expected.end(), "beta") + 1, "Beta2");
-    EXPECT_EQ(names(listed(*other, open(*other, key("Enum")), false)), expected);
-    EXPECT_EQ(names(listed(s, readOnly, false)), expected);
-
+    EXPECT_EQ(subkeys(*other, open(*other, key("Enum"))), expected);
+    EXPECT_EQ(subkeys(s, readOnly), expected);
     // The suite's own key is found from the top of the hive down.
-    const auto top = names(listed(s, open(s, ""), false));
-    EXPECT_TRUE(
-        std::any_of(top.begin(), top.end(), [](const std::string& n) { return n == "SOFTWARE" || n == "Software"; }));
+    const auto top = subkeys(s, open(s, ""));
+    EXPECT_TRUE(std::count(top.begin(), top.end(), "SOFTWARE") + std::count(top.begin(), top.end(), "Software"));
 }
 
 TEST_P(RegistryStoreConformance, Deleting) {
@@ -548,7 +476,6 @@ TEST_P(RegistryStoreConformance, Deleting) {
     put(s, top, "Gone", regtype::Dword, dword(2));
     put(s, top, "", regtype::String, bytes("unnamed"));
     put(s, create(s, key("Top\\Branch\\Leaf")), "w", regtype::Dword, dword(2));
-    put(s, create(s, key("Top\\Branch")), "x", regtype::Dword, dword(3));
     // Names that share the deleted one's beginning stay.
     const char* const siblings[] = {"Top\\BranchX", "Top\\Branch X", "Top\\Branch]", "Top\\Brancg"};
     for (const char* sibling : siblings)
@@ -584,7 +511,6 @@ TEST_P(RegistryStoreConformance, Deleting) {
     const KeyHandle emptied = open(*other, key("Top"));
     EXPECT_EQ(read(*other, emptied, "v").rc, regerr::FileNotFound);
     EXPECT_TRUE(listed(*other, emptied, false).empty());
-    EXPECT_EQ(read(s, create(s, key("Top\\Branch\\Leaf")), "w").rc, regerr::FileNotFound);  // made anew, empty
 }
 
 }  // namespace paramcor::test

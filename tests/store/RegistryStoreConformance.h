@@ -10,7 +10,6 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -24,8 +23,7 @@ Bytes bytes(const std::string& text);
 Bytes dword(std::uint32_t value);  // little-endian, as REG_DWORD
 std::string numbered(const std::string& prefix, std::uint32_t number);
 
-// Create (or open) a key with all access, or open an existing one for reading, and
-// check it worked; 0 after a failure.
+// Create (or open) a key with all access, or open one for reading, checking it worked.
 KeyHandle create(RegistryStore& store, const std::string& path, Hive hive = Hive::CurrentUser);
 KeyHandle open(RegistryStore& store, const std::string& path, Hive hive = Hive::CurrentUser);
 // The result of opening (or creating) a key, closed again at once.
@@ -41,30 +39,23 @@ struct Read {
 Read read(RegistryStore& store, KeyHandle key, const std::string& name, std::uint32_t capacity = 1u << 20);
 // The same by path; rc is openKey's when the key cannot be opened.
 Read read(RegistryStore& store, const std::string& path, const std::string& name, Hive hive = Hive::CurrentUser);
-
 // Whether `read` is what a store may give back for `written`, of type `type`.
 ::testing::AssertionResult readsBackAs(const Bytes& read, std::uint32_t type, const Bytes& written);
 
 struct StoreUnderTest {
-    std::string name;  // a valid test name part: letters, digits, underscores
+    std::string name;  // a valid test name part
     // A new store object over the same registry each time it is called.
     std::function<std::unique_ptr<RegistryStore>()> make;
-    // Run after each test, once its stores are gone, with the key the test worked
-    // below (in every hive); may be empty.
+    // Run after each test, once its stores are gone, with the key the test worked below.
     std::function<void(const std::string& testKey)> cleanup;
 };
-
-inline void PrintTo(const StoreUnderTest& store, std::ostream* out) {
-    *out << store.name;
-}
 
 class RegistryStoreConformance : public ::testing::TestWithParam<StoreUnderTest> {
 protected:
     void SetUp() override;
     void TearDown() override;
-
-    // Every test works below a key of its own ("SOFTWARE\CVLParamcorConformance\<run>\<test>")
-    // so that it can run against a real registry and touch nothing else there.
+    // Every test works below a key of its own, so that it can run against a real
+    // registry and touch nothing else there.
     std::string key(const std::string& relative) const { return relative.empty() ? base_ : base_ + "\\" + relative; }
 
     std::unique_ptr<RegistryStore> store_;

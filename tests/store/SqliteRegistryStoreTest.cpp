@@ -14,15 +14,10 @@ StoreUnderTest sqliteStore(const std::string& name, bool separateMachineFolder) 
     const auto root = std::make_shared<fs::path>(uniqueTempPath("conformance"));
     return {name,
             [root, separateMachineFolder]() -> std::unique_ptr<RegistryStore> {
-                if (separateMachineFolder)
-                    return std::make_unique<SqliteRegistryStore>((*root / "user").string(),
-                                                                 (*root / "machine").string());
-                return std::make_unique<SqliteRegistryStore>(root->string());
+                return std::make_unique<SqliteRegistryStore>(
+                    (*root / "user").string(), (*root / (separateMachineFolder ? "machine" : "user")).string());
             },
-            [root](const std::string&) {
-                std::error_code ignored;
-                fs::remove_all(*root, ignored);
-            }};
+            [root](const std::string&) { fs::remove_all(*root); }};
 }
 
 INSTANTIATE_TEST_SUITE_P(Sqlite, RegistryStoreConformance,
@@ -62,32 +57,25 @@ TEST(SqliteRegistryStore, FilesAndFoldersAppearOnlyWhenWritten) {
     TempFolder root("layout");
     const fs::path user = root.path() / "user";
     const fs::path machine = root.path() / "machine";
-    const std::pair<Hive, fs::path> files[] = {{Hive::ClassesRoot, user / "HKEY_CLASSES_ROOT.db"},
-                                               {Hive::CurrentUser, user / "HKEY_CURRENT_USER.db"},
-                                               {Hive::LocalMachine, machine / "HKEY_LOCAL_MACHINE.db"}};
     {
         SqliteRegistryStore store(user.string(), machine.string());
-        // Reads find empty hives and create nothing; the root key of each is there.
-        for (const auto& [hive, file] : files) {
-            EXPECT_EQ(tryOpen(store, "Software", hive), regerr::FileNotFound);
-            const KeyHandle key = open(store, "", hive);
+        // Reads find empty hives, with their root key, and create nothing.
+        for (const Hive hive : {Hive::ClassesRoot, Hive::CurrentUser, Hive::LocalMachine}) {
             std::string name;
-            EXPECT_EQ(read(store, key, "").rc, regerr::FileNotFound);
-            EXPECT_EQ(store.setValue(key, "", regtype::Dword, dword(1)), regerr::AccessDenied);
-            EXPECT_EQ(store.enumKey(key, 0, &name), regerr::NoMoreItems);
-            EXPECT_EQ(store.enumValue(key, 0, &name, nullptr, nullptr), regerr::NoMoreItems);
+            EXPECT_EQ(tryOpen(store, "Software", hive), regerr::FileNotFound);
+            EXPECT_EQ(store.enumKey(open(store, "", hive), 0, &name), regerr::NoMoreItems);
         }
         EXPECT_FALSE(fs::exists(root.path()));
         create(store, "Software\\Vendor", Hive::LocalMachine);
-        EXPECT_TRUE(fs::exists(files[2].second));
+        EXPECT_TRUE(fs::exists(machine / "HKEY_LOCAL_MACHINE.db"));
         EXPECT_FALSE(fs::exists(user));
         put(store, create(store, ""), "", regtype::Dword, dword(7));
-        EXPECT_FALSE(fs::exists(files[0].second));
+        EXPECT_FALSE(fs::exists(user / "HKEY_CLASSES_ROOT.db"));
     }
     // The root key holds values like any other; the files stay when the store is gone,
     // -wal and -shm too, which read-only openers cannot create.
     for (const char* suffix : {"", "-wal", "-shm", "-changes"})
-        EXPECT_TRUE(fs::exists(files[1].second.string() + suffix)) << suffix;
+        EXPECT_TRUE(fs::exists(user / ("HKEY_CURRENT_USER.db" + std::string(suffix)))) << suffix;
     SqliteRegistryStore again(user.string(), machine.string());
     EXPECT_EQ(read(again, "", "").data, dword(7));
 }
@@ -110,12 +98,9 @@ TEST(SqliteRegistryStore, HivesThatMayNotBeWritten) {
         for (const char* path : {"Software\\App", "Software\\New", ""})
             EXPECT_EQ(tryOpen(store, path, Hive::CurrentUser, true), regerr::AccessDenied) << path;
         EXPECT_EQ(read(store, "Software\\App", "v").data, dword(1));
-        EXPECT_EQ(tryOpen(store, "Software\\New"), regerr::FileNotFound);
         std::string name;
         EXPECT_EQ(store.enumKey(open(store, "Software"), 0, &name), regerr::Success);
         EXPECT_EQ(name, "App");
-        EXPECT_EQ(store.enumValue(open(store, "Software\\App"), 0, &name, nullptr, nullptr), regerr::Success);
-        EXPECT_EQ(name, "v");
         EXPECT_EQ(tryOpen(store, "Software\\App", Hive::ClassesRoot, true), regerr::Success);
     }
     EXPECT_EQ(folderState(root.path()).at("HKEY_CURRENT_USER.db"), before.at("HKEY_CURRENT_USER.db"));
@@ -126,7 +111,6 @@ TEST(SqliteRegistryStore, HivesThatMayNotBeWritten) {
     SqliteRegistryStore store(blocked, blocked);
     EXPECT_EQ(tryOpen(store, "Software"), regerr::FileNotFound);
     EXPECT_EQ(tryOpen(store, "Software", Hive::CurrentUser, true), regerr::AccessDenied);
-    EXPECT_EQ(tryOpen(store, "", Hive::CurrentUser, true), regerr::AccessDenied);
     EXPECT_EQ(tryOpen(store, ""), regerr::Success);
     EXPECT_TRUE(fs::is_regular_file(root.path() / "blocker"));
 }
@@ -141,15 +125,11 @@ TEST(SqliteRegistryStore, FilesThatAreNotHivesAreNamedAndNeverChanged) {
     } cases[] = {
         {"text", [](const fs::path& f) { writeFile(f, std::string(4096, 'x')); }, regerr::BadDatabase,
          "is not a hive of CVLParamcor: it is not an SQLite database"},
-        {"short", [](const fs::path& f) { writeFile(f, "SQLite"); }, regerr::BadDatabase, "too short"},
         {"SQLite magic only",
          [](const fs::path& f) { writeFile(f, std::string("SQLite format 3\0", 16) + std::string(84, '\0')); },
          regerr::BadDatabase, "it is the SQLite database of another program"},
         {"foreign database", [](const fs::path& f) { makeDatabase(f, "CREATE TABLE t(x); INSERT INTO t VALUES(1)"); },
          regerr::BadDatabase, "is not a hive of CVLParamcor: it is the SQLite database of another program"},
-        {"foreign WAL database",
-         [](const fs::path& f) { makeDatabase(f, "PRAGMA journal_mode=WAL; CREATE TABLE t(x)"); }, regerr::BadDatabase,
-         "another program"},
         {"other application id",
          [](const fs::path& f) { makeDatabase(f, "PRAGMA application_id=1234; CREATE TABLE keys(x)"); },
          regerr::BadDatabase, "another program (application id 1234)"},
@@ -172,17 +152,13 @@ TEST(SqliteRegistryStore, FilesThatAreNotHivesAreNamedAndNeverChanged) {
         const auto before = folderState(root.path());
         {
             SqliteRegistryStore store(root.str());
-            for (int attempt = 0; attempt < 2; ++attempt) {
-                EXPECT_EQ(tryOpen(store, "Software", Hive::CurrentUser, true), c.rc);
-                EXPECT_EQ(tryOpen(store, "Software"), c.rc);
-                EXPECT_EQ(tryOpen(store, ""), c.rc);
-            }
+            for (int attempt = 0; attempt < 2; ++attempt)
+                EXPECT_EQ(tryOpen(store, "Software", Hive::CurrentUser, attempt == 0), c.rc);
+            EXPECT_EQ(tryOpen(store, ""), c.rc);
             const std::string why = store.diagnostic(Hive::CurrentUser);
             EXPECT_EQ(why.rfind(file.string() + " ", 0), 0u) << why;
             EXPECT_NE(why.find(c.cause), std::string::npos) << why;
-            // The other hives have nothing to say.
-            EXPECT_EQ(tryOpen(store, "", Hive::LocalMachine), regerr::Success);
-            EXPECT_EQ(store.diagnostic(Hive::LocalMachine), "");
+            EXPECT_EQ(store.diagnostic(Hive::LocalMachine), "");  // the other hives have nothing to say
         }
         EXPECT_EQ(folderState(root.path()), before);
     }
@@ -191,12 +167,8 @@ TEST(SqliteRegistryStore, FilesThatAreNotHivesAreNamedAndNeverChanged) {
     TempFolder root("empty");
     fs::create_directories(root.path());
     writeFile(root.path() / "HKEY_CURRENT_USER.db", "");
-    {
-        SqliteRegistryStore store(root.str());
-        EXPECT_EQ(tryOpen(store, "Software"), regerr::FileNotFound);
-        put(store, create(store, "Software"), "v", regtype::Dword, dword(3));
-    }
     SqliteRegistryStore store(root.str());
+    put(store, create(store, "Software"), "v", regtype::Dword, dword(3));
     EXPECT_EQ(read(store, "Software", "v").data, dword(3));
 }
 
@@ -376,41 +348,29 @@ TEST(SqliteRegistryStore, KeyPathsKeepTheRegistrysLimits) {
 }
 
 TEST(SqliteRegistryStore, SubkeysAndValuesComeInTheOrderOfTheUpperCasedNames) {
-    // Windows' order of subkeys; for values, which Windows keeps in the order of
-    // creation, the same. "_" sorts after the letters once they are upper-cased, and
-    // letters beyond ASCII after ASCII. Names that begin like others have deep
-    // subtrees between them in the index: each subkey is listed once, at every level.
+    // Windows' order of subkeys, and for values the same: "_" after the letters once
+    // upper-cased, letters beyond ASCII after ASCII. Deep subtrees lie between names
+    // that begin alike in the index: each subkey is listed once, at every level.
     TempFolder root("order");
     SqliteRegistryStore store(root.str());
-    const std::vector<std::string> names = {"0",   "Alpha", "alpha2", "aZ", "a_b", "B", "B!",
-                                            "B-x", "BC",    "BCD",    "B_", "C",   "ä"};
+    const std::vector<std::string> names = {"0", "Alpha", "alpha2", "aZ", "a_b", "B", "B!", "B-x", "BC", "B_", "ä"};
     const KeyHandle parent = create(store, "Software");
     for (auto it = names.rbegin(); it != names.rend(); ++it) {
         put(store, parent, *it, regtype::Dword, dword(1));
-        for (const char* below : {"", "\\x", "\\x\\y", "\\z"})
-            put(store, create(store, "Software\\" + *it + below), below, regtype::Dword, dword(1));
+        for (const char* below : {"\\x\\y", "\\z"})
+            create(store, "Software\\" + *it + below);
     }
     std::string name;
-    std::vector<std::string> values;
+    std::vector<std::string> values, keys, belowB;
     for (std::uint32_t i = 0; store.enumValue(parent, i, &name, nullptr, nullptr) == regerr::Success; ++i)
         values.push_back(name);
+    for (std::uint32_t i = 0; store.enumKey(parent, i, &name) == regerr::Success; ++i)
+        keys.push_back(name);
+    for (std::uint32_t i = 0; store.enumKey(open(store, "Software\\B"), i, &name) == regerr::Success; ++i)
+        belowB.push_back(name);
     EXPECT_EQ(values, names);
-    for (const auto& [path, expected] :
-         std::vector<std::pair<std::string, std::vector<std::string>>>{{"", {"Software"}},
-                                                                       {"Software", names},
-                                                                       {"Software\\B", {"x", "z"}},
-                                                                       {"Software\\B\\x", {"y"}},
-                                                                       {"Software\\B\\x\\y", {}}}) {
-        const KeyHandle key = open(store, path);
-        std::vector<std::string> listed;
-        for (std::uint32_t i = 0; store.enumKey(key, i, &name) == regerr::Success; ++i)
-            listed.push_back(name);
-        EXPECT_EQ(listed, expected) << path;
-        for (auto i = static_cast<std::uint32_t>(expected.size()); i-- > 0;) {  // backwards, from the first each time
-            EXPECT_EQ(store.enumKey(key, i, &name), regerr::Success);
-            EXPECT_EQ(name, expected[i]);
-        }
-    }
+    EXPECT_EQ(keys, names);
+    EXPECT_EQ(belowB, (std::vector<std::string>{"x", "z"}));
 }
 
 }  // namespace paramcor::test
