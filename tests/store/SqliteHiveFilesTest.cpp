@@ -79,8 +79,7 @@ TEST(SqliteHiveFiles, AReaderWithoutWriteRightsReadsTheMachineHiveWhateverBecame
     const auto readable = fs::perms::owner_read | fs::perms::group_read | fs::perms::others_read;
     fs::permissions(hive, readable);
     fs::permissions(machine, readable | fs::perms::owner_exec | fs::perms::group_exec | fs::perms::others_exec);
-    ageFolder(machine);
-    const auto before = folderState(machine);
+    const auto before = folderState(machine, true);
 
     Child reader([&](Child& self) {
         if (!becomeAnotherUser())

@@ -91,8 +91,7 @@ TEST(SqliteRegistryStore, HivesThatMayNotBeWritten) {
     const fs::path file = root.path() / "HKEY_CURRENT_USER.db";
     fs::permissions(file, fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write,
                     fs::perm_options::remove);
-    ageFolder(root.path());
-    const auto before = folderState(root.path());
+    const auto before = folderState(root.path(), true);
     {
         SqliteRegistryStore store(root.str());
         for (const char* path : {"Software\\App", "Software\\New", ""})
@@ -148,8 +147,7 @@ TEST(SqliteRegistryStore, FilesThatAreNotHivesAreNamedAndNeverChanged) {
         fs::create_directories(root.path());
         const fs::path file = root.path() / "HKEY_CURRENT_USER.db";
         c.make(file);
-        ageFolder(root.path());
-        const auto before = folderState(root.path());
+        const auto before = folderState(root.path(), true);
         {
             SqliteRegistryStore store(root.str());
             for (int attempt = 0; attempt < 2; ++attempt)

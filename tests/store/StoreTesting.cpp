@@ -35,10 +35,8 @@ TempFolder::~TempFolder() {
 }
 
 std::string fileBytes(const fs::path& file) {
-    if (fs::is_directory(file))
-        return "<folder>";
     std::ifstream in(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    return fs::is_directory(file) ? "<folder>" : std::string(std::istreambuf_iterator<char>(in), {});
 }
 
 void writeFile(const fs::path& file, const std::string& content) {
@@ -57,64 +55,54 @@ unsigned modeOf(const fs::path& path) {
     return ::lstat(path.c_str(), &st) == 0 ? static_cast<unsigned>(st.st_mode & 07777) : 0u;
 }
 
-FolderState folderState(const fs::path& folder) {
+FolderState folderState(const fs::path& folder, bool age) {
     FolderState state;
-    for (const auto& entry : fs::directory_iterator(folder))
+    for (const auto& entry : fs::directory_iterator(folder)) {
+        if (age)
+            fs::last_write_time(entry.path(), fs::file_time_type::clock::now() - std::chrono::hours(24));
         state[entry.path().filename().string()] = {fileBytes(entry.path()),
                                                    fs::last_write_time(entry.path()).time_since_epoch().count()};
+    }
     return state;
 }
 
-void ageFolder(const fs::path& folder) {
-    for (const auto& entry : fs::directory_iterator(folder))
-        fs::last_write_time(entry.path(), fs::file_time_type::clock::now() - std::chrono::hours(24));
-}
-
 Child::Child(const std::function<int(Child&)>& body) {
-    if (::pipe(down_) != 0 || ::pipe(up_) != 0 || (pid_ = ::fork()) < 0)
+    int down[2];
+    int up[2];
+    if (::pipe(down) != 0 || ::pipe(up) != 0 || (pid_ = ::fork()) < 0)
         throw std::runtime_error("cannot start a child process");
-    if (pid_ == 0) {
-        ::close(down_[1]);
-        ::close(up_[0]);
+    const bool child = pid_ == 0;
+    in_ = child ? down[0] : up[0];
+    out_ = child ? up[1] : down[1];
+    ::close(child ? down[1] : down[0]);
+    ::close(child ? up[0] : up[1]);
+    if (child)
         ::_exit(awaitGo() ? body(*this) : 100);
-    }
-    ::close(down_[0]);
-    ::close(up_[1]);
 }
 
 Child::~Child() {
-    if (pid_ > 0 && !finished_) {
+    if (pid_ > 0) {
         ::kill(pid_, SIGKILL);
         ::waitpid(pid_, nullptr, 0);
     }
-    ::close(down_[1]);
-    ::close(up_[0]);
+    ::close(in_);
+    ::close(out_);
 }
 
-void Child::go() {
-    EXPECT_EQ(::write(down_[1], "g", 1), 1);
+bool Child::go() {
+    return ::write(out_, "g", 1) == 1;
 }
 
 bool Child::heard() {
     char c = 0;
-    return ::read(up_[0], &c, 1) == 1;
+    return ::read(in_, &c, 1) == 1;
 }
 
 int Child::exitCode() {
     int status = 0;
-    if (::waitpid(pid_, &status, 0) != pid_)
-        return -1;
-    finished_ = true;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-bool Child::awaitGo() {
-    char c = 0;
-    return ::read(down_[0], &c, 1) == 1;
-}
-
-bool Child::say() {
-    return ::write(up_[1], "s", 1) == 1;
+    const bool waited = ::waitpid(pid_, &status, 0) == pid_;
+    pid_ = -1;
+    return waited && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 bool runningAsRoot() {
@@ -132,10 +120,8 @@ int holdWriteLock(Child& child, const std::string& file, bool exclusiveLocking) 
         return 1;
     const char* sql = exclusiveLocking ? "PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE; UPDATE keys SET path = path"
                                        : "BEGIN IMMEDIATE; UPDATE keys SET path = path";
-    if (sqlite3_exec(db, sql, nullptr, nullptr, nullptr) != SQLITE_OK)
+    if (sqlite3_exec(db, sql, nullptr, nullptr, nullptr) != SQLITE_OK || !child.say() || !child.awaitGo())
         return 2;
-    if (!child.say() || !child.awaitGo())
-        return 3;
     sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
     sqlite3_close(db);
     return 0;
