@@ -112,7 +112,7 @@ TEST(ParamcorCommandLine, InformazioniPrintsTheFactsSupportAsksFor) {
     const Workshop workshop;
     {
         SqliteRegistryStore store = workshop.store();
-        setValue(store, Hive::LocalMachine, kSuite, "Version", regtype::String, utf8("2026.2"));
+        putValue(store, Hive::LocalMachine, kSuite, "Version", regtype::String, utf8("2026.2"));
     }
     const Outcome english = workshop.run({"informazioni"});
     ASSERT_TRUE(english.code == 0 && english.err.isEmpty()) << english;

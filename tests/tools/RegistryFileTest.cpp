@@ -36,8 +36,8 @@ void fill(RegistryStore& store, bool onlyWindows1252) {
     };
     for (const auto& v : values)
         if (!onlyWindows1252 || v.path.find("Ελληνικά") == std::string::npos)
-            setValue(store, Hive::CurrentUser, v.path, v.name, v.type, v.data);
-    setValue(store, Hive::LocalMachine, kSuite, "VersioneProdotto", 1, utf8("6.0"));
+            putValue(store, Hive::CurrentUser, v.path, v.name, v.type, v.data);
+    putValue(store, Hive::LocalMachine, kSuite, "VersioneProdotto", 1, utf8("6.0"));
 }
 
 TEST(ParamcorRegistryFile, ExportedAndImportedIntoAnEmptyStoreGivesTheSameBytesAndTypes) {
@@ -58,7 +58,7 @@ TEST(ParamcorRegistryFile, ExportedAndImportedIntoAnEmptyStoreGivesTheSameBytesA
         const QStringList list = {"registro", "elenca", "-r", "HKCU\\SOFTWARE\\Corvel"};
         EXPECT_EQ(to.run(list).out, from.run(list).out) << regedit4;
         EXPECT_TRUE(imported.out.contains(regedit4 ? ": 3 keys, 15 values" : ": 4 keys, 16 values")) << imported;
-        EXPECT_FALSE(storedValue(copy, Hive::LocalMachine, kSuite, "VersioneProdotto"));  // only what was exported
+        EXPECT_FALSE(stored(copy, Hive::LocalMachine, kSuite, "VersioneProdotto"));  // only what was exported
         line[3] = to.path("di nuovo.reg");
         ASSERT_EQ(to.run(line).code, 0);
         EXPECT_EQ(fileBytes(line[3]), fileBytes(file));
@@ -87,13 +87,13 @@ TEST(ParamcorRegistryFile, AFileWrittenByHandInWindowsFormat) {
     EXPECT_EQ(run.out, QStringLiteral("Imported %1: 2 keys, 6 values\n").arg(file)) << run;
     auto store = workshop.store();
     const std::string taglio = kSuite + "\\Taglio";
-    EXPECT_EQ(storedValue(store, Hive::CurrentUser, taglio, ""),
-              (StoredValue{1, utf8(QStringLiteral("Lama \"diamantata\" in C:\\Utensili\\"))}));
-    EXPECT_EQ(storedValue(store, Hive::CurrentUser, taglio, "Larghezza"),
-              (StoredValue{3, {0, 0, 0, 0, 0, 0x70, 0xA7, 0x40}}));
-    EXPECT_EQ(storedValue(store, Hive::CurrentUser, taglio, "Percorso"), (StoredValue{2, {'%', 'T', 0}}));
-    EXPECT_EQ(storedValue(store, Hive::CurrentUser, taglio, "Rientrato"), (StoredValue{1, utf8(QStringLiteral("più €"))}));
-    EXPECT_EQ(storedValue(store, Hive::ClassesRoot, ".dxf", "")->data, utf8("Corvel.Disegno"));
+    EXPECT_EQ(stored(store, Hive::CurrentUser, taglio, ""),
+              Stored({1, utf8(QStringLiteral("Lama \"diamantata\" in C:\\Utensili\\"))}));
+    EXPECT_EQ(stored(store, Hive::CurrentUser, taglio, "Larghezza"),
+              Stored({3, {0, 0, 0, 0, 0, 0x70, 0xA7, 0x40}}));
+    EXPECT_EQ(stored(store, Hive::CurrentUser, taglio, "Percorso"), Stored({2, {'%', 'T', 0}}));
+    EXPECT_EQ(stored(store, Hive::CurrentUser, taglio, "Rientrato"), Stored({1, utf8(QStringLiteral("più €"))}));
+    EXPECT_EQ(stored(store, Hive::ClassesRoot, ".dxf", "")->second, utf8("Corvel.Disegno"));
     EXPECT_EQ(workshop.run({"valore", "leggi", "Taglio", "Giri", "Long"}).out, QStringLiteral("3000\n"));
 }
 
@@ -149,7 +149,7 @@ TEST(ParamcorRegistryFile, AFaultyFileIsRefusedWithItsLineAndNothingIsImported) 
     }
     // The store was never written, not even the values before a fault.
     auto store = workshop.store();
-    EXPECT_FALSE(storedValue(store, Hive::CurrentUser, kSuite, "Lingua"));
+    EXPECT_FALSE(stored(store, Hive::CurrentUser, kSuite, "Lingua"));
     expectRefused(workshop.run({"registro", "importa", workshop.path("mancante.reg")}), 1, "mancante.reg");
 }
 
@@ -176,11 +176,11 @@ TEST(ParamcorRegistryFile, WhatCannotBeExportedLeavesNoFile) {
 }
 
 void fillTaglio(RegistryStore& store) {
-    setValue(store, Hive::CurrentUser, kSuite + "\\Taglio", "zeta", 4, dword(3000));
-    setValue(store, Hive::CurrentUser, kSuite + "\\Taglio", "Alfa", 1, utf8("riga uno\nriga due"));
-    setValue(store, Hive::CurrentUser, kSuite + "\\Taglio", "", 3, {0, 0, 0, 0, 0, 0, 0xF8, 0x3F});
-    setValue(store, Hive::CurrentUser, kSuite + "\\Taglio\\lama", "Passate", 3, {3, 0});
-    setValue(store, Hive::CurrentUser, kSuite + "\\Taglio\\Bordo", "Lucido", 7, {'a', 0, 'b', 0, 0});
+    putValue(store, Hive::CurrentUser, kSuite + "\\Taglio", "zeta", 4, dword(3000));
+    putValue(store, Hive::CurrentUser, kSuite + "\\Taglio", "Alfa", 1, utf8("riga uno\nriga due"));
+    putValue(store, Hive::CurrentUser, kSuite + "\\Taglio", "", 3, {0, 0, 0, 0, 0, 0, 0xF8, 0x3F});
+    putValue(store, Hive::CurrentUser, kSuite + "\\Taglio\\lama", "Passate", 3, {3, 0});
+    putValue(store, Hive::CurrentUser, kSuite + "\\Taglio\\Bordo", "Lucido", 7, {'a', 0, 'b', 0, 0});
 }
 
 TEST(ParamcorRegistryAdmin, ListsDeletesWhenConfirmedAndPipesFiles) {
@@ -216,7 +216,7 @@ TEST(ParamcorRegistryAdmin, ListsDeletesWhenConfirmedAndPipesFiles) {
     EXPECT_EQ(workshop.run(elimina + QStringList{"Nessuno", "--si"}).code, 3);
     EXPECT_EQ(workshop.run(list).out, taglio);
     EXPECT_EQ(workshop.run(elimina + QStringList{"ZETA", "--si"}).code, 0);
-    EXPECT_FALSE(storedValue(store, Hive::CurrentUser, kSuite + "\\Taglio", "zeta"));
+    EXPECT_FALSE(stored(store, Hive::CurrentUser, kSuite + "\\Taglio", "zeta"));
     EXPECT_EQ(workshop.run(elimina, "s\n").out,
               QStringLiteral("Deleted HKEY_CURRENT_USER\\SOFTWARE\\Corvel\\Taglio: 3 keys, 4 values\n"));
 
@@ -242,7 +242,7 @@ TEST(ParamcorRegistryAdmin, WatchingPrintsEachChangedKey) {
     // The watch starts some time after the process: write until it is heard.
     auto store = workshop.store();
     for (int i = 0; i < 50 && !watcher.waitForReadyRead(100); ++i)
-        setValue(store, Hive::CurrentUser, kSuite, "Pronto", 4, dword(i));
+        putValue(store, Hive::CurrentUser, kSuite, "Pronto", 4, dword(i));
     ASSERT_EQ(workshop.run({"valore", "scrivi", "--sezione", "Lama", "Taglio", "Giri", "Long", "5"}).code, 0);
     QString heard;
     while (!heard.contains(QStringLiteral("Corvel\\Taglio\\Lama\n")) && watcher.waitForReadyRead(5000))

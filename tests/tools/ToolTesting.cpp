@@ -64,7 +64,7 @@ Workshop::Workshop(const QByteArray& installationFile, bool untouched) {
         if (line.trimmed().toUpper().startsWith("REGISTRYROOT"))
             root = line.mid(line.indexOf('=') + 1).trimmed().toStdString();
     auto users = store();
-    setValue(users, Hive::CurrentUser, "SOFTWARE\\" + root, "Lingua", regtype::String, utf8(QStringLiteral("2")));
+    putValue(users, Hive::CurrentUser, "SOFTWARE\\" + root, "Lingua", regtype::String, utf8(QStringLiteral("2")));
 }
 
 Outcome Workshop::run(const QStringList& arguments, const QByteArray& input) const {
@@ -72,26 +72,6 @@ Outcome Workshop::run(const QStringList& arguments, const QByteArray& input) con
         QStringList{QStringLiteral("--registro"), registry(), QStringLiteral("--installazione"), installation()} +
             arguments,
         input);
-}
-
-std::optional<StoredValue> storedValue(RegistryStore& store, Hive hive, const std::string& path,
-                                       const std::string& name) {
-    KeyHandle key = 0;
-    if (store.openKey(hive, path, &key) != regerr::Success)
-        return std::nullopt;
-    StoredValue value;
-    std::uint32_t size = 0;
-    const bool found = store.queryValue(key, name, &value.type, &value.data, 1u << 24, &size) == regerr::Success;
-    store.closeKey(key);
-    return found ? std::optional(value) : std::nullopt;
-}
-
-void setValue(RegistryStore& store, Hive hive, const std::string& path, const std::string& name, std::uint32_t type,
-              const std::vector<std::uint8_t>& data) {
-    KeyHandle key = 0;
-    ASSERT_EQ(store.createKey(hive, path, &key), regerr::Success) << path;
-    ASSERT_EQ(store.setValue(key, name, type, data), regerr::Success) << name;
-    store.closeKey(key);
 }
 
 std::vector<std::uint8_t> dword(std::uint32_t value) {
@@ -102,11 +82,6 @@ std::vector<std::uint8_t> dword(std::uint32_t value) {
 std::vector<std::uint8_t> utf8(const QString& text) {
     const QByteArray bytes = text.toUtf8();
     return {bytes.begin(), bytes.end()};
-}
-
-QByteArray fileBytes(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 void writeFile(const QString& path, const QByteArray& bytes) {

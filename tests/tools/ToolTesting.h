@@ -5,6 +5,9 @@
 #include <CVLParamcor/RegistryStore.h>
 #include <CVLParamcor/SqliteRegistryStore.h>
 
+#include "support/TestPlatform.h"
+#include "support/TextFiles.h"
+
 #include <QByteArray>
 #include <QString>
 #include <QStringList>
@@ -55,21 +58,16 @@ private:
     QTemporaryDir dir_;
 };
 
-struct StoredValue {
-    std::uint32_t type = 0;
-    std::vector<std::uint8_t> data;
-    bool operator==(const StoredValue&) const = default;
-};
-// The value, or nothing when key or value is missing.
-std::optional<StoredValue> storedValue(RegistryStore& store, Hive hive, const std::string& path,
-                                       const std::string& name);
-void setValue(RegistryStore& store, Hive hive, const std::string& path, const std::string& name, std::uint32_t type,
-              const std::vector<std::uint8_t>& data);
+// A value's type and bytes as the store keeps it; nothing when key or value is missing.
+using Stored = std::optional<std::pair<std::uint32_t, std::vector<std::uint8_t>>>;
+inline Stored stored(RegistryStore& store, Hive hive, const std::string& path, const std::string& name) {
+    const StoredValue value = storedValue(store, hive, path, name);
+    return value.found ? Stored({value.type, value.bytes}) : std::nullopt;
+}
 
 inline const std::string kSuite = "SOFTWARE\\Corvel";
 std::vector<std::uint8_t> dword(std::uint32_t value);
 std::vector<std::uint8_t> utf8(const QString& text);
-QByteArray fileBytes(const QString& path);
 void writeFile(const QString& path, const QByteArray& bytes);
 // Windows' own form of a text file: UTF-16LE with its byte-order mark and CR LF.
 QByteArray windowsText(const QString& lf);
@@ -78,8 +76,3 @@ QStringList query(const QString& database, const QString& sql, const QStringList
 
 }  // namespace paramcor::test
 
-QT_BEGIN_NAMESPACE
-inline void PrintTo(const QString& text, std::ostream* os) {
-    *os << '"' << text.toStdString() << '"';
-}
-QT_END_NAMESPACE

@@ -44,8 +44,8 @@ TEST(ParamcorValue, EachTypeWrittenStoredAndReadBack) {
         EXPECT_TRUE(written.code == 0 && written.out.startsWith(QStringLiteral(
                                              "HKEY_CURRENT_USER\\SOFTWARE\\Corvel\\Taglio\\Lama: Valore = ")))
             << written;
-        EXPECT_EQ(storedValue(store, Hive::CurrentUser, kSuite + "\\Taglio\\Lama", "Valore"),
-                  (StoredValue{c.storedType, c.stored}));
+        EXPECT_EQ(stored(store, Hive::CurrentUser, kSuite + "\\Taglio\\Lama", "Valore"),
+                  Stored({c.storedType, c.stored}));
         EXPECT_EQ(workshop.run({"valore", "leggi", "Taglio", "Valore", c.type, "--sezione", "Lama"}).out,
                   c.readBack + u'\n');
     }
@@ -66,7 +66,7 @@ TEST(ParamcorValue, MissingMismatchedMachineAndRaw) {
               QStringLiteral("{\"chiave\":\"HKEY_CURRENT_USER\\\\SOFTWARE\\\\Corvel\\\\Taglio\",\"nome\":"
                              "\"Spessore\",\"tipo\":\"Double\",\"valore\":1.5}\n"));
     auto store = workshop.store();
-    EXPECT_EQ(storedValue(store, Hive::LocalMachine, kSuite + "\\Taglio", "Lastre")->data, littleEndian<int>(12));
+    EXPECT_EQ(stored(store, Hive::LocalMachine, kSuite + "\\Taglio", "Lastre")->second, littleEndian<int>(12));
     EXPECT_EQ(workshop.run({"valore", "leggi", "Taglio", "Lastre", "Long", "--macchina"}).out, QStringLiteral("12\n"));
     EXPECT_EQ(workshop.run({"valore", "leggi", "Taglio", "Lastre", "Long"}).code, 3);
 }
