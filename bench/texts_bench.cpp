@@ -1,7 +1,7 @@
 // Merging a delivered text database into the user's, and opening it at creation.
 #include "BenchSupport.h"
 
-#include "texts/SqlDatabase.h"
+#include "base/SqlDatabase.h"
 #include "texts/TextMerge.h"
 #include "texts/TextTable.h"
 

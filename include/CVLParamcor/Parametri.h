@@ -21,6 +21,8 @@
 // an empty, zero or default value.
 #pragma once
 
+#include <CVLParamcor/TextDatabaseError.h>
+
 #include <QString>
 #include <QVariant>
 
@@ -30,19 +32,6 @@
 namespace paramcor {
 
 class Folders;
-
-// A failure of the text database that reaches the caller: raised by
-// ControllaValori (and by the windows' work on the database), never by the rest of
-// this interface. code() is the database engine's error code.
-class TextDatabaseError : public std::runtime_error {
-public:
-    TextDatabaseError(int code, const QString& message);
-    int code() const noexcept { return code_; }
-    QString message() const { return QString::fromUtf8(what()); }
-
-private:
-    int code_;
-};
 
 // Variants of exactly one interface type each. Use them for defaults and values:
 // QVariant(short(5)) holds an int, so it would silently be stored as a Long.

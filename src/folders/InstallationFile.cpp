@@ -1,7 +1,7 @@
 #include "folders/InstallationFile.h"
 
 #include "folders/TextDecoding.h"
-#include "param/Numbers.h"
+#include "base/Numbers.h"
 
 #include <CVLParamcor/Platform.h>
 

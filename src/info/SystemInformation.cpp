@@ -1,6 +1,6 @@
 #include "info/SystemInformation.h"
 
-#include "texts/SqlDatabase.h"
+#include "base/SqlDatabase.h"
 #include "texts/TextTable.h"
 
 #include <CVLParamcor/Languages.h>

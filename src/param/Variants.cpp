@@ -28,10 +28,3 @@ QVariant Null() {
 }
 
 }  // namespace paramcor
-
-namespace paramcor {
-
-TextDatabaseError::TextDatabaseError(int code, const QString& message)
-    : std::runtime_error(message.toStdString()), code_(code) {}
-
-}  // namespace paramcor

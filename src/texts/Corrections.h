@@ -4,7 +4,7 @@
 // every correction to the maker.
 #pragma once
 
-#include "texts/SqlDatabase.h"
+#include "base/SqlDatabase.h"
 
 #include <QDateTime>
 #include <QString>

@@ -1,6 +1,6 @@
 #include "texts/TextDatabase.h"
 
-#include "param/Numbers.h"
+#include "base/Numbers.h"
 #include "param/registry/MainParametri.h"
 #include "texts/TextTable.h"
 

@@ -2,7 +2,7 @@
 // up to date from a newly delivered copy, and kept open for the object's life.
 #pragma once
 
-#include "texts/SqlDatabase.h"
+#include "base/SqlDatabase.h"
 #include "texts/TextMerge.h"
 
 #include <QString>

@@ -1,7 +1,7 @@
 // Merging a newly delivered text database into the user's own.
 #pragma once
 
-#include "texts/SqlDatabase.h"
+#include "base/SqlDatabase.h"
 
 namespace paramcor::texts {
 

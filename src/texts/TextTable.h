@@ -2,7 +2,7 @@
 // per language, its two indexes, and table Versione with the format version.
 #pragma once
 
-#include "texts/SqlDatabase.h"
+#include "base/SqlDatabase.h"
 
 #include <CVLParamcor/Languages.h>
 

@@ -1,6 +1,6 @@
 #include "texts/Translation.h"
 
-#include "param/Numbers.h"
+#include "base/Numbers.h"
 #include "param/registry/MainParametri.h"
 #include "texts/TextDatabase.h"
 #include "texts/TextTable.h"

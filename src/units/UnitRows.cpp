@@ -1,6 +1,6 @@
 #include "units/UnitRows.h"
 
-#include "texts/SqlDatabase.h"
+#include "base/SqlDatabase.h"
 #include "texts/TextTable.h"
 
 #include <QStringList>

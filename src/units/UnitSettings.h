@@ -4,7 +4,7 @@
 // what the conversion factors do.
 #pragma once
 
-#include "texts/SqlDatabase.h"
+#include "base/SqlDatabase.h"
 #include "units/UnitSystems.h"
 
 #include <QStringList>

@@ -12,7 +12,7 @@
 
 #include <CVLParamcor/Parametri.h>
 
-#include "texts/SqlDatabase.h"
+#include "base/SqlDatabase.h"
 #include "texts/TextTable.h"
 
 #include <cstdio>

@@ -1,6 +1,6 @@
 #include "support/TestPlatform.h"
 
-#include "texts/SqlDatabase.h"
+#include "base/SqlDatabase.h"
 #include "texts/TextTable.h"
 
 #include <QDir>

@@ -1,7 +1,7 @@
 #include "support/TextFiles.h"
 
 #include "support/TestPlatform.h"
-#include "texts/SqlDatabase.h"
+#include "base/SqlDatabase.h"
 #include "texts/TextTable.h"
 
 #include <QFile>

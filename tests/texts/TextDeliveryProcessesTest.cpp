@@ -2,7 +2,9 @@
 // merge, two starting at the same moment.
 #include "support/TestPlatform.h"
 #include "support/TextFiles.h"
-#include "texts/SqlDatabase.h"
+#include "base/SqlDatabase.h"
+
+#include <CVLParamcor/Parametri.h>
 
 #include <QElapsedTimer>
 #include <QFile>

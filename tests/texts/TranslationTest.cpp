@@ -2,7 +2,7 @@
 #include "param/registry/MainParametri.h"
 #include "support/TestPlatform.h"
 #include "support/TextFiles.h"
-#include "texts/SqlDatabase.h"
+#include "base/SqlDatabase.h"
 
 #include <CVLParamcor/Parametri.h>
 

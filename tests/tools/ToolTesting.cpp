@@ -1,6 +1,6 @@
 #include "ToolTesting.h"
 
-#include "texts/SqlDatabase.h"
+#include "base/SqlDatabase.h"
 
 #include <QDir>
 #include <QFile>

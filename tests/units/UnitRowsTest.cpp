@@ -1,7 +1,7 @@
 // The unit settings rows of the text database, and the units window's logic:
 // defaults, checks, worked examples, loading and saving.
 #include "support/TestPlatform.h"
-#include "texts/SqlDatabase.h"
+#include "base/SqlDatabase.h"
 #include "texts/TextTable.h"
 #include "units/UnitRows.h"
 #include "units/UnitSettings.h"

@@ -7,7 +7,7 @@
 // Columns the file leaves out take: both dates the given day (today when omitted),
 // Tradotti a T for each language with a text and an F for the others,
 // ModificatoDalCliente false, the rest empty.
-#include "texts/SqlDatabase.h"
+#include "base/SqlDatabase.h"
 #include "texts/TextTable.h"
 
 #include <QFile>

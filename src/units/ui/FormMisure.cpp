@@ -1,6 +1,6 @@
 #include "units/ui/FormMisure.h"
 
-#include "param/Numbers.h"
+#include "base/Numbers.h"
 #include "units/UnitSystems.h"
 #include "units/ui/FormValuta.h"
 

@@ -2,7 +2,7 @@
 // prepared statements with QString values, and failures as TextDatabaseError.
 #pragma once
 
-#include <CVLParamcor/Parametri.h>
+#include <CVLParamcor/TextDatabaseError.h>
 
 #include <QString>
 #include <QVariant>

@@ -1,8 +1,11 @@
-#include "texts/SqlDatabase.h"
+#include "base/SqlDatabase.h"
 
 #include <sqlite3.h>
 
 namespace paramcor {
+
+TextDatabaseError::TextDatabaseError(int code, const QString& message)
+    : std::runtime_error(message.toStdString()), code_(code) {}
 
 void SqlDatabase::fail(sqlite3* db, int code) {
     const char* message = db ? sqlite3_errmsg(db) : sqlite3_errstr(code);

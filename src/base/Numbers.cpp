@@ -1,4 +1,4 @@
-#include "param/Numbers.h"
+#include "base/Numbers.h"
 
 #include <cmath>
 

@@ -1,0 +1,23 @@
+// Apart from Parametri.h, so that the SQLite wrapper below the library can raise it.
+#pragma once
+
+#include <QString>
+
+#include <stdexcept>
+
+namespace paramcor {
+
+// A failure of the text database that reaches the caller: raised by
+// ControllaValori (and by the windows' work on the database), never by the rest of
+// this interface. code() is the database engine's error code.
+class TextDatabaseError : public std::runtime_error {
+public:
+    TextDatabaseError(int code, const QString& message);
+    int code() const noexcept { return code_; }
+    QString message() const { return QString::fromUtf8(what()); }
+
+private:
+    int code_;
+};
+
+}  // namespace paramcor
