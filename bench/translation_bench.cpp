@@ -2,6 +2,8 @@
 // catalogue of real texts: the Italian translations of the programs installed on
 // this machine (their .mo files), with English as the translation.
 #include "BenchSupport.h"
+#include "base/SqlDatabase.h"
+#include "texts/TextTable.h"
 
 #include <CVLParamcor/Parametri.h>
 #include <CVLParamcor/Platform.h>
@@ -15,7 +17,6 @@
 #include <QTemporaryDir>
 
 #include <benchmark/benchmark.h>
-#include <sqlite3.h>
 
 #include <libintl.h>
 
@@ -99,34 +100,14 @@ struct Catalogue {
     }
 
     void writeTextDatabase() {
-        const QString user = dir.path() + "/CvlTradU.mdb";
-        sqlite3* db = nullptr;
-        sqlite3_open(user.toUtf8().constData(), &db);
-        QString layout = "CREATE TABLE Testi(Programma TEXT COLLATE NOCASE, Progressivo TEXT COLLATE NOCASE, "
-                         "TESTO_01 TEXT COLLATE NOCASE";
-        for (int n = 2; n <= 15; ++n)
-            layout += QString(", Testo_%1 TEXT").arg(n, 2, 10, QChar('0'));
-        layout += ", DataCreazione TEXT, DataModifica TEXT, Tradotti TEXT, ModificatoDalCliente INTEGER NOT NULL "
-                  "DEFAULT 0, Commento TEXT, ChiaviRicerca TEXT);"
-                  "CREATE UNIQUE INDEX TestiK1 ON Testi(Programma, Progressivo);"
-                  "CREATE INDEX TestiK2 ON Testi(TESTO_01);"
-                  "CREATE TABLE Versione(Versione TEXT); INSERT INTO Versione VALUES('6.0.0'); BEGIN;";
-        sqlite3_exec(db, layout.toUtf8().constData(), nullptr, nullptr, nullptr);
-        sqlite3_stmt* insert = nullptr;
-        sqlite3_prepare_v2(db, "INSERT INTO Testi(Programma, Progressivo, TESTO_01, Testo_02) VALUES('BENCH', ?1, ?2, ?3)",
-                           -1, &insert, nullptr);
-        for (int i = 0; i < entries.size(); ++i) {
-            const QByteArray key = QByteArray::number(i), it = entries[i].italian.toUtf8(),
-                             en = entries[i].english.toUtf8();
-            sqlite3_bind_text(insert, 1, key.constData(), -1, SQLITE_TRANSIENT);
-            sqlite3_bind_text(insert, 2, it.constData(), -1, SQLITE_TRANSIENT);
-            sqlite3_bind_text(insert, 3, en.constData(), -1, SQLITE_TRANSIENT);
-            sqlite3_step(insert);
-            sqlite3_reset(insert);
-        }
-        sqlite3_finalize(insert);
-        sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr);
-        sqlite3_close(db);
+        SqlDatabase db(dir.path() + "/CvlTradU.mdb", SqlDatabase::Mode::Create);
+        texts::createLayout(db);
+        SqlTransaction transaction(db);
+        SqlStatement insert =
+            db.prepare("INSERT INTO Testi(Programma, Progressivo, TESTO_01, Testo_02) VALUES('BENCH', ?1, ?2, ?3)");
+        for (int i = 0; i < entries.size(); ++i)
+            insert.bind(1, QString::number(i)).bind(2, entries[i].italian).bind(3, entries[i].english).run();
+        transaction.commit();
     }
 
     // The same texts as a gettext catalogue of domain "cvlbench", in an English

@@ -103,8 +103,8 @@ int units(Session& session, const Arguments& arguments, const QStringList&) {
             .toUtf8();
     auto select = file.prepare(sql.constData());
     QMap<QString, QString> values;
-    while (select->step())
-        values.insert(select->text(0).toUpper(), select->text(1));
+    while (select.step())
+        values.insert(select.text(0).toUpper(), select.text(1));
 
     const bool json = arguments.has(QStringLiteral("json"));
     if (!json)

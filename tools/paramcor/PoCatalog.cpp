@@ -1,6 +1,6 @@
 #include "PoCatalog.h"
 
-#include "CodePage.h"
+#include "base/CodePage.h"
 #include "CommandLine.h"
 #include "Files.h"
 #include "Wording.h"

@@ -1,7 +1,7 @@
 // Writes the registry editor's files (RegFile.h), and the hives' names they use.
 #include "RegFile.h"
 
-#include "CodePage.h"
+#include "base/CodePage.h"
 
 namespace paramcor::tool::regfile {
 namespace {

@@ -83,12 +83,12 @@ int exportTexts(Session& session, const Arguments& arguments, const QStringList&
     auto select = file.prepare(sql.constData());
     QStringList withoutWording;
     int translated = 0;
-    while (select->step()) {
+    while (select.step()) {
         po::Entry entry;
-        entry.context = select->text(0) + kKeySeparator + select->text(1);
-        entry.source = select->text(2);
-        entry.translation = select->text(3);
-        entry.comment = select->text(4).trimmed();
+        entry.context = select.text(0) + kKeySeparator + select.text(1);
+        entry.source = select.text(2);
+        entry.translation = select.text(3);
+        entry.comment = select.text(4).trimmed();
         if (entry.source.isEmpty()) {
             withoutWording << entry.context;  // an empty msgid is the header's: such a row cannot be written
             continue;
@@ -187,16 +187,16 @@ int importTexts(Session& session, const Arguments& arguments, const QStringList&
             leftOut.emplace_back(&entry, tr("marked fuzzy (unsure)"));
             continue;
         }
-        select->bind(1, program).bind(2, key);
-        if (!select->step()) {
-            select->reset();
+        select.bind(1, program).bind(2, key);
+        if (!select.step()) {
+            select.reset();
             leftOut.emplace_back(&entry, tr("the database has no text with this key"));
             continue;
         }
-        const QString wording = select->text(0);
-        const QString current = select->text(1);
-        QString flags = select->text(2).leftJustified(kLanguages, u'F');
-        select->reset();
+        const QString wording = select.text(0);
+        const QString current = select.text(1);
+        QString flags = select.text(2).leftJustified(kLanguages, u'F');
+        select.reset();
         if (wording != entry.source) {
             leftOut.emplace_back(&entry,
                                  tr("it translates an older Italian wording; the text now reads \"%1\"").arg(wording));
@@ -207,7 +207,7 @@ int importTexts(Session& session, const Arguments& arguments, const QStringList&
             continue;
         }
         flags[language - 1] = u'T';
-        update->bind(1, entry.translation)
+        update.bind(1, entry.translation)
             .bind(2, today)
             .bind(3, flags)
             .bind(4, qint64(customer ? 1 : 0))

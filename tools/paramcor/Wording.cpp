@@ -39,9 +39,9 @@ void lookForTexts(Texts& t) {
                     .arg(languageColumn(t.language))
                     .toUtf8();
             auto select = file.prepare(sql.constData());
-            while (select->step())
-                if (!select->text(2).trimmed().isEmpty())
-                    t.italianOf.insert(select->text(1), select->text(0));
+            while (select.step())
+                if (!select.text(2).trimmed().isEmpty())
+                    t.italianOf.insert(select.text(1), select.text(0));
         } catch (const std::exception&) {
             t.italianOf.clear();  // no texts: English
         }

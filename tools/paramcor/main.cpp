@@ -2,6 +2,8 @@
 // people who install and support the suite. "paramcor --help" lists the commands.
 #include "CommandLine.h"
 
+#include <CVLParamcor/Parametri.h>
+
 #include <QCoreApplication>
 
 #include <cstdio>
@@ -21,6 +23,10 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "%s%s\n", qUtf8Printable(paramcor::tool::errorPrefix()), qUtf8Printable(error.text()));
         return error.code();
     } catch (const paramcor::tool::Reported&) {
+        return 1;
+    } catch (const paramcor::TextDatabaseError& error) {
+        // A text database that fails midway: the file was named when it opened.
+        std::fprintf(stderr, "%s%s\n", qUtf8Printable(paramcor::tool::errorPrefix()), qUtf8Printable(error.message()));
         return 1;
     }
 }
