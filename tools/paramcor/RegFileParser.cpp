@@ -1,7 +1,7 @@
 // Reads the registry editor's files (RegFile.h), a piece at a time.
 #include "RegFile.h"
 
-#include "CodePage.h"
+#include "base/CodePage.h"
 
 #include <QIODevice>
 #include <QStringDecoder>
