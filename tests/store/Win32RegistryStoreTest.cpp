@@ -12,7 +12,6 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <array>
 #include <iterator>
 #include <string>
 #include <vector>
@@ -22,7 +21,6 @@ namespace paramcor::test {
 namespace {
 
 const HKEY kRoots[] = {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE, HKEY_CLASSES_ROOT};
-constexpr std::size_t kRootCount = std::size(kRoots);
 
 // The suite's key paths are ASCII.
 std::wstring wide(const std::string& ascii) {
@@ -41,48 +39,45 @@ bool exists(HKEY root, const std::string& path, bool empty = false) {
         return false;
     DWORD subkeys = 0;
     DWORD values = 0;
-    const LONG rc = empty ? RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr, &values,
-                                             nullptr, nullptr, nullptr, nullptr)
-                          : ERROR_SUCCESS;
+    if (empty)
+        RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr, &values, nullptr, nullptr,
+                         nullptr, nullptr);
     RegCloseKey(key);
-    return rc == ERROR_SUCCESS && subkeys == 0 && values == 0;
+    return subkeys == 0 && values == 0;
 }
 
-// The keys above the suite's own that were there before this process wrote anything:
-// those stay, even when the suite leaves them empty. Called before the first write.
-const std::vector<std::string>& keptAncestors(std::size_t root) {
-    static const auto kept = [] {
-        std::array<std::vector<std::string>, kRootCount> found;
-        for (std::size_t r = 0; r < kRootCount; ++r)
-            for (std::string path = parentOf(kSuiteKey); !path.empty(); path = parentOf(path))
-                if (exists(kRoots[r], path))
-                    found[r].push_back(path);
+// The keys above the suite's own that were there before this process wrote anything
+// stay, even when the suite leaves them empty. Called before the first write.
+bool kept(std::size_t root, const std::string& path) {
+    static const auto before = [] {
+        std::vector<std::pair<std::size_t, std::string>> found;
+        for (std::size_t r = 0; r < std::size(kRoots); ++r)
+            for (std::string up = parentOf(kSuiteKey); !up.empty(); up = parentOf(up))
+                if (exists(kRoots[r], up))
+                    found.emplace_back(r, up);
         return found;
     }();
-    return kept[root];
+    return std::find(before.begin(), before.end(), std::pair{root, path}) != before.end();
 }
 
-// Removes a key of the suite's from every hive, then the keys above it that are left
-// empty, up to the suite's own key, and beyond only those this process created.
+// Removes a key of the suite's from every hive, then the keys above it left empty
+// that this process created.
 void removeSuiteKey(const std::string& path) {
-    for (std::size_t r = 0; r < kRootCount; ++r) {
+    for (std::size_t r = 0; r < std::size(kRoots); ++r) {
         RegDeleteTreeW(kRoots[r], wide(path).c_str());
-        for (std::string up = parentOf(path); !up.empty(); up = parentOf(up)) {
-            const auto& kept = keptAncestors(r);
-            if (std::find(kept.begin(), kept.end(), up) != kept.end() || !exists(kRoots[r], up, true) ||
-                RegDeleteKeyW(kRoots[r], wide(up).c_str()) != ERROR_SUCCESS)
-                break;
-        }
+        for (std::string up = parentOf(path); !up.empty() && !kept(r, up) && exists(kRoots[r], up, true);
+             up = parentOf(up))
+            RegDeleteKeyW(kRoots[r], wide(up).c_str());
     }
 }
 
-const auto kRegistry =
-    ::testing::Values(StoreUnderTest{"Registry",
-                                     [] {
-                                         keptAncestors(0);
-                                         return std::unique_ptr<RegistryStore>(new Win32RegistryStore());
-                                     },
-                                     removeSuiteKey});
+const auto kRegistry = ::testing::Values(StoreUnderTest{"Registry",
+                                                        [] {
+                                                            kept(0, "");
+                                                            return std::unique_ptr<RegistryStore>(
+                                                                new Win32RegistryStore());
+                                                        },
+                                                        removeSuiteKey});
 
 INSTANTIATE_TEST_SUITE_P(Win32, RegistryStoreConformance, kRegistry, [](const auto& info) { return info.param.name; });
 
