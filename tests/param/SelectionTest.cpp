@@ -132,9 +132,8 @@ TEST(PushPop, RestoresStoreProgramAndSectionAndOverflowsAt100) {
         par.Push();
         par.Push();
         par.Push();
-        par.Push();
-        EXPECT_THROW(par.Pop(), std::out_of_range);
-        EXPECT_EQ(state().depth(), 102);
+        EXPECT_THROW(par.Pop(), std::out_of_range);  // slot 101 does not exist
+        EXPECT_EQ(state().depth(), 101);
         Parametri other;
     }
     // Destroying any object unwinds the stack of all, to its first slot.
