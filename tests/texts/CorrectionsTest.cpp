@@ -29,22 +29,19 @@ TEST_F(CorrectionsTest, SearchesFindTextsWithApostrophesAndBarsWhateverTheirCase
                                           {"TAGLIO", "004", "ÀNCORA di taglio", "Cutting anchor"},
                                           {"TAGLIO", "005", "Spessore", "Thickness"}}),
                                    2);
-    const struct {
-        QString text;
-        bool inTranslation;
-        QStringList shown;
-    } cases[] = {
+    // What is sought, whether in the translation, and what is shown.
+    const std::tuple<QString, bool, QStringList> cases[] = {
         {"l'angolo", false, {"Dell'ANGOLO retto", "L'angolo"}},
         {"| luc", false, {"Taglio | Lucidatura"}},
         {"àncora", false, {"ÀNCORA di taglio"}},
         {"' OR 1=1 --", false, {}},
         {"angle", true, {"Of the right ANGLE", "The angle"}},
     };
-    for (const auto& c : cases) {
+    for (const auto& [text, inTranslation, expected] : cases) {
         QStringList shown;
-        for (const texts::TextEntry& entry : corrections.search(c.text, c.inTranslation))
+        for (const texts::TextEntry& entry : corrections.search(text, inTranslation))
             shown << entry.shown;
-        EXPECT_EQ(shown, c.shown) << c.text.toStdString();
+        EXPECT_EQ(shown, expected) << text.toStdString();
     }
     const auto found = corrections.search("polish", true);
     ASSERT_EQ(found.size(), 1u);

@@ -24,18 +24,16 @@ TEST(LanguageChoice, StartsFromTheCurrentLanguageAndChangesOnlyOnAnotherOne) {
         EXPECT_EQ(choice.installed(language), language == 1 || language == 3) << language;
     EXPECT_EQ(texts::LanguageChoice(0, testi.path()).chosen(), 1);
 
-    const struct {
-        short current;
-        std::vector<short> clicks;
-        bool changed;
-    } cases[] = {{3, {1, 3}, false}, {3, {}, false}, {3, {5}, true}, {0, {1}, true}, {2, {12}, true}};
-    for (const auto& c : cases) {
-        texts::LanguageChoice choice(c.current, testi.path());
-        for (const short language : c.clicks)
+    // The current language, the languages clicked, and whether confirming changes it.
+    const std::tuple<short, std::vector<short>, bool> cases[] = {
+        {3, {1, 3}, false}, {3, {}, false}, {3, {5}, true}, {0, {1}, true}, {2, {12}, true}};
+    for (const auto& [current, clicks, changed] : cases) {
+        texts::LanguageChoice choice(current, testi.path());
+        for (const short language : clicks)
             choice.choose(language);
         EXPECT_FALSE(choice.changed());
         choice.confirm();
-        EXPECT_EQ(choice.changed(), c.changed) << c.current;
+        EXPECT_EQ(choice.changed(), changed) << current;
     }
 }
 

@@ -62,37 +62,30 @@ TEST_F(TextDatabaseTest, ADeliveryIsCopiedWhenThereIsNoUserFileAndThenSetAside) 
 }
 
 TEST_P(TextLayouts, MergeKeepsCorrectionsAndUpdatesEverySharedWording) {
-    test::writeTextFile(user, {
-                                  {"CNC", "0001", "Salva", "Save (old)", "20250101"},
-                                  {"TAGLIO", "0001", "Salva", "Save (old)", "20250101"},
-                                  {"TAGLIO", "0002", "Lastra", "My slab", "20250101", true},
-                                  {"TAGLIO", "0003", "Vecchio", "Old", "20250101", true},
-                                  {"TAGLIO", "0004", "Uguale", "Same", "20260301"},
-                                  {"TAGLIO", "0005", "salva", "save, lower case", "20250101"},
-                              });
+    test::writeTextFile(user, {{"CNC", "0001", "Salva", "Save (old)", "20250101"},
+                               {"TAGLIO", "0001", "Salva", "Save (old)", "20250101"},
+                               {"TAGLIO", "0002", "Lastra", "My slab", "20250101", true},
+                               {"TAGLIO", "0003", "Vecchio", "Old", "20250101", true},
+                               {"TAGLIO", "0004", "Uguale", "Same", "20260301"},
+                               {"TAGLIO", "0005", "salva", "save, lower case", "20250101"}});
     if (GetParam())
         test::redeclarePlain(user);
-    test::writeTextFile(delivered,
-                        {
-                            {"TAGLIO", "0001", "Salva", "Save", "20260301"},
-                            {"TAGLIO", "0002", "Lastra", "Slab", "20260301"},
-                            {"TAGLIO", "0003", "Nuovo", "New", "20260301"},  // new wording, known key
-                            {"TAGLIO", "0004", "Uguale", "Changed", "20260301"},
-                            {"LASTRE", "0001", "Spessore", "Thickness", "20260301"},
-                            {"LASTRE", "0002", "UGUALE", "SAME", "20260301"},  // found, but not to the letter
-                        });
+    test::writeTextFile(delivered, {{"TAGLIO", "0001", "Salva", "Save", "20260301"},
+                                    {"TAGLIO", "0002", "Lastra", "Slab", "20260301"},
+                                    {"TAGLIO", "0003", "Nuovo", "New", "20260301"},  // new wording, known key
+                                    {"TAGLIO", "0004", "Uguale", "Changed", "20260301"},
+                                    {"LASTRE", "0001", "Spessore", "Thickness", "20260301"},
+                                    {"LASTRE", "0002", "UGUALE", "SAME", "20260301"}});  // not found to the letter
     EXPECT_TRUE(open());
     const auto merge = texts->lastMerge();
     EXPECT_EQ(std::tuple(merge.added, merge.replaced, merge.updated), std::tuple(1, 1, 2));
     const std::vector<TextRow> expected{
-        {"CNC", "0001", "Salva", "Save", "20260301"},
-        {"LASTRE", "0001", "Spessore", "Thickness", "20260301"},
+        {"CNC", "0001", "Salva", "Save", "20260301"}, {"LASTRE", "0001", "Spessore", "Thickness", "20260301"},
         {"TAGLIO", "0001", "Salva", "Save", "20260301"},
         {"TAGLIO", "0002", "Lastra", "My slab", "20250101", true},  // corrected by the user
         {"TAGLIO", "0003", "Nuovo", "New", "20260301"},             // taken whole, correction or not
         {"TAGLIO", "0004", "Uguale", "Same", "20260301"},           // same date: left alone
-        {"TAGLIO", "0005", "salva", "save, lower case", "20250101"},
-    };
+        {"TAGLIO", "0005", "salva", "save, lower case", "20250101"}};
     EXPECT_EQ(test::readTextFile(user), expected);
     EXPECT_TRUE(messages().empty() && !QFile::exists(user + ".old"));
 
@@ -107,30 +100,28 @@ TEST_P(TextLayouts, MergeKeepsCorrectionsAndUpdatesEverySharedWording) {
 // another width, which is said.
 TEST_F(TextDatabaseTest, OlderOrNarrowFilesAreReplacedWithABackup) {
     const std::vector<TextRow> userRows{{"TAGLIO", "0009", "Mia", "Mine", "20250101", true}};
-    const struct {
-        QString version;
-        bool merged;
-        const QString* narrow = nullptr;
-    } cases[] = {{"5.9", false}, {"10.0.0", false}, {"", false}, {" 6.0.0 ", true}, {"7", true},
-                 {"6.0.0", false, &user}, {"6.0.0", false, &delivered}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.version.toStdString() + (c.narrow ? " narrow " + c.narrow->toStdString() : ""));
-        test::writeTextFile(user, userRows, c.version);
+    // The user file's version, whether it is merged, and the file without a column.
+    const std::tuple<QString, bool, const QString*> cases[] = {
+        {"5.9", false, nullptr}, {"10.0.0", false, nullptr}, {"", false, nullptr},     {" 6.0.0 ", true, nullptr},
+        {"7", true, nullptr},    {"6.0.0", false, &user},    {"6.0.0", false, &delivered}};
+    for (const auto& [version, merged, narrow] : cases) {
+        SCOPED_TRACE(version.toStdString() + (narrow ? " narrow " + narrow->toStdString() : ""));
+        test::writeTextFile(user, userRows, version);
         test::writeTextFile(delivered, {{"TAGLIO", "0001", "Lastra", "Slab", "20260301"}});
         QFile::remove(user + ".old");
-        if (c.narrow)
-            SqlDatabase(*c.narrow, SqlDatabase::Mode::ReadWrite).exec("ALTER TABLE Testi DROP COLUMN ChiaviRicerca");
+        if (narrow)
+            SqlDatabase(*narrow, SqlDatabase::Mode::ReadWrite).exec("ALTER TABLE Testi DROP COLUMN ChiaviRicerca");
         const auto before = messages().size();
         // A narrow delivery replaces the user file all the same; the unit rows then
         // do not fit it, and the opening fails.
-        EXPECT_EQ(open(), c.narrow != &delivered);
+        EXPECT_EQ(open(), narrow != &delivered);
         EXPECT_FALSE(QFile::exists(delivered));
-        EXPECT_EQ(test::readTextFile(user).size(), c.merged ? 2u : 1u);
+        EXPECT_EQ(test::readTextFile(user).size(), merged ? 2u : 1u);
         EXPECT_EQ(QFile::exists(user + ".old") ? test::readTextFile(user + ".old") : std::vector<TextRow>{},
-                  c.merged ? std::vector<TextRow>{} : userRows);
-        EXPECT_EQ(messages().size(), before + (!c.narrow ? 0 : c.narrow == &user ? 1 : 2));
+                  merged ? std::vector<TextRow>{} : userRows);
+        EXPECT_EQ(messages().size(), before + (!narrow ? 0 : narrow == &user ? 1 : 2));
         EXPECT_EQ(messages().size() == before ? QString() : messages()[before].text,
-                  c.narrow ? "Wrong Fields No. for: \n\n" + *c.narrow : QString());
+                  narrow ? "Wrong Fields No. for: \n\n" + *narrow : QString());
     }
 }
 

@@ -70,11 +70,8 @@ TEST_F(TextCorrection, TheWindowSearchesCorrectsAndMailsToTheOutboxWithoutAServe
         EXPECT_FALSE(child<QPushButton>(form, "Aggiorna")->isEnabled());
         list->setCurrentRow(0);
         EXPECT_EQ(child<QLineEdit>(form, "Testo1")->text(), "Bordo");
-        EXPECT_TRUE(child<QPushButton>(form, "Aggiorna")->isEnabled());
-        child<QLineEdit>(form, "Testo2")->setText("Edge");
-        click(form, "Aggiorna");
+        search(form, "Testo2", "Aggiorna", "Edge");
         EXPECT_EQ(entries(form), QStringList({"Edge"}));
-
         click(form, "Mail");
         EXPECT_EQ(entries(form), QStringList({"Bordo"}));
         form->close();
@@ -84,9 +81,9 @@ TEST_F(TextCorrection, TheWindowSearchesCorrectsAndMailsToTheOutboxWithoutAServe
     par.CambiaTesto();
 
     ASSERT_EQ(messages().size(), 2u);
-    EXPECT_EQ(messages()[0].text, "Non ci sono testi tradotti da inviare");
-    EXPECT_EQ(messages()[1].text, "Nessun server di posta configurato: le mail sono nella cartella\n" +
-                                      QDir::toNativeSeparators(outbox.path()));
+    EXPECT_EQ(messages()[0].text + messages()[1].text,
+              "Non ci sono testi tradotti da inviareNessun server di posta configurato: le mail sono nella cartella\n" +
+                  QDir::toNativeSeparators(outbox.path()));
     QStringList written = outbox.entryList({"*.eml"}, QDir::Files);
     for (const QString& old : before)
         written.removeAll(old);
@@ -97,36 +94,29 @@ TEST_F(TextCorrection, TheWindowSearchesCorrectsAndMailsToTheOutboxWithoutAServe
     EXPECT_FALSE(QFileInfo(outbox.path()).permissions().testAnyFlags(kOthers));
     EXPECT_FALSE(QFileInfo(outbox.filePath(written[0])).permissions().testAnyFlags(kOthers));
     const test::ReceivedMail mail = test::parseMail(test::fileBytes(outbox.filePath(written[0])));
-    EXPECT_EQ(mail.headers.at("subject"), "[CVLTRAD] Lang=2 (Mail 1/1)");
-    EXPECT_EQ(mail.headers.at("to"), "<traduzioni@corvel.it>");
+    EXPECT_EQ(mail.headers.at("subject") + mail.headers.at("to"), "[CVLTRAD] Lang=2 (Mail 1/1)<traduzioni@corvel.it>");
     EXPECT_EQ(mail.body, QString("1:Bordo \n2:Edge \n \n").toUtf8());
 }
 
 TEST_F(TextCorrection, AMissingUserTextFileIsSaid) {
     writeTexts({});
     Parametri par;
-    const QString path = par.Percorso("Testi") + "CvlTradU.mdb";
-    ASSERT_TRUE(QFile::remove(path));
+    ASSERT_TRUE(QFile::remove(installation.textDatabase()));
     ui::FormTesto form(par);
-    ASSERT_EQ(messages().size(), 1u);
-    EXPECT_EQ(messages()[0].text, "Missing " + path);
-    EXPECT_FALSE(child<QPushButton>(&form, "Cerca1")->isEnabled());
-    EXPECT_FALSE(child<QPushButton>(&form, "Mail")->isEnabled());
+    EXPECT_EQ(messages().at(0).text, "Missing " + par.Percorso("Testi") + "CvlTradU.mdb");
+    EXPECT_FALSE(child<QPushButton>(&form, "Cerca1")->isEnabled() || child<QPushButton>(&form, "Mail")->isEnabled());
 }
 
 TEST_F(TextCorrection, MailsReachARealServerAndAFailedSendSaysWhichWent) {
     test::SmtpServer server, failing(2);
     ASSERT_GT(server.port() * failing.port(), 0) << "the SMTP servers on loopback did not start";
     std::vector<TextRow> rows;
-    for (int i = 1; i <= 250; ++i) {
-        const QString n = QStringLiteral("%1").arg(i, 3, 10, QLatin1Char('0'));
-        rows.push_back({"TAGLIO", n, "Testo " + n, "Correzione n°" + n + " dell'àncora | fine", "20250101", true});
-    }
+    for (int i = 1; i <= 250; ++i)
+        rows.push_back({"TAGLIO", QString::number(i).rightJustified(3, '0'), QString("Testo %1").arg(i),
+                        QString("Correzione n°%1 dell'àncora | fine").arg(i), "20250101", true});
     writeTexts(rows);
-    writeMailSettings({{"ServerSMTP", "127.0.0.1"},
-                       {"PortaSMTP", QString::number(server.port())},
-                       {"SicurezzaSMTP", "nessuna"},
-                       {"MittenteSMTP", "officina@example.com"}});
+    writeMailSettings({{"ServerSMTP", "127.0.0.1"}, {"PortaSMTP", QString::number(server.port())},
+                       {"SicurezzaSMTP", "nessuna"}, {"MittenteSMTP", "officina@example.com"}});
     Parametri par;
     ui::FormTesto form(par);
     click(&form, "Mail");
@@ -162,7 +152,6 @@ TEST(CorrectionMail, ALongSubjectGoesInShortEncodedWordsOfWholeCharacters) {
     for (const QByteArray& line : lines) {
         const QByteArray word = line.trimmed().mid(line.startsWith("Subject: ") ? 9 : 0);
         EXPECT_LE(line.trimmed().size() + 1, 76) << line.toStdString();
-        EXPECT_LE(word.size(), 75);
         ASSERT_TRUE(word.startsWith("=?UTF-8?B?") && word.endsWith("?=")) << word.toStdString();
         const QByteArray bytes = QByteArray::fromBase64(word.mid(10, word.size() - 12));
         EXPECT_EQ(QString::fromUtf8(bytes).toUtf8(), bytes);  // no character cut in two

@@ -26,8 +26,7 @@ ReceivedMail parseMail(const QByteArray& text) {
 
 SmtpServer::SmtpServer(int rejectFrom) {
     QStringList arguments{QStringLiteral(SMTP_SINK), received_.path(), QStringLiteral("120")};
-    if (rejectFrom > 0)
-        arguments << QString::number(rejectFrom);
+    arguments << (rejectFrom > 0 ? QStringList{QString::number(rejectFrom)} : QStringList{});
     process_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     process_.start(QStringLiteral(SMTP_SINK_PYTHON), arguments);
     if (!process_.waitForStarted(10000))
@@ -41,10 +40,8 @@ SmtpServer::SmtpServer(int rejectFrom) {
 
 SmtpServer::~SmtpServer() {
     process_.closeWriteChannel();
-    if (!process_.waitForFinished(10000)) {
-        process_.kill();
-        process_.waitForFinished(5000);
-    }
+    if (!process_.waitForFinished(10000))
+        process_.kill(), process_.waitForFinished(5000);
 }
 
 std::vector<SmtpServer::Delivery> SmtpServer::received() const {

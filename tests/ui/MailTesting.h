@@ -17,7 +17,6 @@ struct ReceivedMail {
     std::map<QByteArray, QByteArray> headers;
     QByteArray body;
 };
-
 ReceivedMail parseMail(const QByteArray& text);
 
 // A real SMTP server on the loopback interface, started by the test, that stops
@@ -27,9 +26,7 @@ class SmtpServer {
 public:
     explicit SmtpServer(int rejectFrom = 0);
     ~SmtpServer();
-
     int port() const { return port_; }
-
     struct Delivery {
         QStringList envelope;
         ReceivedMail mail;
