@@ -23,12 +23,6 @@ QString boxes(QWidget* form) {
         texts << box(form, n)->text();
     return texts.join(u'|');
 }
-QString line(QWidget* form, int n) {
-    return child<QLabel>(form, QStringLiteral("lblEsempio_%1").arg(n))->text();
-}
-QComboBox* currencies(QWidget* form) {
-    return child<QComboBox>(form, "cboValuta");
-}
 // Clicks near the left edge, where an option button has its circle and caption.
 void click(QWidget* form, const QString& name) {
     QAbstractButton* button = child<QAbstractButton>(form, name);
@@ -66,12 +60,12 @@ TEST(UnitsWindow, ShowsTheStoredSettingsChecksAndConfirms) {
     test::activate(&form);
     click(&form, "optSistema_2");
     EXPECT_EQ(boxes(&form), QString::fromUtf8("ft|12|ft²|144|lb|1728"));
-    EXPECT_EQ(currencies(&form)->currentText(), "$   = USD");
+    EXPECT_EQ(child<QComboBox>(&form, "cboValuta")->currentText(), "$   = USD");
     // Leaving a box works the examples out again.
     box(&form, 2)->setFocus();
     retype(box(&form, 2), "36");
     QTest::keyClick(box(&form, 2), Qt::Key_Tab);
-    EXPECT_EQ(line(&form, 1), "   180 inches   ==>       180/36     = 5 ft");
+    EXPECT_EQ(child<QLabel>(&form, "lblEsempio_1")->text(), "   180 inches   ==>       180/36     = 5 ft");
     boxes_.answers = {mb::Yes};
     click(&form, "cmdDefault_2");
     EXPECT_EQ(box(&form, 2)->text(), "12");
@@ -82,7 +76,7 @@ TEST(UnitsWindow, ShowsTheStoredSettingsChecksAndConfirms) {
         test::clickToolbarButton(currency, "Conferma");
     });
     click(&form, "cmdValuta");
-    EXPECT_EQ(currencies(&form)->currentText(), "SWFR= FRANCO");
+    EXPECT_EQ(child<QComboBox>(&form, "cboValuta")->currentText(), "SWFR= FRANCO");
 
     retype(box(&form, 5), "");
     test::clickToolbarButton(&form, "Conferma");

@@ -104,11 +104,8 @@ struct Worked {
 };
 
 TEST(UnitEntries, ExamplesAreWorkedOutWithTheFactorsAndSymbols) {
-    const QString m2 = QString::fromUtf8("m²"), m3 = QString::fromUtf8("mm³");
+    const QString m2 = QString::fromUtf8("m²");
     const Worked cases[] = {
-        {units::systemDefaults(0), u'.',
-         {"    3.200 mm  ==>     3.200/1000    = 3.2 m", QString::fromUtf8("6.500.000 mm² ==> 6.500.000/1000000 = 6.5 m²"),
-          QString::fromUtf8("2.000.000 mm³ ==> 2.000.000/1000000  = (2) * Peso Specifico= kg")}},
         {entries(0, {"m", m2, "kg"}, {" 2,5 ", "2", "3"}), u',',
          {"    3.200 mm  ==>     3.200/2,5    = 1280 m", QString::fromUtf8("6.500.000 mm² ==> 6.500.000/2 = 3.250.000 m²"),
           QString::fromUtf8("2.000.000 mm³ ==> 2.000.000/3  = (666.666,667) * Peso Specifico= kg")}},
