@@ -48,6 +48,7 @@ TEST(Selection, ComposesTheKeyPath) {
         {"\\Corvel", false, String(" TRUE "), {}, "", ""},
         {"\\Corvel", false, String("0.1"), {}, "", ""},
         {"\\Corvel", false, String("sì"), {}, "", "SOFTWARE\\Corvel"},
+        {"\\Corvel", false, String("1e999"), {}, "", "SOFTWARE\\Corvel"},  // too large to be a number
         {"\\Corvel", false, Null(), {}, "", "SOFTWARE\\Corvel"},
         {"\\Corvel", false, {}, "A\\B", "C\\", "SOFTWARE\\Corvel\\A\\B\\C\\"},  // levels are not trimmed
     };
