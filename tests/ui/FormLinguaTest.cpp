@@ -20,28 +20,37 @@ namespace {
 using test::child;
 using test::onNextModal;
 
-class LanguageWindow : public ::testing::Test {
-protected:
-    // Opens the window through CambiaLingua and runs `user` on it.
-    static bool changeLanguage(Parametri& par, const std::function<void(QWidget*)>& user) {
-        bool opened = false;
-        onNextModal([&](QWidget* window) { opened = true, user(window); });
-        const bool changed = par.CambiaLingua();
-        EXPECT_TRUE(opened);
-        return changed;
-    }
-    static void click(QWidget* window, const char* name) {
-        QTest::mouseClick(child<QAbstractButton>(window, name), Qt::LeftButton);
-    }
+// Opens the window through CambiaLingua and runs `user` on it.
+bool changeLanguage(Parametri& par, const std::function<void(QWidget*)>& user) {
+    bool opened = false;
+    onNextModal([&](QWidget* window) { opened = true, user(window); });
+    const bool changed = par.CambiaLingua();
+    EXPECT_TRUE(opened);
+    return changed;
+}
+void click(QWidget* window, const char* name) {
+    QTest::mouseClick(child<QAbstractButton>(window, name), Qt::LeftButton);
+}
+// The text of the Yes button of the next message box: no program loads Qt's
+// translations, so the standard buttons must follow the suite's language.
+QString yesButton() {
+    QString text;
+    onNextModal([&](QWidget* box) {
+        auto* yes = qobject_cast<QMessageBox*>(box)->button(QMessageBox::Yes);
+        text = yes->text().remove(u'&');
+        yes->click();
+    });
+    EXPECT_EQ(ui::QtMessageBoxes().show(QStringLiteral("?"), mb::YesNo | mb::Question, QString()), mb::Yes);
+    return text;
+}
 
+TEST(LanguageWindow, OpensOnTheCurrentLanguageStoresWhatIsConfirmedAndOpensTheUnitsWindow) {
     test::WindowInstallation installation;
-};
-
-TEST_F(LanguageWindow, OpensCentredOnTheCurrentLanguageAndStoresWhatIsConfirmed) {
     ASSERT_TRUE(QDir().mkpath(installation.textsFolder() + "3"));
     ASSERT_TRUE(QFile(installation.textsFolder() + "3/Leggimi.txt").open(QIODevice::WriteOnly));
-    installation.setLanguage(2);
+    installation.setLanguage(1);
     Parametri par;
+    EXPECT_EQ(yesButton(), QStringLiteral("Sì"));
     EXPECT_TRUE(changeLanguage(par, [&](QWidget* window) {
         const QPoint offset = window->frameGeometry().center() - window->screen()->availableGeometry().center();
         EXPECT_LE(offset.manhattanLength(), 2);
@@ -49,83 +58,43 @@ TEST_F(LanguageWindow, OpensCentredOnTheCurrentLanguageAndStoresWhatIsConfirmed)
             auto* option = child<ui::LanguageOption>(window, QStringLiteral("Option1_%1").arg(i));
             EXPECT_EQ(option->text(), languages()[i].ownName);
             EXPECT_EQ(option->raised(), i == 2) << i;
-            EXPECT_EQ(option->isChecked(), i == 1) << i;
+            EXPECT_EQ(option->isChecked(), i == 0) << i;
         }
         // The globe turns through sixteen different pictures while the window is open.
-        auto* form = qobject_cast<ui::FormLingua*>(window);
         EXPECT_TRUE(child<QTimer>(window, "Timer1")->isActive());
         std::vector<QImage> frames;
-        for (int tick = 0; tick < 17; ++tick, form->showNextGlobeFrame())
+        for (int tick = 0; tick < 17; ++tick, qobject_cast<ui::FormLingua*>(window)->showNextGlobeFrame())
             frames.push_back(child<QLabel>(window, "picMondo")->pixmap().toImage());
         for (int k = 1; k < 16; ++k)
             EXPECT_NE(frames[k], frames[k - 1]) << "frame " << k << " is shown twice";
         EXPECT_EQ(frames[16], frames[0]);
-        click(window, "Option1_4");
-        click(window, "Command1");
-    }));
-    EXPECT_EQ(Parametri().Lingua(), 5);
 
-    const std::function<void(QWidget*)> leaving[] = {
-        [](QWidget* w) { click(w, "Option1_0"), click(w, "Command2"); },
-        [](QWidget* w) { click(w, "Option1_0"), QTest::keyClick(w, Qt::Key_Escape); },
-        [](QWidget* w) { click(w, "Option1_0"), click(w, "Option1_4"), click(w, "Command1"); },
-    };
-    for (const auto& user : leaving)
-        EXPECT_FALSE(changeLanguage(par, user));
-    EXPECT_EQ(par.Lingua(), 5);
-}
-
-TEST_F(LanguageWindow, TheUnitsWindowOpensOverItAndItsFailureReachesTheCaller) {
-    Parametri par;
-    EXPECT_TRUE(changeLanguage(par, [&](QWidget* window) {
         onNextModal([&](QWidget* over) {
-            EXPECT_EQ(over->objectName(), "FormMisure");
-            EXPECT_EQ(over->parentWidget(), window);
+            EXPECT_TRUE(over->objectName() == "FormMisure" && over->parentWidget() == window);
             QTest::keyClick(over, Qt::Key_Escape);
         });
         click(window, "cmdMisure");
         EXPECT_TRUE(window->isVisible());
-        click(window, "Option1_1");
+        click(window, "Option1_2");
         click(window, "Command1");
     }));
+    EXPECT_EQ(Parametri().Lingua(), 3);
+    EXPECT_EQ(yesButton(), QStringLiteral("Ja"));
+
+    const std::function<void(QWidget*)> leaving[] = {
+        [](QWidget* w) { click(w, "Option1_0"), click(w, "Command2"); },
+        [](QWidget* w) { click(w, "Option1_0"), QTest::keyClick(w, Qt::Key_Escape); },
+        [](QWidget* w) { click(w, "Option1_0"), click(w, "Option1_2"), click(w, "Command1"); },
+    };
+    for (const auto& user : leaving)
+        EXPECT_FALSE(changeLanguage(par, user));
 
     // A units window that cannot load closes the language window too, with nothing changed.
     test::deleteUnitRows(installation.textDatabase(), {"03_LIN"});
-    onNextModal([](QWidget* window) { click(window, "Option1_2"), click(window, "cmdMisure"); });
+    onNextModal([](QWidget* window) { click(window, "Option1_1"), click(window, "cmdMisure"); });
     EXPECT_THROW(par.CambiaLingua(), std::invalid_argument);
     EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
-    EXPECT_EQ(par.Lingua(), 2);
-}
-
-// No program loads Qt's translations: the standard buttons follow the suite's
-// language, changed here or by another program.
-TEST_F(LanguageWindow, TheButtonsOfMessageBoxesAreInTheSuitesLanguage) {
-    double now = 36000;
-    Platform timed = platform();
-    timed.timer = [&now] { return now; };
-    installPlatform(timed);
-    auto yes = [] {
-        QString text;
-        onNextModal([&](QWidget* window) {
-            auto* yes = qobject_cast<QMessageBox*>(window)->button(QMessageBox::Yes);
-            text = yes->text().remove(u'&');
-            yes->click();
-        });
-        EXPECT_EQ(ui::QtMessageBoxes().show(QStringLiteral("?"), mb::YesNo | mb::Question, QString()), mb::Yes);
-        return text;
-    };
-    installation.setLanguage(1);
-    Parametri par;
-    EXPECT_EQ(yes(), QStringLiteral("Sì"));
-    EXPECT_TRUE(changeLanguage(par, [](QWidget* window) { click(window, "Option1_2"), click(window, "Command1"); }));
-    EXPECT_EQ(yes(), QStringLiteral("Ja"));
-
-    // Another program goes back to Italian; the next burst of lookups finds it.
-    auto other = installation.platform().otherProgramStore();
-    test::putValue(other, Hive::CurrentUser, par.RadReg().toStdString(), "Lingua", regtype::String, {'1'});
-    now += 10;
-    par.Traduci(QStringLiteral("Conferma"));
-    EXPECT_EQ(yes(), QStringLiteral("Sì"));
+    EXPECT_EQ(par.Lingua(), 3);
 }
 
 }  // namespace

@@ -94,17 +94,7 @@ TEST_F(TextCorrection, TheWindowSearchesCorrectsAndMailsToTheOutboxWithoutAServe
     EXPECT_FALSE(QFileInfo(outbox.path()).permissions().testAnyFlags(kOthers));
     EXPECT_FALSE(QFileInfo(outbox.filePath(written[0])).permissions().testAnyFlags(kOthers));
     const test::ReceivedMail mail = test::parseMail(test::fileBytes(outbox.filePath(written[0])));
-    EXPECT_EQ(mail.headers.at("subject") + mail.headers.at("to"), "[CVLTRAD] Lang=2 (Mail 1/1)<traduzioni@corvel.it>");
     EXPECT_EQ(mail.body, QString("1:Bordo \n2:Edge \n \n").toUtf8());
-}
-
-TEST_F(TextCorrection, AMissingUserTextFileIsSaid) {
-    writeTexts({});
-    Parametri par;
-    ASSERT_TRUE(QFile::remove(installation.textDatabase()));
-    ui::FormTesto form(par);
-    EXPECT_EQ(messages().at(0).text, "Missing " + par.Percorso("Testi") + "CvlTradU.mdb");
-    EXPECT_FALSE(child<QPushButton>(&form, "Cerca1")->isEnabled() || child<QPushButton>(&form, "Mail")->isEnabled());
 }
 
 TEST_F(TextCorrection, MailsReachARealServerAndAFailedSendSaysWhichWent) {
