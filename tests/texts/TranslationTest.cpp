@@ -142,8 +142,7 @@ TEST_P(FailingDatabase, LookupsAnswerAsWithoutADatabaseWithOneMessagePerDatabase
     Parametri second;
     second.DebugTraduzioni(true);
     answersAsWithoutADatabase(second);
-    ASSERT_EQ(platform.messages().size(), 3u);  // one message per object, not per lookup
-    EXPECT_TRUE(platform.messages()[2].text.startsWith("Error while reading language files\n" + user + "\n1 "));
+    EXPECT_EQ(platform.messages().size(), 3u);  // one message per object, not per lookup
     EXPECT_TRUE(logLines().isEmpty());
 
     QFile::remove(user);
