@@ -8,6 +8,8 @@
 //     german->code;     // "de"
 #pragma once
 
+#include <CVLParamcor/Export.h>
+
 #include <QList>
 #include <QString>
 
@@ -28,13 +30,13 @@ constexpr short kOfferedLanguages = 12;
 constexpr short kLanguageColumns = 15;
 
 // Every language column, 1 to 15, in order.
-const QList<LanguageInfo>& languages();
+CVLPARAMCOR_EXPORT const QList<LanguageInfo>& languages();
 
 // Language `number`, or nullptr outside 1 to 15.
-const LanguageInfo* languageInfo(int number);
+CVLPARAMCOR_EXPORT const LanguageInfo* languageInfo(int number);
 
 // The number of the named language whose code is the language part of `code`
 // ("de", "de_CH", "pt-BR", "sr@latin" ...), without regard to case; 0 for none.
-short languageOfCode(const QString& code);
+CVLPARAMCOR_EXPORT short languageOfCode(const QString& code);
 
 }  // namespace paramcor

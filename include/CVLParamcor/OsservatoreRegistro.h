@@ -1,6 +1,8 @@
 // Being told when the registry changes, instead of reading it again and again.
 #pragma once
 
+#include <CVLParamcor/Export.h>
+
 #include <CVLParamcor/RegistryStore.h>
 
 #include <QObject>
@@ -20,7 +22,7 @@ namespace paramcor {
 //     osservatore.Osserva(paramcor::Hive::CurrentUser, "SOFTWARE\\Corvel", true);
 //     QObject::connect(&osservatore, &paramcor::OsservatoreRegistro::Cambiata,
 //                      [](paramcor::Hive, const QString& chiave) { /* read it again */ });
-class OsservatoreRegistro : public QObject {
+class CVLPARAMCOR_EXPORT OsservatoreRegistro : public QObject {
     Q_OBJECT
 
 public:

@@ -21,6 +21,8 @@
 // an empty, zero or default value.
 #pragma once
 
+#include <CVLParamcor/Export.h>
+
 #include <CVLParamcor/TextDatabaseError.h>
 
 #include <QString>
@@ -35,20 +37,20 @@ class Folders;
 
 // Variants of exactly one interface type each. Use them for defaults and values:
 // QVariant(short(5)) holds an int, so it would silently be stored as a Long.
-QVariant Integer(short value);
-QVariant Long(int value);
-QVariant Single(float value);
-QVariant Double(double value);
-QVariant String(const QString& value);
-QVariant Boolean(bool value);
-QVariant Empty();
-QVariant Null();
+CVLPARAMCOR_EXPORT QVariant Integer(short value);
+CVLPARAMCOR_EXPORT QVariant Long(int value);
+CVLPARAMCOR_EXPORT QVariant Single(float value);
+CVLPARAMCOR_EXPORT QVariant Double(double value);
+CVLPARAMCOR_EXPORT QVariant String(const QString& value);
+CVLPARAMCOR_EXPORT QVariant Boolean(bool value);
+CVLPARAMCOR_EXPORT QVariant Empty();
+CVLPARAMCOR_EXPORT QVariant Null();
 
 // The description of a member of Parametri ("Programma", "Push" ...), as tools
 // show it; the library's own with an empty name; empty for members without one.
-QString helpString(const QString& member);
+CVLPARAMCOR_EXPORT QString helpString(const QString& member);
 
-class Parametri {
+class CVLPARAMCOR_EXPORT Parametri {
 public:
     Parametri();
     ~Parametri();

@@ -4,6 +4,8 @@
 // separators. One Platform is installed per process.
 #pragma once
 
+#include <CVLParamcor/Export.h>
+
 #include <CVLParamcor/RegistryStore.h>
 #include <CVLParamcor/SqliteRegistryStore.h>
 
@@ -37,7 +39,7 @@ constexpr int Yes = 6;
 constexpr int No = 7;
 }  // namespace mb
 
-class MessageBoxes {
+class CVLPARAMCOR_EXPORT MessageBoxes {
 public:
     virtual ~MessageBoxes() = default;
     // Shows `text` and returns the button pressed (mb::Ok, mb::Yes, mb::No...).
@@ -49,7 +51,7 @@ public:
 
 // The library's windows. The headless default says that no window is available,
 // changes nothing and answers "not changed".
-class Dialogs {
+class CVLPARAMCOR_EXPORT Dialogs {
 public:
     virtual ~Dialogs() = default;
     // The language window; true when the user confirmed another language,
@@ -73,7 +75,7 @@ protected:
     static void reportNoWindow(const QString& what);
 };
 
-struct Platform {
+struct CVLPARAMCOR_EXPORT Platform {
     std::shared_ptr<RegistryStore> registry;  // the three hives
     std::shared_ptr<MessageBoxes> messages;   // every message box of the library
     std::shared_ptr<Dialogs> dialogs;         // the windows; headless when none
@@ -83,26 +85,26 @@ struct Platform {
 };
 
 // The installed platform; the defaults of the pieces left empty are filled in on first use.
-Platform& platform();
+CVLPARAMCOR_EXPORT Platform& platform();
 
 // Replaces the platform (empty pieces take their defaults) and resets the
 // library-wide registry selection.
-void installPlatform(Platform replacement);
+CVLPARAMCOR_EXPORT void installPlatform(Platform replacement);
 
 // Windows of a library linked into the program: CVLParamcorUi registers its
 // message boxes and dialogs when it is loaded (null withdraws them). The default
 // message boxes and dialogs use them while a QApplication exists and the call
 // comes from its thread, and behave headless otherwise.
-void registerWindows(std::shared_ptr<MessageBoxes> messages, std::shared_ptr<Dialogs> dialogs);
+CVLPARAMCOR_EXPORT void registerWindows(std::shared_ptr<MessageBoxes> messages, std::shared_ptr<Dialogs> dialogs);
 
 // The defaults, for hosts that replace only some pieces.
-std::shared_ptr<RegistryStore> defaultRegistryStore();
+CVLPARAMCOR_EXPORT std::shared_ptr<RegistryStore> defaultRegistryStore();
 // The same folders with other settings: how long a write waits, who may read the files.
-std::shared_ptr<RegistryStore> defaultRegistryStore(const SqliteRegistryStore::Options& options);
-std::shared_ptr<MessageBoxes> headlessMessageBoxes();
-std::shared_ptr<Dialogs> headlessDialogs();
+CVLPARAMCOR_EXPORT std::shared_ptr<RegistryStore> defaultRegistryStore(const SqliteRegistryStore::Options& options);
+CVLPARAMCOR_EXPORT std::shared_ptr<MessageBoxes> headlessMessageBoxes();
+CVLPARAMCOR_EXPORT std::shared_ptr<Dialogs> headlessDialogs();
 QString libraryFolder();  // the installed one, or the folder of the loaded library
-double secondsSinceMidnight();
-Separators systemSeparators();
+CVLPARAMCOR_EXPORT double secondsSinceMidnight();
+CVLPARAMCOR_EXPORT Separators systemSeparators();
 
 }  // namespace paramcor

@@ -4,6 +4,8 @@
 // without Qt.
 #pragma once
 
+#include <CVLParamcor/Export.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -60,12 +62,12 @@ constexpr std::size_t ValueName = 16383;  // a value name
 // Whether a key path below a hive keeps the limits: Success, InvalidParameter or
 // NameTooLong. Empty names (doubled or trailing backslashes) are not counted as
 // levels; the path's length counts every character up to a NUL, if any.
-long checkKeyPath(const std::string& path);
+CVLPARAMCOR_EXPORT long checkKeyPath(const std::string& path);
 
 // Paths are backslash-separated UTF-8; key and value names compare case-insensitively
 // and keep the case they were created with. The empty value name is the key's
 // unnamed (default) value; the empty path names the hive's root key.
-class RegistryStore {
+class CVLPARAMCOR_EXPORT RegistryStore {
 public:
     virtual ~RegistryStore() = default;
 
@@ -154,7 +156,7 @@ public:
 };
 
 // A key open on a store, closed when it goes out of scope, whichever way.
-class StoreKey {
+class CVLPARAMCOR_EXPORT StoreKey {
 public:
     explicit StoreKey(RegistryStore& store) : store_(store) {}
     StoreKey(RegistryStore& store, KeyHandle handle) : store_(store), handle_(handle) {}

@@ -1,6 +1,8 @@
 // The registry store of POSIX systems: one SQLite file per hive.
 #pragma once
 
+#include <CVLParamcor/Export.h>
+
 #include <CVLParamcor/RegistryStore.h>
 
 #include <functional>
@@ -26,7 +28,7 @@ namespace paramcor {
 // set after each count, for programs that follow it to be told of changes. Folders
 // are created when first written. Hives written with an older table of upper-case
 // letters are folded again by the first process that may write them.
-class SqliteRegistryStore final : public RegistryStore {
+class CVLPARAMCOR_EXPORT SqliteRegistryStore final : public RegistryStore {
 public:
     // Who may read a hive's files.
     enum class FileAccess {

@@ -1,6 +1,8 @@
 // Apart from Parametri.h, so that the SQLite wrapper below the library can raise it.
 #pragma once
 
+#include <CVLParamcor/Export.h>
+
 #include <QString>
 
 #include <stdexcept>
@@ -10,7 +12,7 @@ namespace paramcor {
 // A failure of the text database that reaches the caller: raised by
 // ControllaValori (and by the windows' work on the database), never by the rest of
 // this interface. code() is the database engine's error code.
-class TextDatabaseError : public std::runtime_error {
+class CVLPARAMCOR_EXPORT TextDatabaseError : public std::runtime_error {
 public:
     TextDatabaseError(int code, const QString& message);
     int code() const noexcept { return code_; }
