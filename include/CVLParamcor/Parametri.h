@@ -311,7 +311,7 @@ private:
     // Tells the windows the language when it is not the one they were last told.
     void announceLanguage();
     // The folder editor works on the object's own table.
-    friend Folders& foldersOf(Parametri& owner);
+    friend CVLPARAMCOR_EXPORT Folders& foldersOf(Parametri& owner);
 
     struct Impl;
     std::unique_ptr<Impl> d;

@@ -3,6 +3,8 @@
 // is built on it. Nothing is written before write().
 #pragma once
 
+#include <CVLParamcor/Export.h>
+
 #include "folders/FolderTable.h"
 
 #include <vector>
@@ -26,7 +28,9 @@ struct DependentFolder {
     QString proposed;
 };
 
-class FolderEditing {
+// Exported for the folder editor of the windows' library: the one piece of the
+// windows' logic that works on the library's own folder table.
+class CVLPARAMCOR_EXPORT FolderEditing {
 public:
     // Rows 0 to NumeroPercorsi of `table`, their current locations resolved.
     explicit FolderEditing(Folders& table);

@@ -4,6 +4,8 @@
 // about window shows it, copies it and mails it; `paramcor informazioni` prints it.
 #pragma once
 
+#include <CVLParamcor/Export.h>
+
 #include <QString>
 
 #include <array>
@@ -19,7 +21,7 @@ struct BuildInfo {
     QString date;      // "2026-11-25"
     QString qt;        // the Qt it was compiled against
 };
-BuildInfo buildInfo();
+CVLPARAMCOR_EXPORT BuildInfo buildInfo();
 
 // The format version and row count of a text database, read without changing it;
 // `problem` says why a file that is there could not be read.
@@ -29,7 +31,7 @@ struct TextDatabaseFacts {
     qint64 rows = -1;
     QString problem;
 };
-TextDatabaseFacts textDatabaseFacts(const QString& path);
+CVLPARAMCOR_EXPORT TextDatabaseFacts textDatabaseFacts(const QString& path);
 
 struct Line {
     QString label;
@@ -56,7 +58,8 @@ struct LibraryFacts {
 
 using Translate = std::function<QString(const QString& wording)>;
 
-class SystemInformation {
+// Exported, like buildInfo and textDatabaseFacts, for the about window.
+class CVLPARAMCOR_EXPORT SystemInformation {
 public:
     // Captions come through translate, in the user's language. The program's name
     // and version open the list when given.

@@ -8,7 +8,7 @@ namespace paramcor {
 
 class Parametri;
 
-info::SystemInformation systemInformation(Parametri& owner, const QString& program = {},
+CVLPARAMCOR_EXPORT info::SystemInformation systemInformation(Parametri& owner, const QString& program = {},
                                           const QString& version = {});
 
 }  // namespace paramcor

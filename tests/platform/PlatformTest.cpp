@@ -42,12 +42,11 @@ TEST(HeadlessDialogs, SayThatNoWindowIsAvailableAndChangeNothing) {
     }
 }
 
-TEST(Platform, LibraryFolderIsTheFolderOfTheLoadedLibraryUnlessInstalled) {
+TEST(Platform, LibraryFolderIsTheFolderOfTheLoadedModuleUnlessInstalled) {
     installPlatform(Platform{});
-    const QString folder = libraryFolder();
-    ASSERT_FALSE(folder.isEmpty());
-    const QStringList libraries = QDir(folder).entryList({"libCVLParamcor.so*"});
-    EXPECT_FALSE(libraries.isEmpty()) << folder.toStdString();
+    // The tests link the library's objects: the module that holds them is this program.
+    const QString program = QFileInfo(QStringLiteral("/proc/self/exe")).canonicalFilePath();
+    EXPECT_EQ(libraryFolder(), QFileInfo(program).absolutePath());
 
     test::TestPlatform platform;
     EXPECT_EQ(libraryFolder(), platform.folder());
