@@ -13,7 +13,7 @@ namespace paramcor {
 using store::stepOnce;
 using store::succeeded;
 
-long SqliteRegistryStore::Impl::deletable(KeyHandle key, OpenKey& open, HiveState*& hive) {
+long SqliteRegistryStore::Impl::writableHive(KeyHandle key, OpenKey& open, HiveState*& hive, long whenRemoved) {
     const auto it = handles.find(key);
     if (it == handles.end())
         return regerr::InvalidHandle;
@@ -26,8 +26,11 @@ long SqliteRegistryStore::Impl::deletable(KeyHandle key, OpenKey& open, HiveStat
         return readyToWrite(h);
     if (const long rc = openHive(h, false))
         return rc;
-    if (!h.conn)
-        return regerr::FileNotFound;  // no file: nothing to delete
+    if (!h.conn) {
+        if (whenRemoved != regerr::FileNotFound)
+            h.problem = file(h) + " was removed";
+        return whenRemoved;
+    }
     if (const long rc = readyToWrite(h))
         return rc;
     h.refresh();
@@ -40,7 +43,7 @@ long SqliteRegistryStore::Impl::deleteValue(KeyHandle key, const std::string& na
     const std::lock_guard lock(mutex);
     OpenKey open{};
     HiveState* hive = nullptr;
-    if (const long rc = deletable(key, open, hive))
+    if (const long rc = writableHive(key, open, hive, regerr::FileNotFound))
         return rc;
     store::Deleted outcome{};
     const int rc = store::deleteValueRow(hive->conn->db.get(), open.id, folded, outcome);
@@ -60,7 +63,7 @@ long SqliteRegistryStore::Impl::deleteTree(KeyHandle key, const std::string& pat
     const std::lock_guard lock(mutex);
     OpenKey open{};
     HiveState* hive = nullptr;
-    if (const long rc = deletable(key, open, hive))
+    if (const long rc = writableHive(key, open, hive, regerr::FileNotFound))
         return rc;
     store::Deleted outcome{};
     const int rc = store::deleteKeyTree(hive->conn->db.get(), open.id, folded, outcome);

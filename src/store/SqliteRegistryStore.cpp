@@ -210,26 +210,11 @@ long SqliteRegistryStore::Impl::setValue(KeyHandle key, const std::string& name,
         return regerr::InvalidParameter;
     std::string folded = store::foldName(plainName);
     const std::lock_guard lock(mutex);
-    const auto it = handles.find(key);
-    if (it == handles.end())
-        return regerr::InvalidHandle;
-    const OpenKey open = it->second;
-    if (!open.writable)
-        return regerr::AccessDenied;
-    HiveState& h = hives[open.hive];
-    h.problem.clear();
-    if (h.batch == Batch::Lost)
-        return readyToWrite(h);
-    if (const long rc = openHive(h, false))
+    OpenKey open{};
+    HiveState* hive = nullptr;
+    if (const long rc = writableHive(key, open, hive, regerr::IoFailed))
         return rc;
-    if (!h.conn) {  // the file was removed under an open key
-        h.problem = file(h) + " was removed";
-        return regerr::IoFailed;
-    }
-    if (const long rc = readyToWrite(h))
-        return rc;
-
-    h.refresh();
+    HiveState& h = *hive;
     sqlite3_stmt* upsert = h.conn->upsertValue.get();
     sqlite3_bind_int64(upsert, 1, open.id);
     bindText(upsert, 2, folded);

@@ -155,8 +155,9 @@ struct SqliteRegistryStore::Impl {
     long enumValue(KeyHandle key, std::uint32_t index, std::string* name, std::uint32_t* type,
                    std::vector<std::uint8_t>* data);
 
-    // The hive of a key opened for writing, ready to delete in.
-    long deletable(KeyHandle key, OpenKey& open, HiveState*& hive);
+    // The open key's hive, ready for a write. A hive file removed under the key gives
+    // whenRemoved: nothing to delete for a deletion, a failure for a value written.
+    long writableHive(KeyHandle key, OpenKey& open, HiveState*& hive, long whenRemoved);
     long deleteValue(KeyHandle key, const std::string& name);
     long deleteTree(KeyHandle key, const std::string& path);
 
