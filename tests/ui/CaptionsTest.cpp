@@ -14,21 +14,6 @@
 namespace paramcor {
 namespace {
 
-// Wordings of the text correction and dependency windows, beside the shared ones.
-const char* const kMoreWordings[][3] = {
-    {"&Cerca", "&Find", "&Suchen"},
-    {"Invio alla CORVEL le mie traduzioni e correzioni", "Send my corrections", "Korrekturen senden"},
-    {"Dipendenze", "Dependent folders", "Abhängige Ordner"},
-    {"Tutto", "All", "Alle"},
-};
-
-QString translated(const QString& italian, short language) {
-    for (const auto& w : kMoreWordings)
-        if (QString::fromUtf8(w[0]) == italian)
-            return QString::fromUtf8(w[language - 1]);
-    return test::windowText(italian, language);
-}
-
 struct Caption {
     const char* window;
     const char* control;  // empty: the window itself
@@ -72,14 +57,7 @@ std::unique_ptr<QWidget> open(const QString& window, Parametri& par, short langu
 }
 
 TEST(Captions, AreInTheUsersLanguage) {
-    std::vector<test::TextRow> rows = test::windowTexts();
-    int key = 0;
-    for (const auto& w : kMoreWordings) {
-        rows.push_back({"CVLPARAMCOR", QStringLiteral("C%1").arg(++key, 3, 10, QLatin1Char('0')),
-                        QString::fromUtf8(w[0]), QString::fromUtf8(w[1])});
-        rows.back().tedesco = QString::fromUtf8(w[2]);
-    }
-    test::WindowInstallation installation(rows);
+    test::WindowInstallation installation;
     for (const short language : {2, 3}) {
         installation.setLanguage(language);
         Parametri par;  // also makes the unit rows the units window needs
@@ -93,7 +71,7 @@ TEST(Captions, AreInTheUsersLanguage) {
             ASSERT_NE(control, nullptr);
             const QString italian = QString::fromUtf8(c.italian);
             EXPECT_EQ(control->property(c.property).toString(),
-                      QString::fromUtf8(c.around).arg(c.translated ? translated(italian, language) : italian));
+                      QString::fromUtf8(c.around).arg(c.translated ? test::windowText(italian, language) : italian));
         }
     }
     EXPECT_TRUE(installation.platform().messages().empty());

@@ -1,7 +1,6 @@
 // The folder windows: the dependency dialog, the folder chooser and the folder
 // editor opened by CambiaPercorsi, wired to the folder editing logic over a real
 // installation and registry store.
-#include "FolderWindowsTesting.h"
 #include "WindowTesting.h"
 #include "folders/ui/BrowseForFolder.h"
 #include "folders/ui/FormDipendenze.h"
@@ -85,7 +84,7 @@ TEST(BrowseForFolder, StartsAtTheFolderGivenAndReturnsTheChoiceOrNothing) {
 
     test::WindowInstallation installation;
     const QString start = installation.folder();
-    test::onModalNamed("BrowseForFolder", [&](QWidget* window) { qobject_cast<QDialog*>(window)->reject(); });
+    test::onNextModal([&](QWidget* window) { qobject_cast<QDialog*>(window)->reject(); }, "BrowseForFolder");
     EXPECT_EQ(ui::BrowseForFolder(start, "Scegli", nullptr), "");
 }
 
@@ -104,76 +103,80 @@ protected:
     const QString root = installation.folder() + "/Wincor/";
 };
 
-TEST_F(FolderEditor, AChosenFolderAndTheChosenDependentsAreWrittenOnConfirm) {
+// Confirming writes the folder chosen and the dependents chosen; leaving writes
+// nothing, whatever was restored or typed meanwhile.
+TEST_F(FolderEditor, WritesWhatIsConfirmedAndNothingOnLeaving) {
     Parametri par;
+    par.ScriviPercorso("Lastre", "/magazzino/lastre/");
     const QString chosen = installation.folder() + "/altrove";
     QDir().mkpath(chosen);
     QDir().mkpath(root + "Disegni");
-    test::onModalNamed("FormPercorsi", [&](QWidget* editor) {
-        auto* grid = child<QTreeWidget>(editor, "grdPercorsi");
-        ASSERT_EQ(grid->topLevelItemCount(), 2);  // the filter: name or reference
-        EXPECT_EQ(grid->topLevelItem(1)->text(2), root + "Disegni/Dxf/");
-        select(editor, "Disegni");
-        EXPECT_EQ(child<QLineEdit>(editor, "PercorsoDefault")->text(), root + "Disegni/");
-        test::onModalNamed("BrowseForFolder", [&](QWidget* window) {
-            EXPECT_EQ(window->windowTitle(), "Vecchio percorso : " + root + "Disegni");
-            EXPECT_EQ(qobject_cast<QFileDialog*>(window)->directory().canonicalPath(), QDir(root + "Disegni").canonicalPath());
-            qobject_cast<QFileDialog*>(window)->setDirectory(chosen);
-            static_cast<QDialog*>(window)->accept();  // as the Choose button does
-        });
-        test::onModalNamed("FormDipendenze", [&](QWidget* dependencies) {
-            auto* list = child<QListWidget>(dependencies, "List1");
-            ASSERT_EQ(list->count(), 2);
-            EXPECT_EQ(list->item(0)->text(), "DXF  →  " + chosen + "/Dxf/");
-            EXPECT_EQ(selection(list), std::vector<bool>({true, true}));
-            list->item(1)->setSelected(false);
-            click(dependencies, "OKButton");
-        });
-        click(editor, "CambiaPercorso");
-        EXPECT_EQ(child<QLineEdit>(editor, "PercorsoCorrente")->text(), chosen + "/");
-        EXPECT_EQ(locationShown(editor, "DXF"), chosen + "/Dxf/");
-        test::clickToolbarButton(editor, "Conferma");
-    });
+    test::onNextModal(
+        [&](QWidget* editor) {
+            auto* grid = child<QTreeWidget>(editor, "grdPercorsi");
+            ASSERT_EQ(grid->topLevelItemCount(), 2);  // the filter: name or reference
+            EXPECT_EQ(grid->topLevelItem(1)->text(2), root + "Disegni/Dxf/");
+            select(editor, "Disegni");
+            auto* fallback = child<QLineEdit>(editor, "PercorsoDefault");
+            EXPECT_EQ(fallback->text(), root + "Disegni/");
+            EXPECT_TRUE(fallback->isReadOnly());
+            test::onNextModal(
+                [&](QWidget* window) {
+                    EXPECT_EQ(window->windowTitle(), "Vecchio percorso : " + root + "Disegni");
+                    EXPECT_EQ(qobject_cast<QFileDialog*>(window)->directory().canonicalPath(),
+                              QDir(root + "Disegni").canonicalPath());
+                    qobject_cast<QFileDialog*>(window)->setDirectory(chosen);
+                    static_cast<QDialog*>(window)->accept();  // as the Choose button does
+                },
+                "BrowseForFolder");
+            test::onNextModal(
+                [&](QWidget* dependencies) {
+                    auto* list = child<QListWidget>(dependencies, "List1");
+                    ASSERT_EQ(list->count(), 2);
+                    EXPECT_EQ(list->item(0)->text(), "DXF  →  " + chosen + "/Dxf/");
+                    EXPECT_EQ(selection(list), std::vector<bool>({true, true}));
+                    list->item(1)->setSelected(false);
+                    click(dependencies, "OKButton");
+                },
+                "FormDipendenze");
+            click(editor, "CambiaPercorso");
+            EXPECT_EQ(child<QLineEdit>(editor, "PercorsoCorrente")->text(), chosen + "/");
+            EXPECT_EQ(locationShown(editor, "DXF"), chosen + "/Dxf/");
+            test::clickToolbarButton(editor, "Conferma");
+        },
+        "FormPercorsi");
     EXPECT_TRUE(par.CambiaPercorsi("disegni"));
     EXPECT_EQ(par.Percorso("Disegni"), chosen + "/");
     EXPECT_EQ(par.Percorso("DXF"), chosen + "/Dxf/");
     EXPECT_EQ(par.Percorso("DxfVecchi"), root + "Disegni/Dxf/Vecchi/");
-}
 
-TEST_F(FolderEditor, RestoringTypingAndLeaving) {
-    Parametri par;
-    par.ScriviPercorso("Lastre", "/magazzino/lastre/");
     auto& boxes = installation.platform().boxes();
     boxes.answers = {mb::Yes};
-    test::onModalNamed("FormPercorsi", [&](QWidget* editor) {
-        select(editor, "Lastre");
-        click(editor, "cmdTuttiDefault");
-        EXPECT_EQ(child<QLineEdit>(editor, "PercorsoCorrente")->text(), root + "Lastre/");
-        // A folder another program moves meanwhile is shown where it went.
-        auto other = installation.platform().otherProgramStore();
-        test::putValue(other, Hive::CurrentUser, "SOFTWARE\\Corvel", "PercorsoDXF", regtype::String, {'/', 'd', '/'});
-        const QDeadlineTimer deadline(5000);
-        while (locationShown(editor, "DXF") != "/d/" && !deadline.hasExpired())
-            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
-        EXPECT_EQ(locationShown(editor, "DXF"), "/d/");
-        QTest::keyClick(editor, Qt::Key_Escape);
-    });
+    test::onNextModal(
+        [&](QWidget* editor) {
+            select(editor, "Lastre");
+            // A folder another program moves meanwhile is shown where it went.
+            auto other = installation.platform().otherProgramStore();
+            test::putValue(other, Hive::CurrentUser, "SOFTWARE\\Corvel", "PercorsoDXF", regtype::String, {'/', 'd', '/'});
+            const QDeadlineTimer deadline(5000);
+            while (locationShown(editor, "DXF") != "/d/" && !deadline.hasExpired())
+                QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+            EXPECT_EQ(locationShown(editor, "DXF"), "/d/");
+            click(editor, "cmdTuttiDefault");
+            auto* location = child<QLineEdit>(editor, "PercorsoCorrente");
+            EXPECT_EQ(location->text(), root + "Lastre/");
+            location->selectAll();
+            QTest::keyClicks(location, "/altrove/lastre");
+            QTest::keyClick(location, Qt::Key_Return);  // takes the folder, does not confirm
+            EXPECT_EQ(locationShown(editor, "Lastre"), "/altrove/lastre");
+            QTest::keyClick(editor, Qt::Key_Escape);
+        },
+        "FormPercorsi");
     EXPECT_FALSE(par.CambiaPercorsi());
     ASSERT_EQ(boxes.messages.size(), 1u);
     EXPECT_EQ(boxes.messages[0].text, "Ripristino tutti i percorsi di default?");
     EXPECT_EQ(par.Percorso("Lastre"), "/magazzino/lastre/");
-
-    test::onModalNamed("FormPercorsi", [&](QWidget* editor) {
-        select(editor, "Lastre");
-        auto* location = child<QLineEdit>(editor, "PercorsoCorrente");
-        location->selectAll();
-        QTest::keyClicks(location, "/altrove//lastre");
-        QTest::keyClick(location, Qt::Key_Return);  // takes the folder, does not confirm
-        EXPECT_EQ(locationShown(editor, "Lastre"), "/altrove//lastre");
-        test::clickToolbarButton(editor, "Conferma");
-    });
-    EXPECT_TRUE(par.CambiaPercorsi());
-    EXPECT_EQ(par.Percorso("Lastre"), "/altrove/lastre/");
+    EXPECT_EQ(par.Percorso("Disegni"), chosen + "/");
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 // and leaving, the units button, the globe, and the message boxes that follow the
 // language chosen.
 #include "WindowTesting.h"
+#include "base/SqlDatabase.h"
 #include "texts/ui/FormLingua.h"
 #include "ui/QtMessageBoxes.h"
 
@@ -90,7 +91,7 @@ TEST(LanguageWindow, OpensOnTheCurrentLanguageStoresWhatIsConfirmedAndOpensTheUn
         EXPECT_FALSE(changeLanguage(par, user));
 
     // A units window that cannot load closes the language window too, with nothing changed.
-    test::deleteUnitRows(installation.textDatabase(), {"03_LIN"});
+    SqlDatabase(installation.textDatabase(), SqlDatabase::Mode::ReadWrite).exec("DELETE FROM Testi WHERE Progressivo = '03_LIN'");
     onNextModal([](QWidget* window) { click(window, "Option1_1"), click(window, "cmdMisure"); });
     EXPECT_THROW(par.CambiaLingua(), std::invalid_argument);
     EXPECT_EQ(QApplication::activeModalWidget(), nullptr);

@@ -1,9 +1,12 @@
 // The units window: its controls reach the unit settings, confirming saves them
 // and leaving saves nothing.
 #include "WindowTesting.h"
+#include "base/SqlDatabase.h"
+#include "texts/TextTable.h"
 #include "units/ui/FormMisure.h"
 
 #include <QAbstractButton>
+#include <QAction>
 #include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
@@ -28,6 +31,17 @@ void click(QWidget* form, const QString& name) {
     QAbstractButton* button = child<QAbstractButton>(form, name);
     QTest::mouseClick(button, Qt::LeftButton, {}, QPoint(8, button->height() / 2));
 }
+// One unit row's value in each of the fifteen languages.
+QStringList unitValues(const QString& db, const QString& key) {
+    SqlDatabase file(db, SqlDatabase::Mode::ReadOnly);
+    QStringList values;
+    for (int n = 1; n <= texts::kLanguages; ++n) {
+        const QString sql = "SELECT " + texts::languageColumn(n) + " FROM Testi WHERE Programma = 'PARAM' AND Progressivo = ?1";
+        auto select = file.prepare(sql.toUtf8().constData());
+        values << (select.bind(1, key).step() ? select.text(0) : QString());
+    }
+    return values;
+}
 void retype(QLineEdit* edit, const QString& text) {
     QTest::keyClick(edit, Qt::Key_End);
     for (qsizetype i = edit->text().size(); i > 0; --i)
@@ -41,13 +55,13 @@ TEST(UnitsWindow, ShowsTheStoredSettingsChecksAndConfirms) {
     auto& boxes_ = installation.platform().boxes();
     installation.setLanguage(2);
     const QString db = installation.textDatabase();
-    test::writeUnitValue(db, "03_LIN", "yd  36", {2});
+    SqlDatabase(db, SqlDatabase::Mode::ReadWrite).exec("UPDATE Testi SET Testo_02 = 'yd  36' WHERE Progressivo = '03_LIN'");
     const QByteArray before = test::fileBytes(db);
     {
         ui::FormMisure form;
         form.show();
         EXPECT_EQ(boxes(&form), QString::fromUtf8("yd|36|m²|1000000|kg|1000000"));
-        EXPECT_FALSE(test::toolbarButtonEnabled(&form, "Conferma"));
+        EXPECT_FALSE(child<QAction>(&form, "Conferma")->isEnabled());
         retype(box(&form, 2), "4'5x");  // a factor box refuses what is no digit
         EXPECT_EQ(box(&form, 2)->text(), "45");
         QTest::keyClick(box(&form, 2), Qt::Key_Escape);
@@ -86,9 +100,8 @@ TEST(UnitsWindow, ShowsTheStoredSettingsChecksAndConfirms) {
     QTest::keyClick(box(&form, 5), Qt::Key_Return);
     EXPECT_EQ(form.result(), QDialog::Accepted);
     EXPECT_EQ(boxes_.messages.back().text, "Applied to every language !!");
-    const auto rows = test::readUnitRows(db);
-    EXPECT_EQ(rows[1].languages, QStringList(15, "SWFRFRANCO"));
-    EXPECT_EQ(rows[4].languages, QStringList(15, "tonn1728"));
+    EXPECT_EQ(unitValues(db, "02_VAL"), QStringList(15, "SWFRFRANCO"));
+    EXPECT_EQ(unitValues(db, "05_VOL"), QStringList(15, "tonn1728"));
 }
 
 }  // namespace

@@ -1,13 +1,9 @@
 #include "WindowTesting.h"
 
-#include "base/SqlDatabase.h"
-#include "texts/TextTable.h"
-
 #include <QAction>
 #include <QApplication>
 #include <QTimer>
 #include <QToolBar>
-#include <QToolButton>
 #include <QtTest/QTest>
 
 namespace paramcor::test {
@@ -23,33 +19,24 @@ const Wording kWordings[] = {
     {"Cambio Lingua", "Language", "Sprache"},
     {"Conferma", "Confirm", "Bestätigen"},
     {"esc", "leave it", "verlassen"},
-    {"Annulla", "Cancel", "Abbrechen"},
     {"Esci", "Exit", "Beenden"},
     {"Unità di misura", "Units", "Einheiten"},
-    {"Sistema Metrico Decimale", "Metric", "Metrisch"},
     {"Sistema Anglosassone", "Imperial", "Angloamerikanisch"},
     {"Default", "Defaults", "Standard"},
     {"Valuta", "Currency", "Währung"},
-    {"lineare", "length", "Länge"},
-    {"superfici", "area", "Fläche"},
-    {"volume", "bulk", "Volumen"},
     {"per calcolo peso", "for weights", "für Gewichte"},
-    {"Fattore di Conversione", "Factor", "Faktor"},
     {"Simbolo", "Sign", "Zeichen"},
     {"Esempio", "Example", "Beispiel"},
-    {"Digitazione misure", "Typing", "Eingabe"},
-    {"millimetri", "millimetres", "Millimeter"},
     {"pollici", "inches", "Zoll"},
-    {"piedi", "feet", "Fuß"},
-    {"Peso Specifico", "Density", "Dichte"},
-    {"peso", "weight", "Gewicht"},
-    {"kg", "kilos", "Kilo"},
-    {"Ripristino dati originali", "Restore the defaults", "Standardwerte"},
     {"Inserire", "Enter", "Eingeben"},
     {"Applico valori impostati a tutte le lingue", "Applied to every language", "Für alle Sprachen"},
     {"Descrizione", "Name", "Bezeichnung"},
     {"Attenzione", "Warning", "Achtung"},
     {"Inserire tutti i dati", "Fill in everything", "Alles ausfüllen"},
+    {"&Cerca", "&Find", "&Suchen"},
+    {"Invio alla CORVEL le mie traduzioni e correzioni", "Send my corrections", "Korrekturen senden"},
+    {"Dipendenze", "Dependent folders", "Abhängige Ordner"},
+    {"Tutto", "All", "Alle"},
 };
 
 }  // namespace
@@ -93,8 +80,9 @@ namespace {
 // the code under test runs.
 class ModalWatcher final : public QObject {
 public:
-    explicit ModalWatcher(std::function<void(QWidget*)> action)
-        : QObject(qApp), action_(std::move(action)), before_(QApplication::activeModalWidget()) {
+    ModalWatcher(std::function<void(QWidget*)> action, QString name)
+        : QObject(qApp), action_(std::move(action)), name_(std::move(name)),
+          before_(QApplication::activeModalWidget()) {
         connect(&timer_, &QTimer::timeout, this, [this] { look(); });
         timer_.start(5);
     }
@@ -102,11 +90,12 @@ public:
 private:
     void look() {
         QWidget* window = QApplication::activeModalWidget();
-        if (window == nullptr || window == before_ || !window->isVisible()) {
+        if (window == nullptr || window == before_ || !window->isVisible() ||
+            (!name_.isEmpty() && window->objectName() != name_)) {
             if (++attempts_ == 2000) {
                 timer_.stop();
                 deleteLater();
-                ADD_FAILURE() << "no modal window opened";
+                ADD_FAILURE() << "no modal window " << name_.toStdString() << " opened";
             }
             return;
         }
@@ -118,6 +107,7 @@ private:
     }
 
     std::function<void(QWidget*)> action_;
+    QString name_;
     QWidget* before_;
     QTimer timer_;
     int attempts_ = 0;
@@ -125,8 +115,8 @@ private:
 
 }  // namespace
 
-void onNextModal(const std::function<void(QWidget*)>& action) {
-    new ModalWatcher(action);
+void onNextModal(const std::function<void(QWidget*)>& action, const QString& name) {
+    new ModalWatcher(action, name);
 }
 
 void activate(QWidget* window) {
@@ -135,66 +125,11 @@ void activate(QWidget* window) {
     EXPECT_TRUE(QTest::qWaitForWindowActive(window));
 }
 
-namespace {
-QAction* toolbarAction(QWidget* window, const QString& key) {
-    auto* toolbar = child<QToolBar>(window, "tlbPulsanti");
-    if (toolbar == nullptr)
-        return nullptr;
-    return child<QAction>(toolbar, key);
-}
-}  // namespace
-
 void clickToolbarButton(QWidget* window, const QString& key) {
-    QAction* action = toolbarAction(window, key);
-    if (action == nullptr)
-        return;
-    auto* toolbar = qobject_cast<QToolBar*>(action->parent());
-    QWidget* button = toolbar->widgetForAction(action);
-    ASSERT_NE(button, nullptr);
-    QTest::mouseClick(button, Qt::LeftButton);
-}
-
-bool toolbarButtonEnabled(QWidget* window, const QString& key) {
-    QAction* action = toolbarAction(window, key);
-    return action != nullptr && action->isEnabled();
-}
-
-std::vector<UnitRowTexts> readUnitRows(const QString& path) {
-    SqlDatabase db(path, SqlDatabase::Mode::ReadOnly);
-    QString sql = QStringLiteral("SELECT Progressivo");
-    for (int n = 1; n <= texts::kLanguages; ++n)
-        sql += QStringLiteral(", ") + texts::languageColumn(n);
-    sql += QStringLiteral(
-        ", DataModifica, Commento, ChiaviRicerca FROM Testi WHERE Programma = 'PARAM' "
-        "ORDER BY Progressivo");
-    SqlStatement select = db.prepare(sql.toUtf8().constData());
-    std::vector<UnitRowTexts> rows;
-    while (select.step()) {
-        UnitRowTexts row;
-        row.key = select.text(0);
-        for (int n = 1; n <= texts::kLanguages; ++n)
-            row.languages << select.text(n);
-        row.changed = select.text(16);
-        row.comment = select.text(17);
-        row.searchKeys = select.text(18);
-        rows.push_back(row);
-    }
-    return rows;
-}
-
-void writeUnitValue(const QString& path, const QString& key, const QString& value, const std::vector<int>& languages) {
-    SqlDatabase db(path, SqlDatabase::Mode::ReadWrite);
-    for (const int n : languages) {
-        const QString sql = QStringLiteral("UPDATE Testi SET %1 = ?1 WHERE Programma = 'PARAM' AND Progressivo = ?2")
-                                .arg(texts::languageColumn(n));
-        db.prepare(sql.toUtf8().constData()).bind(1, value).bind(2, key).run();
-    }
-}
-
-void deleteUnitRows(const QString& path, const QStringList& keys) {
-    SqlDatabase db(path, SqlDatabase::Mode::ReadWrite);
-    for (const QString& key : keys)
-        db.prepare("DELETE FROM Testi WHERE Programma = 'PARAM' AND Progressivo = ?1").bind(1, key).run();
+    auto* action = child<QAction>(window, key);
+    auto* toolbar = action ? qobject_cast<QToolBar*>(action->parent()) : nullptr;
+    ASSERT_NE(toolbar, nullptr);
+    QTest::mouseClick(toolbar->widgetForAction(action), Qt::LeftButton);
 }
 
 }  // namespace paramcor::test

@@ -1,6 +1,5 @@
 // Driving the library's windows as a user would: an installation to run them
-// on, the next modal window caught from inside its event loop, and the unit
-// settings rows read and written with SQL of the test's own.
+// on, and the next modal window caught from inside its event loop.
 #pragma once
 
 #include "support/TestPlatform.h"
@@ -8,7 +7,6 @@
 
 #include <CVLParamcor/Parametri.h>
 
-#include <QStringList>
 #include <QWidget>
 
 #include <gtest/gtest.h>
@@ -44,9 +42,10 @@ private:
     TestPlatform platform_;
 };
 
-// Runs `action` on the next modal window that opens, from inside its event loop.
-// The window is left to the action to close; after a failure it is closed.
-void onNextModal(const std::function<void(QWidget*)>& action);
+// Runs `action` on the next modal window that opens (whose objectName is `name`,
+// when given), from inside its event loop; fails the test when none opens. The
+// window is left to the action to close; after a failure it is closed.
+void onNextModal(const std::function<void(QWidget*)>& action, const QString& name = {});
 
 // The child named `name` (objectName) of the given type; null after a failure.
 template <class T>
@@ -61,23 +60,5 @@ void activate(QWidget* window);
 
 // Clicks the toolbar button of the action whose objectName is `key`.
 void clickToolbarButton(QWidget* window, const QString& key);
-// Whether that toolbar button can be pressed.
-bool toolbarButtonEnabled(QWidget* window, const QString& key);
-
-// The unit settings rows, in key order.
-struct UnitRowTexts {
-    QString key;
-    QStringList languages;  // Testo_01 ... Testo_15
-    QString changed;        // DataModifica
-    QString comment;        // Commento
-    QString searchKeys;     // ChiaviRicerca
-    bool operator==(const UnitRowTexts&) const = default;
-};
-std::vector<UnitRowTexts> readUnitRows(const QString& path);
-
-// Writes the value of one unit row in the given language columns (1 to 15).
-void writeUnitValue(const QString& path, const QString& key, const QString& value, const std::vector<int>& languages);
-// Removes unit rows.
-void deleteUnitRows(const QString& path, const QStringList& keys);
 
 }  // namespace paramcor::test
