@@ -106,10 +106,8 @@ int units(Session& session, const Arguments& arguments, const QStringList&) {
     while (select.step())
         values.insert(select.text(0).toUpper(), select.text(1));
 
-    const bool json = arguments.has(QStringLiteral("json"));
-    if (!json)
-        printLine(tr("Units of language %1 (%2) in %3").arg(lingua).arg(languageName(lingua), file.path()));
     QJsonObject rows;
+    QStringList lines;
     QStringList missing;
     for (int row = 0; row < units::kRows; ++row) {
         const QString key = QString::fromUtf16(units::kRowKeys[row]);
@@ -131,13 +129,18 @@ int units(Session& session, const Arguments& arguments, const QStringList&) {
         // The suite's wording of the label may be the lower-case one of its example lines.
         QString label = tr(QString::fromLatin1(kUnitLabels[row]));
         label[0] = label[0].toUpper();
-        if (!json)
-            printLine(QStringLiteral("  %1 %2  (%3 \"%4\")").arg(label.leftJustified(9), shown, key, value));
+        lines << QStringLiteral("  %1 %2  (%3 \"%4\")").arg(label.leftJustified(9), shown, key, value);
     }
+    // Nothing is printed for a file that fails: a half table would read as the whole.
     if (!missing.isEmpty())
         throw Failure(tr("%1 has no unit row %2").arg(file.path(), missing.join(QStringLiteral(", "))));
-    if (json)
+    if (arguments.has(QStringLiteral("json"))) {
         printJson(QJsonObject{{"lingua", lingua}, {"file", file.path()}, {"righe", rows}});
+        return 0;
+    }
+    printLine(tr("Units of language %1 (%2) in %3").arg(lingua).arg(languageName(lingua), file.path()));
+    for (const QString& line : lines)
+        printLine(line);
     return 0;
 }
 
