@@ -13,17 +13,11 @@ TEST(NameFolding, UpperCasesAndCountsLikeWindows) {
         std::string name;
         std::string folded;
     } names[] = {
-        {"", ""},
-        {"Software\\cvl_Param-1", "SOFTWARE\\CVL_PARAM-1"},
-        {"perché àéîõü ç ÿ", "PERCHÉ ÀÉÎÕÜ Ç Ÿ"},
-        {"÷ × ß µ", "÷ × ß µ"},  // no capital, or none in Windows' table
-        {"āčęğıĳłńőœšűźżž ĸŉſ", "ĀČĘĞıĲŁŃŐŒŠŰŹŻŽ ĸŉſ"},
-        {"ștefan țară ǆ ǅ ǉ ƀ ǝ ɓ", "ȘTEFAN ȚARĂ Ǆ ǅ Ǉ Ƀ Ǝ Ɓ"},
-        {"հայերեն", "ՀԱՅԵՐԵՆ"},
-        {"ɐ ẞ ạ ა", "ɐ ẞ ạ ა"},  // capitals from U+0800 on: not in the table
-        {"ωμέγα άήίόύώ ϊϋ σς", "ΩΜΈΓΑ ΆΉΊΌΎΏ ΪΫ Σς"},
-        {"привет ёжик ђѓєѕіїјљњћќўџ ґ ӂ ӏ", "ПРИВЕТ ЁЖИК ЂЃЄЅІЇЈЉЊЋЌЎЏ Ґ Ӂ Ӏ"},
-        {"ALREADY ÉΣЖ 日本語 😀", "ALREADY ÉΣЖ 日本語 😀"},
+        {"Software\\cvl_Param-1 ÿ", "SOFTWARE\\CVL_PARAM-1 Ÿ"},
+        {"÷ × ß µ ĸŉſ ı", "÷ × ß µ ĸŉſ ı"},  // no capital, or none in Windows' table
+        {"ștefan ǆ ǅ ƀ ɓ σς", "ȘTEFAN Ǆ ǅ Ƀ Ɓ Σς"},
+        {"ёжик ђ ґ ӂ ӏ հայերեն", "ЁЖИК Ђ Ґ Ӂ Ӏ ՀԱՅԵՐԵՆ"},
+        {"ɐ ẞ ạ ა 日本語 😀", "ɐ ẞ ạ ა 日本語 😀"},  // capitals from U+0800 on: not in the table
         // Not UTF-8: the bytes stay, the ASCII letters around them are still folded.
         {"caf\xE9 \xC3", "CAF\xE9 \xC3"},
         {"\xC3(a \xC0\xA1 \xE9t\xE9", "\xC3(A \xC0\xA1 \xE9T\xE9"},
@@ -47,8 +41,7 @@ TEST(NameFolding, UpperCasesAndCountsLikeWindows) {
             << std::hex << static_cast<std::uint32_t>(c.c);
 
     // Lengths in UTF-16 code units, as Windows counts the limits.
-    const std::pair<std::string, std::size_t> lengths[] = {{"", 0},     {"abc", 3}, {"é", 1},  {"Perché", 6},
-                                                           {"日本", 2}, {"😀", 2},   {"a😀b", 4}};
+    const std::pair<std::string, std::size_t> lengths[] = {{"", 0}, {"Perché", 6}, {"日本", 2}, {"a😀b", 4}};
     for (const auto& [name, length] : lengths)
         EXPECT_EQ(nameLength(name), length) << name;
 }

@@ -37,8 +37,6 @@ struct Read {
     std::uint32_t size = 0;
 };
 Read read(RegistryStore& store, KeyHandle key, const std::string& name, std::uint32_t capacity = 1u << 20);
-// The same by path; rc is openKey's when the key cannot be opened.
-Read read(RegistryStore& store, const std::string& path, const std::string& name, Hive hive = Hive::CurrentUser);
 // Whether `read` is what a store may give back for `written`, of type `type`.
 ::testing::AssertionResult readsBackAs(const Bytes& read, std::uint32_t type, const Bytes& written);
 

@@ -12,12 +12,6 @@ namespace {
 
 const char* const kSideFiles[] = {"", "-wal", "-shm", "-changes"};
 
-void putDword(RegistryStore& store, Hive hive, const std::string& path, const std::string& name, std::uint32_t value) {
-    const KeyHandle key = create(store, path, hive);
-    put(store, key, name, regtype::Dword, dword(value));
-    store.closeKey(key);
-}
-
 }  // namespace
 
 TEST(SqliteHiveFiles, TheUsersHivesAreHisAloneWhateverTheUmask) {
@@ -38,7 +32,7 @@ TEST(SqliteHiveFiles, TheUsersHivesAreHisAloneWhateverTheUmask) {
     {
         SqliteRegistryStore store(user.string(), machine.string());
         for (const Hive hive : {Hive::CurrentUser, Hive::ClassesRoot, Hive::LocalMachine})
-            putDword(store, hive, "Software\\App", "v", 1);
+            put(store, create(store, "Software\\App", hive), "v", regtype::Dword, dword(1));
     }
     expectModes(user, {"HKEY_CURRENT_USER.db", "HKEY_CLASSES_ROOT.db"}, "made");
 
@@ -49,14 +43,16 @@ TEST(SqliteHiveFiles, TheUsersHivesAreHisAloneWhateverTheUmask) {
                         fs::perms::group_read | fs::perms::others_write, fs::perm_options::add);
     {
         SqliteRegistryStore store(user.string(), machine.string());
-        EXPECT_EQ(read(store, "Software\\App", "v").data, dword(1));
+        EXPECT_EQ(read(store, open(store, "Software\\App"), "v").data, dword(1));
     }
     expectModes(user, {"HKEY_CURRENT_USER.db"}, "tightened");
 
     // Even a umask that takes the owner's own rights away.
     ::umask(0277);
-    putDword(*std::make_unique<SqliteRegistryStore>(user.string() + "2", machine.string()), Hive::CurrentUser,
-             "Software\\App", "v", 1);
+    {
+        SqliteRegistryStore store(user.string() + "2", machine.string());
+        create(store, "Software\\App");
+    }
     ::umask(umask);
     expectModes(user.string() + "2", {"HKEY_CURRENT_USER.db"}, "umask");
 }
@@ -67,7 +63,7 @@ TEST(SqliteHiveFiles, AReaderWithoutWriteRightsReadsTheMachineHiveWhateverBecame
     const fs::path hive = machine / "HKEY_LOCAL_MACHINE.db";
     {
         SqliteRegistryStore store(root.str(), machine.string());
-        putDword(store, Hive::LocalMachine, "Software\\App", "v", 1);
+        put(store, create(store, "Software\\App", Hive::LocalMachine), "v", regtype::Dword, dword(1));
     }
     // Any SQLite client that opens and closes the hive removes -wal and -shm, and
     // restoring the hive file alone removes the change counter too.
@@ -84,13 +80,13 @@ TEST(SqliteHiveFiles, AReaderWithoutWriteRightsReadsTheMachineHiveWhateverBecame
         if (!becomeAnotherUser())
             return 1;
         SqliteRegistryStore store(root.str(), machine.string());
-        if (read(store, "Software\\App", "v", Hive::LocalMachine).data != dword(1) ||
+        if (read(store, open(store, "Software\\App", Hive::LocalMachine), "v").data != dword(1) ||
             tryOpen(store, "Software\\App", Hive::LocalMachine, true) != regerr::AccessDenied)
             return 2;
         // An administrator writes meanwhile: the next read sees it.
-        if (!self.say() || !self.awaitGo())
+        if (!self.go() || !self.heard())
             return 4;
-        return read(store, "Software\\App", "v", Hive::LocalMachine).data == dword(2) ? 0 : 5;
+        return read(store, open(store, "Software\\App", Hive::LocalMachine), "v").data == dword(2) ? 0 : 5;
     });
     reader.go();
     ASSERT_TRUE(reader.heard());
@@ -99,7 +95,7 @@ TEST(SqliteHiveFiles, AReaderWithoutWriteRightsReadsTheMachineHiveWhateverBecame
     fs::permissions(hive, fs::perms::owner_write, fs::perm_options::add);
     fs::permissions(machine, fs::perms::owner_write, fs::perm_options::add);
     SqliteRegistryStore administrator(root.str(), machine.string());
-    putDword(administrator, Hive::LocalMachine, "Software\\App", "v", 2);
+    put(administrator, create(administrator, "Software\\App", Hive::LocalMachine), "v", regtype::Dword, dword(2));
     EXPECT_TRUE(fs::exists(hive.string() + "-changes"));  // made again by the first write
     reader.go();
     EXPECT_EQ(reader.exitCode(), 0);
@@ -116,7 +112,7 @@ TEST(SqliteHiveFiles, AProcessThatCannotBumpTheCounterDoesNotWrite) {
     shared.userFiles = SqliteRegistryStore::FileAccess::Shared;
     {
         SqliteRegistryStore store(root.str(), shared);
-        putDword(store, Hive::CurrentUser, "Software\\App", "v", 1);
+        put(store, create(store, "Software\\App"), "v", regtype::Dword, dword(1));
     }
     fs::permissions(root.path(), fs::perms::all);
     for (const char* suffix : kSideFiles)
@@ -138,20 +134,20 @@ TEST(SqliteHiveFiles, AProcessThatCannotBumpTheCounterDoesNotWrite) {
         if (!becomeAnotherUser())
             return 1;
         SqliteRegistryStore store(root.str(), shared);
-        if (store.createKey(Hive::CurrentUser, "Software\\App", &key) != regerr::Success || !self.say() ||
-            !self.awaitGo())
+        if (store.createKey(Hive::CurrentUser, "Software\\App", &key) != regerr::Success || !self.go() ||
+            !self.heard())
             return 2;
         return store.setValue(key, "v", regtype::Dword, dword(3)) == regerr::Success ? 0 : 3;
     });
     SqliteRegistryStore reader(root.str(), shared);
     for (int i = 0; i < 2; ++i)  // the second from memory
-        ASSERT_EQ(read(reader, "Software\\App", "v").data, dword(1));
+        ASSERT_EQ(read(reader, open(reader, "Software\\App"), "v").data, dword(1));
     fs::permissions(file + "-changes", fs::perms::owner_read | fs::perms::group_read | fs::perms::others_read);
     writer.go();
     const int code = writer.exitCode();
     ASSERT_TRUE(code == 0 || code == 10) << code;
     EXPECT_TRUE(code != 0 || (modeOf(file + "-changes") & 0222) == (modeOf(file) & 0222));  // the owner put it right
-    EXPECT_EQ(read(reader, "Software\\App", "v").data, dword(code == 0 ? 2 : 1));
+    EXPECT_EQ(read(reader, open(reader, "Software\\App"), "v").data, dword(code == 0 ? 2 : 1));
     EXPECT_TRUE(code == 10 || !runningAsRoot());
 
     // A counter that could not be made when the hive was opened, for want of rights
@@ -161,10 +157,10 @@ TEST(SqliteHiveFiles, AProcessThatCannotBumpTheCounterDoesNotWrite) {
     late.go();
     ASSERT_TRUE(late.heard());
     SqliteRegistryStore administrator(root.str(), shared);
-    putDword(administrator, Hive::CurrentUser, "Software\\App", "v", 2);
+    put(administrator, create(administrator, "Software\\App"), "v", regtype::Dword, dword(2));
     late.go();
     EXPECT_EQ(late.exitCode(), 0);
-    EXPECT_EQ(read(administrator, "Software\\App", "v").data, dword(3));
+    EXPECT_EQ(read(administrator, open(administrator, "Software\\App"), "v").data, dword(3));
 }
 
 TEST(SqliteHiveFiles, TheCounterIsUsedOnlyWhenItIsAFileOfItsOwn) {
@@ -187,8 +183,8 @@ TEST(SqliteHiveFiles, TheCounterIsUsedOnlyWhenItIsAFileOfItsOwn) {
         SqliteRegistryStore writer(root.str());
         SqliteRegistryStore reader(root.str());
         for (std::uint32_t value = 1; value < 4; ++value) {
-            putDword(writer, Hive::CurrentUser, "Software\\App", "v", value);
-            EXPECT_EQ(read(reader, "Software\\App", "v").data, dword(value));
+            put(writer, create(writer, "Software\\App"), "v", regtype::Dword, dword(value));
+            EXPECT_EQ(read(reader, open(reader, "Software\\App"), "v").data, dword(value));
         }
         EXPECT_EQ(fileBytes(other) + fileBytes(counter), victim + counterBefore);
         EXPECT_NE(writer.diagnostic(Hive::CurrentUser).find(counter.string()), std::string::npos);
@@ -202,8 +198,8 @@ TEST(SqliteHiveFiles, HivesFoldedWithAnOlderTableAreFoldedAgain) {
     TempFolder root("refold");
     {
         SqliteRegistryStore store(root.str());
-        putDword(store, Hive::CurrentUser, "Software\\Iași\\Setări", "ա", 1);
-        putDword(store, Hive::CurrentUser, "Software\\Iași", "Other", 3);
+        put(store, create(store, "Software\\Iași\\Setări"), "ա", regtype::Dword, dword(1));
+        put(store, create(store, "Software\\Iași"), "Other", regtype::Dword, dword(3));
     }
     makeDatabase(root.path() / "HKEY_CURRENT_USER.db",
                  "UPDATE keys SET folded = upper(path); UPDATE vals SET folded = upper(name);"
@@ -217,12 +213,12 @@ TEST(SqliteHiveFiles, HivesFoldedWithAnOlderTableAreFoldedAgain) {
     for (int round = 0; round < 2; ++round) {  // the first folds, the second finds it done
         SCOPED_TRACE(round);
         SqliteRegistryStore store(root.str());
-        EXPECT_EQ(read(store, "SOFTWARE\\IAȘI\\SETĂRI", "Ա").data, dword(1));
-        EXPECT_EQ(read(store, "software\\iași\\setări", "ա").data, dword(1));
+        EXPECT_EQ(read(store, open(store, "SOFTWARE\\IAȘI\\SETĂRI"), "Ա").data, dword(1));
+        EXPECT_EQ(read(store, open(store, "software\\iași\\setări"), "ա").data, dword(1));
         // The two keys are one, with the values of both; of the two values the one
         // already folded so is kept.
-        EXPECT_EQ(read(store, "Software\\iași", "ա").data, dword(2));
-        EXPECT_EQ(read(store, "Software\\IAȘI", "other").data, dword(3));
+        EXPECT_EQ(read(store, open(store, "Software\\iași"), "ա").data, dword(2));
+        EXPECT_EQ(read(store, open(store, "Software\\IAȘI"), "other").data, dword(3));
         std::string name;
         EXPECT_EQ(store.enumKey(open(store, "Software"), 1, &name), regerr::NoMoreItems);
         const KeyHandle key = open(store, "Software\\iaȘi");

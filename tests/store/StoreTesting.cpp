@@ -77,7 +77,7 @@ Child::Child(const std::function<int(Child&)>& body) {
     ::close(child ? down[1] : down[0]);
     ::close(child ? up[0] : up[1]);
     if (child)
-        ::_exit(awaitGo() ? body(*this) : 100);
+        ::_exit(heard() ? body(*this) : 100);
 }
 
 Child::~Child() {
@@ -120,7 +120,7 @@ int holdWriteLock(Child& child, const std::string& file, bool exclusiveLocking) 
         return 1;
     const char* sql = exclusiveLocking ? "PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE; UPDATE keys SET path = path"
                                        : "BEGIN IMMEDIATE; UPDATE keys SET path = path";
-    if (sqlite3_exec(db, sql, nullptr, nullptr, nullptr) != SQLITE_OK || !child.say() || !child.awaitGo())
+    if (sqlite3_exec(db, sql, nullptr, nullptr, nullptr) != SQLITE_OK || !child.go() || !child.heard())
         return 2;
     sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
     sqlite3_close(db);

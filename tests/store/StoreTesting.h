@@ -46,8 +46,6 @@ public:
     // Either side tells the other to go on, or waits to be told.
     bool go();
     bool heard();
-    bool say() { return go(); }
-    bool awaitGo() { return heard(); }
     int exitCode();  // in the parent
 
 private:

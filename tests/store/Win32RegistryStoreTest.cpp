@@ -11,8 +11,6 @@
 #endif
 #include <windows.h>
 
-#include <algorithm>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -32,52 +30,31 @@ std::string parentOf(const std::string& path) {
     return slash == std::string::npos ? std::string() : path.substr(0, slash);
 }
 
-// Whether a key exists and, with `empty`, holds neither subkeys nor values.
-bool exists(HKEY root, const std::string& path, bool empty = false) {
+// Whether a key exists and holds neither subkeys nor values.
+bool emptyKey(HKEY root, const std::string& path) {
     HKEY key = nullptr;
     if (RegOpenKeyExW(root, wide(path).c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS)
         return false;
-    DWORD subkeys = 0;
-    DWORD values = 0;
-    if (empty)
-        RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr, &values, nullptr, nullptr,
-                         nullptr, nullptr);
+    DWORD subkeys = 1;
+    DWORD values = 1;
+    RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr, &values, nullptr, nullptr, nullptr,
+                     nullptr);
     RegCloseKey(key);
     return subkeys == 0 && values == 0;
 }
 
-// The keys above the suite's own that were there before this process wrote anything
-// stay, even when the suite leaves them empty. Called before the first write.
-bool kept(std::size_t root, const std::string& path) {
-    static const auto before = [] {
-        std::vector<std::pair<std::size_t, std::string>> found;
-        for (std::size_t r = 0; r < std::size(kRoots); ++r)
-            for (std::string up = parentOf(kSuiteKey); !up.empty(); up = parentOf(up))
-                if (exists(kRoots[r], up))
-                    found.emplace_back(r, up);
-        return found;
-    }();
-    return std::find(before.begin(), before.end(), std::pair{root, path}) != before.end();
-}
-
-// Removes a key of the suite's from every hive, then the keys above it left empty
-// that this process created.
+// Removes a key of the suite's from every hive, then the keys above it that it leaves
+// empty: the suite's own, and the classes root's "SOFTWARE" that only the suite makes.
 void removeSuiteKey(const std::string& path) {
-    for (std::size_t r = 0; r < std::size(kRoots); ++r) {
-        RegDeleteTreeW(kRoots[r], wide(path).c_str());
-        for (std::string up = parentOf(path); !up.empty() && !kept(r, up) && exists(kRoots[r], up, true);
-             up = parentOf(up))
-            RegDeleteKeyW(kRoots[r], wide(up).c_str());
+    for (const HKEY root : kRoots) {
+        RegDeleteTreeW(root, wide(path).c_str());
+        for (std::string up = parentOf(path); !up.empty() && emptyKey(root, up); up = parentOf(up))
+            RegDeleteKeyW(root, wide(up).c_str());
     }
 }
 
-const auto kRegistry = ::testing::Values(StoreUnderTest{"Registry",
-                                                        [] {
-                                                            kept(0, "");
-                                                            return std::unique_ptr<RegistryStore>(
-                                                                new Win32RegistryStore());
-                                                        },
-                                                        removeSuiteKey});
+const auto kRegistry = ::testing::Values(StoreUnderTest{
+    "Registry", [] { return std::unique_ptr<RegistryStore>(new Win32RegistryStore()); }, removeSuiteKey});
 
 INSTANTIATE_TEST_SUITE_P(Win32, RegistryStoreConformance, kRegistry, [](const auto& info) { return info.param.name; });
 
@@ -97,44 +74,36 @@ std::string inAnsiCodePage(const std::wstring& text) {
 TEST_P(Win32RegistryStoreTest, TextAsOlderProgramsReadAndWriteIt) {
     // They read a string with the "A" functions, in the ANSI code page, as its size
     // less one character: the terminating zero must be counted, or they would lose
-    // the last character.
+    // the last character. They wrote strings so counting no terminating zero; the
+    // registry keeps them as UTF-16.
     const KeyHandle handle = create(*store_, key(""));
-    const struct {
-        const char* name;
-        Bytes written;
-        std::wstring text;
-    } ours[] = {
-        {"plain", bytes("abc"), L"abc"},
-        {"terminated", bytes(std::string("abc\0", 4)), L"abc"},
-        {"accented", bytes("Perché"), L"Perch\u00e9"},
-        {"one", bytes("x"), L"x"},
-    };
-    for (const auto& c : ours) {
-        put(*store_, handle, c.name, regtype::String, c.written);
-        char buffer[256] = {};
-        DWORD size = sizeof buffer;
-        EXPECT_EQ(RegQueryValueExA(reinterpret_cast<HKEY>(handle), c.name, nullptr, nullptr,
-                                   reinterpret_cast<BYTE*>(buffer), &size),
-                  ERROR_SUCCESS);
-        EXPECT_EQ(std::string(buffer, size), inAnsiCodePage(c.text)) << c.name;
-    }
-
-    // They wrote strings in the ANSI code page with the "A" functions, counting no
-    // terminating zero; the registry keeps them as UTF-16.
     const std::string accented = inAnsiCodePage(L"Perch\u00e9");
     const struct {
         const char* name;
-        std::string ansi;  // as written
-        std::string utf8;  // as read through the store
-    } theirs[] = {
-        {"plain", "abc", "abc"}, {"accented", accented.substr(0, accented.size() - 1), "Perché"}, {"empty", "", ""}};
-    for (const auto& c : theirs) {
-        ASSERT_EQ(RegSetValueExA(reinterpret_cast<HKEY>(handle), c.name, 0, REG_SZ,
-                                 reinterpret_cast<const BYTE*>(c.ansi.data()), static_cast<DWORD>(c.ansi.size())),
+        Bytes ours;         // written through the store
+        std::string ansi;   // read through the "A" functions; written so without the zero
+    } cases[] = {
+        {"plain", bytes("abc"), std::string("abc\0", 4)},
+        {"terminated", bytes(std::string("abc\0", 4)), std::string("abc\0", 4)},
+        {"accented", bytes("Perché"), accented},
+        {"empty", {}, std::string(1, '\0')},
+    };
+    const auto hkey = reinterpret_cast<HKEY>(handle);
+    for (const auto& c : cases) {
+        put(*store_, handle, c.name, regtype::String, c.ours);
+        char buffer[256] = {};
+        DWORD size = sizeof buffer;
+        EXPECT_EQ(RegQueryValueExA(hkey, c.name, nullptr, nullptr, reinterpret_cast<BYTE*>(buffer), &size),
                   ERROR_SUCCESS);
-        const Read r = read(*store_, open(*store_, key("")), c.name);
+        EXPECT_EQ(std::string(buffer, size), c.ansi) << c.name;
+
+        ASSERT_EQ(RegSetValueExA(hkey, c.name, 0, REG_SZ, reinterpret_cast<const BYTE*>(c.ansi.data()),
+                                 static_cast<DWORD>(c.ansi.size() - 1)),
+                  ERROR_SUCCESS);
+        const Read r = read(*store_, handle, c.name);
         EXPECT_EQ(r.type, regtype::String) << c.name;
-        EXPECT_TRUE(readsBackAs(r.data, regtype::String, bytes(c.utf8))) << c.name;
+        EXPECT_TRUE(readsBackAs(r.data, regtype::String, c.name == std::string("terminated") ? bytes("abc") : c.ours))
+            << c.name;
     }
 }
 
