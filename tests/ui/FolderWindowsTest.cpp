@@ -84,7 +84,7 @@ TEST(BrowseForFolder, StartsAtTheFolderGivenAndReturnsTheChoiceOrNothing) {
 
     test::WindowInstallation installation;
     const QString start = installation.folder();
-    test::onNextModal([&](QWidget* window) { qobject_cast<QDialog*>(window)->reject(); }, "BrowseForFolder");
+    test::onNextModal([&](QWidget* window) { qobject_cast<QDialog*>(window)->reject(); });
     EXPECT_EQ(ui::BrowseForFolder(start, "Scegli", nullptr), "");
 }
 
@@ -111,40 +111,34 @@ TEST_F(FolderEditor, WritesWhatIsConfirmedAndNothingOnLeaving) {
     const QString chosen = installation.folder() + "/altrove";
     QDir().mkpath(chosen);
     QDir().mkpath(root + "Disegni");
-    test::onNextModal(
-        [&](QWidget* editor) {
-            auto* grid = child<QTreeWidget>(editor, "grdPercorsi");
-            ASSERT_EQ(grid->topLevelItemCount(), 2);  // the filter: name or reference
-            EXPECT_EQ(grid->topLevelItem(1)->text(2), root + "Disegni/Dxf/");
-            select(editor, "Disegni");
-            auto* fallback = child<QLineEdit>(editor, "PercorsoDefault");
-            EXPECT_EQ(fallback->text(), root + "Disegni/");
-            EXPECT_TRUE(fallback->isReadOnly());
-            test::onNextModal(
-                [&](QWidget* window) {
-                    EXPECT_EQ(window->windowTitle(), "Vecchio percorso : " + root + "Disegni");
-                    EXPECT_EQ(qobject_cast<QFileDialog*>(window)->directory().canonicalPath(),
-                              QDir(root + "Disegni").canonicalPath());
-                    qobject_cast<QFileDialog*>(window)->setDirectory(chosen);
-                    static_cast<QDialog*>(window)->accept();  // as the Choose button does
-                },
-                "BrowseForFolder");
-            test::onNextModal(
-                [&](QWidget* dependencies) {
-                    auto* list = child<QListWidget>(dependencies, "List1");
-                    ASSERT_EQ(list->count(), 2);
-                    EXPECT_EQ(list->item(0)->text(), "DXF  →  " + chosen + "/Dxf/");
-                    EXPECT_EQ(selection(list), std::vector<bool>({true, true}));
-                    list->item(1)->setSelected(false);
-                    click(dependencies, "OKButton");
-                },
-                "FormDipendenze");
-            click(editor, "CambiaPercorso");
-            EXPECT_EQ(child<QLineEdit>(editor, "PercorsoCorrente")->text(), chosen + "/");
-            EXPECT_EQ(locationShown(editor, "DXF"), chosen + "/Dxf/");
-            test::clickToolbarButton(editor, "Conferma");
-        },
-        "FormPercorsi");
+    test::onNextModal([&](QWidget* editor) {
+        auto* grid = child<QTreeWidget>(editor, "grdPercorsi");
+        ASSERT_EQ(grid->topLevelItemCount(), 2);  // the filter: name or reference
+        EXPECT_EQ(grid->topLevelItem(1)->text(2), root + "Disegni/Dxf/");
+        select(editor, "Disegni");
+        auto* fallback = child<QLineEdit>(editor, "PercorsoDefault");
+        EXPECT_EQ(fallback->text(), root + "Disegni/");
+        EXPECT_TRUE(fallback->isReadOnly());
+        test::onNextModal([&](QWidget* browse) {
+            EXPECT_EQ(browse->windowTitle(), "Vecchio percorso : " + root + "Disegni");
+            auto* files = qobject_cast<QFileDialog*>(browse);
+            EXPECT_EQ(files->directory().canonicalPath(), QDir(root + "Disegni").canonicalPath());
+            files->setDirectory(chosen);
+            test::onNextModal([&](QWidget* dependencies) {
+                auto* list = child<QListWidget>(dependencies, "List1");
+                ASSERT_EQ(list->count(), 2);
+                EXPECT_EQ(list->item(0)->text(), "DXF  →  " + chosen + "/Dxf/");
+                EXPECT_EQ(selection(list), std::vector<bool>({true, true}));
+                list->item(1)->setSelected(false);
+                click(dependencies, "OKButton");
+            });
+            static_cast<QDialog*>(files)->accept();  // as the Choose button does
+        });
+        click(editor, "CambiaPercorso");
+        EXPECT_EQ(child<QLineEdit>(editor, "PercorsoCorrente")->text(), chosen + "/");
+        EXPECT_EQ(locationShown(editor, "DXF"), chosen + "/Dxf/");
+        test::clickToolbarButton(editor, "Conferma");
+    });
     EXPECT_TRUE(par.CambiaPercorsi("disegni"));
     EXPECT_EQ(par.Percorso("Disegni"), chosen + "/");
     EXPECT_EQ(par.Percorso("DXF"), chosen + "/Dxf/");
@@ -152,26 +146,24 @@ TEST_F(FolderEditor, WritesWhatIsConfirmedAndNothingOnLeaving) {
 
     auto& boxes = installation.platform().boxes();
     boxes.answers = {mb::Yes};
-    test::onNextModal(
-        [&](QWidget* editor) {
-            select(editor, "Lastre");
-            // A folder another program moves meanwhile is shown where it went.
-            auto other = installation.platform().otherProgramStore();
-            test::putValue(other, Hive::CurrentUser, "SOFTWARE\\Corvel", "PercorsoDXF", regtype::String, {'/', 'd', '/'});
-            const QDeadlineTimer deadline(5000);
-            while (locationShown(editor, "DXF") != "/d/" && !deadline.hasExpired())
-                QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
-            EXPECT_EQ(locationShown(editor, "DXF"), "/d/");
-            click(editor, "cmdTuttiDefault");
-            auto* location = child<QLineEdit>(editor, "PercorsoCorrente");
-            EXPECT_EQ(location->text(), root + "Lastre/");
-            location->selectAll();
-            QTest::keyClicks(location, "/altrove/lastre");
-            QTest::keyClick(location, Qt::Key_Return);  // takes the folder, does not confirm
-            EXPECT_EQ(locationShown(editor, "Lastre"), "/altrove/lastre");
-            QTest::keyClick(editor, Qt::Key_Escape);
-        },
-        "FormPercorsi");
+    test::onNextModal([&](QWidget* editor) {
+        select(editor, "Lastre");
+        // A folder another program moves meanwhile is shown where it went.
+        auto other = installation.platform().otherProgramStore();
+        test::putValue(other, Hive::CurrentUser, "SOFTWARE\\Corvel", "PercorsoDXF", regtype::String, {'/', 'd', '/'});
+        const QDeadlineTimer deadline(5000);
+        while (locationShown(editor, "DXF") != "/d/" && !deadline.hasExpired())
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+        EXPECT_EQ(locationShown(editor, "DXF"), "/d/");
+        click(editor, "cmdTuttiDefault");
+        auto* location = child<QLineEdit>(editor, "PercorsoCorrente");
+        EXPECT_EQ(location->text(), root + "Lastre/");
+        location->selectAll();
+        QTest::keyClicks(location, "/altrove/lastre");
+        QTest::keyClick(location, Qt::Key_Return);  // takes the folder, does not confirm
+        EXPECT_EQ(locationShown(editor, "Lastre"), "/altrove/lastre");
+        QTest::keyClick(editor, Qt::Key_Escape);
+    });
     EXPECT_FALSE(par.CambiaPercorsi());
     ASSERT_EQ(boxes.messages.size(), 1u);
     EXPECT_EQ(boxes.messages[0].text, "Ripristino tutti i percorsi di default?");

@@ -1,5 +1,5 @@
-// The about and versions windows on the sample installation, in Italian and
-// English, and the system information handed to support: copied, or mailed into
+// The about and versions windows on the sample installation, in the user's
+// language, and the system information handed to support: copied, or mailed into
 // the outbox when there is no server (the server's way is the mail module's test's).
 #include "MailTesting.h"
 #include "WindowTesting.h"
@@ -65,57 +65,33 @@ protected:
     test::TestPlatform platform;
 };
 
-TEST_F(InformationWindows, AboutAndVersionsShowTheRecordsInTheUsersLanguage) {
-    const struct {
-        short language;
-        QString title, system, versionsTitle, versions;
-    } languages[] = {
-        {1, "Informazioni su Taglio", "Informazioni di sistema", "Versioni", "[Versioni del prodotto]"},
-        {2, "About Taglio", "System information", "Versions", "[Product versions]"},
-    };
-    for (const auto& c : languages) {
-        SCOPED_TRACE(c.language);
-        Parametri par;
-        par.Lingua(c.language);
-        EXPECT_EQ(opened([&] { par.Informazioni(kProgram, kVersion); }), "FormInformazioni");
-        EXPECT_EQ(opened([&] { par.Versioni(); }), "FormVersioni");
-
-        ui::FormInformazioni form(par, kProgram, kVersion);
-        EXPECT_EQ(form.windowTitle(), c.title);
-        EXPECT_EQ(child<QPushButton>(&form, "cmdSistema")->text(), c.system);
-        // The machine's own telephone number wins over the installation file's.
-        for (const auto& [name, value] : {std::pair<const char*, QString>{"lblVersione", kVersion},
-                                          {"lblProdotto", "2026.2"}, {"lblTelefono", "+39 0423 123456"}})
-            EXPECT_EQ(shown(&form, name), value) << name;
-        EXPECT_TRUE(shown(&form, "lblAssistenza").contains("mailto:traduzioni@corvel.it"));
-        test::activate(&form);
-        EXPECT_FALSE(child<QGroupBox>(&form, "fraSistema")->isVisible());
-        click(&form, "cmdSistema");
-        EXPECT_TRUE(child<QGroupBox>(&form, "fraSistema")->isVisible());
-        QApplication::clipboard()->clear();
-        click(&form, "cmdCopia");
-        const QString copied = QApplication::clipboard()->text();
-        EXPECT_EQ(copied, form.systemInformationText());
-        for (const QString& fact : {c.versions, kProgram, QString("2026.1.7"), QString::fromLatin1(qVersion()),
-                                    c.language == 1 ? QString(": 1 Italiano\n") : QString(": 2 English\n")})
-            EXPECT_TRUE(copied.contains(fact)) << fact.toStdString();
-
-        ui::FormVersioni versions(par);
-        EXPECT_EQ(versions.windowTitle(), c.versionsTitle);
-        for (const auto& [name, value] : {std::pair<const char*, QString>{"txtAggiornamento", "6.0"},
-                                          {"txtVetroCam", "2026.1.2"}, {"txtQt", QT_VERSION_STR}, {"txtFormato", "6.0.0"}})
-            EXPECT_EQ(shown(&versions, name), value) << name;
-        EXPECT_TRUE(QDate::fromString(shown(&versions, "txtData"), Qt::ISODate).isValid());
-    }
-    EXPECT_TRUE(platform.messages().empty());
-}
-
-TEST_F(InformationWindows, InviaMailsTheInformationToSupportIntoTheOutboxWithoutAServer) {
+TEST_F(InformationWindows, ShowTheRecordsInTheUsersLanguageAndMailThemToSupport) {
     Parametri par;
+    par.Lingua(2);
+    EXPECT_EQ(opened([&] { par.Informazioni(kProgram, kVersion); }), "FormInformazioni");
+    EXPECT_EQ(opened([&] { par.Versioni(); }), "FormVersioni");
+
     ui::FormInformazioni form(par, kProgram, kVersion);
+    EXPECT_EQ(form.windowTitle(), "About Taglio");
+    EXPECT_EQ(child<QPushButton>(&form, "cmdSistema")->text(), "System information");
+    for (const auto& [name, value] : {std::pair<const char*, QString>{"lblVersione", kVersion},
+                                      {"lblProdotto", "2026.2"}, {"lblTelefono", "+39 0423 123456"}})
+        EXPECT_EQ(shown(&form, name), value) << name;
+    EXPECT_TRUE(shown(&form, "lblAssistenza").contains("mailto:traduzioni@corvel.it"));
     test::activate(&form);
+    EXPECT_FALSE(child<QGroupBox>(&form, "fraSistema")->isVisible());
     click(&form, "cmdSistema");
+    EXPECT_TRUE(child<QGroupBox>(&form, "fraSistema")->isVisible());
+    QApplication::clipboard()->clear();
+    click(&form, "cmdCopia");
+    const QString copied = QApplication::clipboard()->text();
+    EXPECT_EQ(copied, form.systemInformationText());
+    for (const QString& fact : {QString("[Product versions]"), kProgram, QString("2026.1.7"),
+                                QString::fromLatin1(qVersion()), QString(": 2 English\n")})
+        EXPECT_TRUE(copied.contains(fact)) << fact.toStdString();
+
     // No server: the mail waits in the outbox, and the user is told where.
+    EXPECT_TRUE(platform.messages().empty());
     click(&form, "cmdInvia");
     ASSERT_EQ(platform.messages().size(), 1u);
     EXPECT_EQ(platform.messages()[0].flags, mb::Information);
@@ -126,7 +102,14 @@ TEST_F(InformationWindows, InviaMailsTheInformationToSupportIntoTheOutboxWithout
     const test::ReceivedMail mail = test::parseMail(test::fileBytes(outbox.filePath(written[0])));
     EXPECT_EQ(mail.headers.at("subject"), "[CVLINFO] Taglio 3.1.4");
     EXPECT_EQ(mail.headers.at("to"), "<traduzioni@corvel.it>");
-    EXPECT_EQ(mail.body, form.systemInformationText().toUtf8());
+    EXPECT_EQ(mail.body, copied.toUtf8());
+
+    ui::FormVersioni versions(par);
+    EXPECT_EQ(versions.windowTitle(), "Versions");
+    for (const auto& [name, value] : {std::pair<const char*, QString>{"txtAggiornamento", "6.0"},
+                                      {"txtVetroCam", "2026.1.2"}, {"txtQt", QT_VERSION_STR}, {"txtFormato", "6.0.0"}})
+        EXPECT_EQ(shown(&versions, name), value) << name;
+    EXPECT_TRUE(QDate::fromString(shown(&versions, "txtData"), Qt::ISODate).isValid());
 }
 
 }  // namespace

@@ -42,10 +42,10 @@ private:
     TestPlatform platform_;
 };
 
-// Runs `action` on the next modal window that opens (whose objectName is `name`,
-// when given), from inside its event loop; fails the test when none opens. The
-// window is left to the action to close; after a failure it is closed.
-void onNextModal(const std::function<void(QWidget*)>& action, const QString& name = {});
+// Runs `action` on the next modal window that opens, from inside its event loop;
+// fails the test when none opens. The window is left to the action to close;
+// after a failure it is closed.
+void onNextModal(const std::function<void(QWidget*)>& action);
 
 // The child named `name` (objectName) of the given type; null after a failure.
 template <class T>
