@@ -27,21 +27,16 @@ const Caption kCaptions[] = {
     {"FormLingua", "", "windowTitle", "Cambio Lingua"},
     // Wordings are found whatever their case: "conferma" is the row of "Conferma".
     {"FormLingua", "Command1", "toolTip", "Conferma"},
-    {"FormLingua", "Command2", "toolTip", "esc"},
     {"FormLingua", "cmdMisure", "text", "Unità di misura"},
     {"FormMisure", "optSistema_1", "text", "Sistema Anglosassone"},
     {"FormMisure", "optSistema_2", "text", "USA", false},
-    {"FormMisure", "cmdDefault_2", "text", "Default"},
     {"FormMisure", "lblMisure_4", "text", "per calcolo peso", true, "(%1)"},
     {"FormMisure", "frmEsempio", "title", "Esempio"},
     {"FormMisure", "Esci", "toolTip", "Esci"},
     {"FormValuta", "lblDesc", "text", "Descrizione"},
-    {"FormValuta", "Conferma", "toolTip", "Conferma"},
     {"FormTesto", "Cerca2", "text", "&Cerca"},
-    {"FormTesto", "Mail", "toolTip", "Invio alla CORVEL le mie traduzioni e correzioni"},
     {"FormTesto", "Aggiorna", "toolTip", "Aggiorno il testo che ho corretto", false},  // not in the database
     {"FormDipendenze", "", "windowTitle", "Dipendenze"},
-    {"FormDipendenze", "AllButton", "text", "Tutto"},
     {"FormDipendenze", "InvButton", "text", "Inverti", false},
 };
 

@@ -1,8 +1,8 @@
-// The units window: its controls reach the unit settings, confirming saves them
-// and leaving saves nothing.
+// The units window and the currency window it opens: their controls reach the
+// unit settings, confirming saves them and leaving saves nothing.
 #include "WindowTesting.h"
 #include "base/SqlDatabase.h"
-#include "texts/TextTable.h"
+#include "units/UnitSettings.h"
 #include "units/ui/FormMisure.h"
 
 #include <QAbstractButton>
@@ -30,17 +30,6 @@ QString boxes(QWidget* form) {
 void click(QWidget* form, const QString& name) {
     QAbstractButton* button = child<QAbstractButton>(form, name);
     QTest::mouseClick(button, Qt::LeftButton, {}, QPoint(8, button->height() / 2));
-}
-// One unit row's value in each of the fifteen languages.
-QStringList unitValues(const QString& db, const QString& key) {
-    SqlDatabase file(db, SqlDatabase::Mode::ReadOnly);
-    QStringList values;
-    for (int n = 1; n <= texts::kLanguages; ++n) {
-        const QString sql = "SELECT " + texts::languageColumn(n) + " FROM Testi WHERE Programma = 'PARAM' AND Progressivo = ?1";
-        auto select = file.prepare(sql.toUtf8().constData());
-        values << (select.bind(1, key).step() ? select.text(0) : QString());
-    }
-    return values;
 }
 void retype(QLineEdit* edit, const QString& text) {
     QTest::keyClick(edit, Qt::Key_End);
@@ -74,7 +63,6 @@ TEST(UnitsWindow, ShowsTheStoredSettingsChecksAndConfirms) {
     test::activate(&form);
     click(&form, "optSistema_2");
     EXPECT_EQ(boxes(&form), QString::fromUtf8("ft|12|ft²|144|lb|1728"));
-    EXPECT_EQ(child<QComboBox>(&form, "cboValuta")->currentText(), "$   = USD");
     // Leaving a box works the examples out again.
     box(&form, 2)->setFocus();
     retype(box(&form, 2), "36");
@@ -84,13 +72,22 @@ TEST(UnitsWindow, ShowsTheStoredSettingsChecksAndConfirms) {
     click(&form, "cmdDefault_2");
     EXPECT_EQ(box(&form, 2)->text(), "12");
 
-    test::onNextModal([](QWidget* currency) {
-        QTest::keyClicks(child<QLineEdit>(currency, "txtSimbolo"), " swfrs ");
-        QTest::keyClicks(child<QLineEdit>(currency, "txtDesc"), " franco ");
-        test::clickToolbarButton(currency, "Conferma");
+    // The currency window: leaving changes nothing; it takes a currency only
+    // with both its symbol and its name.
+    auto* currency = child<QComboBox>(&form, "cboValuta");
+    test::onNextModal([](QWidget* window) { test::clickToolbarButton(window, "Esci"); });
+    click(&form, "cmdValuta");
+    EXPECT_EQ(currency->currentText(), "$   = USD");
+    test::onNextModal([&](QWidget* window) {
+        QTest::keyClicks(child<QLineEdit>(window, "txtSimbolo"), " swfrs ");
+        test::clickToolbarButton(window, "Conferma");
+        EXPECT_TRUE(window->isVisible());
+        EXPECT_EQ(boxes_.messages.back().text, "Warning: Fill in everything !!" + QString(15, u' '));
+        QTest::keyClicks(child<QLineEdit>(window, "txtDesc"), " franco ");
+        test::clickToolbarButton(window, "Conferma");
     });
     click(&form, "cmdValuta");
-    EXPECT_EQ(child<QComboBox>(&form, "cboValuta")->currentText(), "SWFR= FRANCO");
+    EXPECT_EQ(currency->currentText(), "SWFR= FRANCO");
 
     retype(box(&form, 5), "");
     test::clickToolbarButton(&form, "Conferma");
@@ -100,8 +97,10 @@ TEST(UnitsWindow, ShowsTheStoredSettingsChecksAndConfirms) {
     QTest::keyClick(box(&form, 5), Qt::Key_Return);
     EXPECT_EQ(form.result(), QDialog::Accepted);
     EXPECT_EQ(boxes_.messages.back().text, "Applied to every language !!");
-    EXPECT_EQ(unitValues(db, "02_VAL"), QStringList(15, "SWFRFRANCO"));
-    EXPECT_EQ(unitValues(db, "05_VOL"), QStringList(15, "tonn1728"));
+    for (int language = 1; language <= 15; ++language) {
+        const auto saved = units::UnitSettings(db, language).values();
+        EXPECT_EQ(saved[units::Currency] + '|' + saved[units::Volume], "SWFRFRANCO|tonn1728") << language;
+    }
 }
 
 }  // namespace

@@ -18,11 +18,9 @@ struct Wording {
 const Wording kWordings[] = {
     {"Cambio Lingua", "Language", "Sprache"},
     {"Conferma", "Confirm", "Bestätigen"},
-    {"esc", "leave it", "verlassen"},
     {"Esci", "Exit", "Beenden"},
     {"Unità di misura", "Units", "Einheiten"},
     {"Sistema Anglosassone", "Imperial", "Angloamerikanisch"},
-    {"Default", "Defaults", "Standard"},
     {"Valuta", "Currency", "Währung"},
     {"per calcolo peso", "for weights", "für Gewichte"},
     {"Simbolo", "Sign", "Zeichen"},
@@ -34,9 +32,7 @@ const Wording kWordings[] = {
     {"Attenzione", "Warning", "Achtung"},
     {"Inserire tutti i dati", "Fill in everything", "Alles ausfüllen"},
     {"&Cerca", "&Find", "&Suchen"},
-    {"Invio alla CORVEL le mie traduzioni e correzioni", "Send my corrections", "Korrekturen senden"},
     {"Dipendenze", "Dependent folders", "Abhängige Ordner"},
-    {"Tutto", "All", "Alle"},
 };
 
 }  // namespace
@@ -74,46 +70,27 @@ void WindowInstallation::setLanguage(short language) {
     par.Lingua(language);
 }
 
-namespace {
-
 // Looks for a new modal window a few times a second, from the event loop that
 // the code under test runs.
-class ModalWatcher final : public QObject {
-public:
-    explicit ModalWatcher(std::function<void(QWidget*)> action)
-        : QObject(qApp), action_(std::move(action)), before_(QApplication::activeModalWidget()) {
-        connect(&timer_, &QTimer::timeout, this, [this] { look(); });
-        timer_.start(5);
-    }
-
-private:
-    void look() {
+void onNextModal(const std::function<void(QWidget*)>& action) {
+    auto* timer = new QTimer(qApp);
+    QWidget* before = QApplication::activeModalWidget();
+    QObject::connect(timer, &QTimer::timeout, [timer, before, action, attempts = 0]() mutable {
         QWidget* window = QApplication::activeModalWidget();
-        if (window == nullptr || window == before_ || !window->isVisible()) {
-            if (++attempts_ == 2000) {
-                timer_.stop();
-                deleteLater();
-                ADD_FAILURE() << "no modal window opened";
-            }
+        const bool found = window != nullptr && window != before && window->isVisible();
+        if (!found && ++attempts < 2000)
+            return;
+        timer->stop();
+        timer->deleteLater();
+        if (!found) {
+            ADD_FAILURE() << "no modal window opened";
             return;
         }
-        timer_.stop();
-        deleteLater();
-        action_(window);
+        action(window);
         if (::testing::Test::HasFailure() && window->isVisible())
             window->close();
-    }
-
-    std::function<void(QWidget*)> action_;
-    QWidget* before_;
-    QTimer timer_;
-    int attempts_ = 0;
-};
-
-}  // namespace
-
-void onNextModal(const std::function<void(QWidget*)>& action) {
-    new ModalWatcher(action);
+    });
+    timer->start(5);
 }
 
 void activate(QWidget* window) {
