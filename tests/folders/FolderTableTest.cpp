@@ -43,6 +43,11 @@ protected:
         const auto value = stored(hive, name);
         return QString::fromUtf8(reinterpret_cast<const char*>(value.bytes.data()), value.bytes.size());
     }
+    // A message shown, as its text, icon and title.
+    QString said(std::size_t i) const {
+        const auto& m = platform.messages().at(i);
+        return QStringLiteral("%1|%2|%3").arg(m.text).arg(m.flags).arg(m.title);
+    }
 
     TestPlatform platform;
     std::unique_ptr<Parametri> par;
@@ -51,24 +56,23 @@ protected:
 
 TEST_F(FolderResolution, NamesResolveWhateverTheirCaseBlanksOrPrefix) {
     const QString dxf = wincor + "Dxf/", library = platform.folder() + "/";
-    for (const char* name : {"dxf", "  DXF ", "PercorsoDxf"})
-        EXPECT_EQ(par->Percorso(name), dxf) << name;
+    const std::pair<const char*, QString> names[] = {
+        {"dxf", dxf}, {"  DXF ", dxf}, {"PercorsoDxf", dxf}, {"Lastre", library + "Lastre/"},
+        {"windows", "C:\\WINDOWS\\"}, {"Testi", wincor + "Testi/"}, {"Custom1", library}};
+    for (const auto& [name, location] : names)
+        EXPECT_EQ(par->Percorso(name), location) << name;
     EXPECT_EQ(par->PercorsoWincor(), wincor);
-    EXPECT_EQ(par->Percorso("Lastre"), library + "Lastre/");
-    // The default is stored on first use, under the declared name, per user.
+    // The default is stored on first use, under the declared name, per user; a
+    // machine-wide name only as passed, an unknown name never.
     EXPECT_EQ(storedText(Hive::CurrentUser, "PercorsoDXF"), dxf);
     EXPECT_EQ(storedText(Hive::LocalMachine, "PercorsoWincor"), wincor);
-    EXPECT_EQ(par->Percorso("windows"), "C:\\WINDOWS\\");
-    // Machine-wide names are so only as passed.
-    EXPECT_EQ(par->Percorso("Testi"), wincor + "Testi/");
     EXPECT_FALSE(stored(Hive::CurrentUser, "PercorsoTesti").found);
+    EXPECT_FALSE(stored(Hive::CurrentUser, "PercorsoCustom1").found);
     par->Percorso("PercorsoTesti");
     EXPECT_TRUE(stored(Hive::CurrentUser, "PercorsoTesti").found);
     par->ScriviPercorso("testi", "/srv/testi");
     EXPECT_EQ(par->Percorso("TESTI"), "/srv/testi/");
-    // Unknown names give the library's folder and store nothing, unless a value is there.
-    EXPECT_EQ(par->Percorso("Custom1"), library);
-    EXPECT_FALSE(stored(Hive::CurrentUser, "PercorsoCustom1").found);
+    // Unknown names give the library's folder, unless a value is there.
     EXPECT_FALSE(MainParametri::instance().skipDefaultWrite());
     test::putValue(platform.store(), Hive::CurrentUser, "SOFTWARE\\Corvel", "PercorsoSconosciuto", regtype::String,
                    {'/', 'x'});
@@ -79,10 +83,7 @@ TEST_F(FolderResolution, NamesResolveWhateverTheirCaseBlanksOrPrefix) {
     EXPECT_TRUE(platform.messages().empty());
 
     EXPECT_EQ(par->Percorso(" Percorso "), "");
-    ASSERT_EQ(platform.messages().size(), 1u);
-    EXPECT_EQ(platform.messages()[0].text, "Wrong folder name ' Percorso '");
-    EXPECT_EQ(platform.messages()[0].flags, 64);
-    EXPECT_EQ(platform.messages()[0].title, "CVLparamcor DEBUG");
+    EXPECT_EQ(said(0), "Wrong folder name ' Percorso '|64|CVLparamcor DEBUG");
 }
 
 TEST_F(FolderResolution, DebugReportsUnknownAndMissingFolders) {
@@ -91,20 +92,15 @@ TEST_F(FolderResolution, DebugReportsUnknownAndMissingFolders) {
     par->DebugPercorsi(false);
     par->DebugPercorsi(true);
     ASSERT_EQ(platform.messages().size(), 2u);
-    EXPECT_EQ(platform.messages()[0].text, "WARNING! Folder debug enabled !!!!");
-    EXPECT_EQ(platform.messages()[0].flags, 48);
+    EXPECT_EQ(said(0), "WARNING! Folder debug enabled !!!!|48|");
     EXPECT_TRUE(platform.messages()[0].title.isNull());
     EXPECT_EQ(par->Percorso("Altro"), platform.folder() + "/");
     ASSERT_TRUE(QDir().mkpath(wincor + "Dxf"));
     par->Percorso("DXF");
     par->Percorso("Lastre");
     ASSERT_EQ(platform.messages().size(), 4u);
-    EXPECT_EQ(platform.messages()[2].text, "Missing folder \nAltro");
-    EXPECT_EQ(platform.messages()[2].flags, 16);
-    EXPECT_EQ(platform.messages()[2].title, "Cvlparamcor");
-    EXPECT_EQ(platform.messages()[3].text, "Cannot open folder \n" + platform.folder() + "/Lastre/");
-    EXPECT_EQ(platform.messages()[3].flags, 64);
-    EXPECT_EQ(platform.messages()[3].title, "CVLparamcor");
+    EXPECT_EQ(said(2), "Missing folder \nAltro|16|Cvlparamcor");
+    EXPECT_EQ(said(3), "Cannot open folder \n" + platform.folder() + "/Lastre/|64|CVLparamcor");
 }
 
 TEST_F(FolderResolution, StoredLocationsAreNormalised) {

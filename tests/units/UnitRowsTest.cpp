@@ -35,7 +35,7 @@ std::vector<QStringList> unitRows(const QString& path) {
     return rows;
 }
 
-TEST(ControllaValori, AddsTheFiveMetricRowsOnlyToADatabaseWithoutAny) {
+TEST(ControllaValori, AddsTheFiveMetricRowsOnlyToADatabaseWithoutAnyAndReportsFailures) {
     test::TestPlatform platform;
     Parametri par;
     const QString db = platform.folder() + "/units.mdb";
@@ -62,11 +62,8 @@ TEST(ControllaValori, AddsTheFiveMetricRowsOnlyToADatabaseWithoutAny) {
     par.ControllaValori(partial);
     ASSERT_EQ(unitRows(partial).size(), 1u);
     EXPECT_EQ(unitRows(partial)[0][1], "2");
-}
 
-TEST(ControllaValori, DatabaseFailuresReachTheCaller) {
-    test::TestPlatform platform;
-    Parametri par;
+    // Database failures reach the caller.
     EXPECT_THROW(par.ControllaValori(platform.folder() + "/missing.mdb"), TextDatabaseError);
     const QString other = platform.folder() + "/other.mdb";
     SqlDatabase(other, SqlDatabase::Mode::Create).exec("CREATE TABLE Clienti(Nome TEXT)");
