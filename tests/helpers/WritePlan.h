@@ -17,6 +17,8 @@ struct PlannedValue {
     QVariant value;
 };
 
+// Two writers' values for the same i have one type and differ: the next writer's
+// value is a default that a read finding the value never returns.
 inline PlannedValue plannedValue(int writer, int i) {
     PlannedValue v;
     v.program = i % 2 == 0 ? QStringLiteral("Writer%1").arg(writer) : QStringLiteral("Shared");
@@ -42,24 +44,6 @@ inline QVariant expectedRead(const QVariant& written) {
     float low;
     std::memcpy(&low, &d, sizeof low);
     return Single(low);
-}
-
-// A default of the same type that no plan writes: a read returning it found nothing.
-inline QVariant otherOfSameType(const QVariant& v) {
-    switch (v.metaType().id()) {
-        case QMetaType::Short:
-            return Integer(-1);
-        case QMetaType::Int:
-            return Long(-1);
-        case QMetaType::Float:
-            return Single(-1);
-        case QMetaType::Double:
-            return Double(-1);
-        case QMetaType::QString:
-            return String("?");
-        default:
-            return Boolean(!v.toBool());
-    }
 }
 
 }  // namespace paramcor::test

@@ -28,7 +28,7 @@ int main(int argc, char** argv) {
         const auto v = paramcor::test::plannedValue(writer, i);
         par.Programma(v.program);
         par.Sezione(v.section);
-        const QVariant read = par.LeggiParametro(v.name, paramcor::test::otherOfSameType(v.value));
+        const QVariant read = par.LeggiParametro(v.name, paramcor::test::plannedValue(writer + 1, i).value);
         const QVariant expected = paramcor::test::expectedRead(v.value);
         if (read.metaType() != expected.metaType() || read != expected) {
             if (++wrong <= 5)

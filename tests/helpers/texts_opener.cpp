@@ -1,13 +1,11 @@
 // A program of the suite starting up:
 //
-//     texts_opener INSTALLATION_FOLDER STORE_FOLDER [lingua N | correggi PROGRESSIVO LINGUA TESTO | a-meta]
+//     texts_opener INSTALLATION_FOLDER STORE_FOLDER [lingua N | correggi PROGRESSIVO LINGUA TESTO]
 //
 // Creates a Parametri object, which consumes a delivered text database, then
 // chooses a language or corrects one text (program TAGLIO) as a user would, and
 // exits 0 when no message but a notice (such as waiting for another program's
-// delivery) was shown. "a-meta" changes every text in a transaction that it never
-// ends: it says "a meta" once pages of the change are in the file, and waits to be
-// killed.
+// delivery) was shown.
 #include "HelperPlatform.h"
 
 #include <CVLParamcor/Parametri.h>
@@ -16,8 +14,6 @@
 #include "texts/TextTable.h"
 
 #include <cstdio>
-
-#include <unistd.h>
 
 int main(int argc, char** argv) {
     if (argc < 3) {
@@ -40,15 +36,6 @@ int main(int argc, char** argv) {
             .bind(1, QString::fromUtf8(argv[6]))
             .bind(2, QString::fromLocal8Bit(argv[4]))
             .run();
-    } else if (action == "a-meta") {
-        paramcor::SqlDatabase db(library + "/CvlTradU.mdb", paramcor::SqlDatabase::Mode::ReadWrite);
-        db.exec("PRAGMA cache_size = 1");  // the change spills into the file before the end
-        db.exec("BEGIN IMMEDIATE");
-        db.exec("UPDATE Testi SET Testo_02 = 'changed' || Testo_02");
-        std::printf("a meta\n");
-        std::fflush(stdout);
-        for (;;)
-            pause();
     } else if (!action.isEmpty()) {
         std::fprintf(stderr, "texts_opener: unknown action\n");
         return 2;

@@ -36,7 +36,7 @@ TEST(ConcurrentPrograms, FourWritersLoseNothing) {
             const auto v = test::plannedValue(w, i);
             par.Programma(v.program);
             par.Sezione(v.section);
-            const QVariant read = par.LeggiParametro(v.name, test::otherOfSameType(v.value));
+            const QVariant read = par.LeggiParametro(v.name, test::plannedValue(w + 1, i).value);
             const QVariant expected = test::expectedRead(v.value);
             ASSERT_EQ(read.metaType(), expected.metaType()) << v.name.toStdString();
             ASSERT_EQ(read, expected) << v.name.toStdString();

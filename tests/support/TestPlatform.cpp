@@ -1,10 +1,10 @@
 #include "support/TestPlatform.h"
+#include "support/TextFiles.h"
 
 #include "base/SqlDatabase.h"
 #include "texts/TextTable.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 
 #include <gtest/gtest.h>
@@ -33,9 +33,7 @@ void createTextDatabase(const QString& path) {
 }
 
 void TestPlatform::writeInstallationFile(const QByteArray& content) const {
-    QFile file(dir_.path() + "/ParamCor.txt");
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    ASSERT_EQ(file.write(content), content.size());
+    writeFile(dir_.path() + "/ParamCor.txt", content);
 }
 
 TestPlatform::~TestPlatform() {

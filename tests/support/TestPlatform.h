@@ -10,7 +10,6 @@
 #include <QTemporaryDir>
 #include <QVariant>
 
-#include <map>
 #include <vector>
 
 namespace paramcor::test {
@@ -40,33 +39,6 @@ private:
     QByteArray savedDataHome_;
     std::shared_ptr<RecordingMessageBoxes> boxes_;
     std::shared_ptr<SqliteRegistryStore> store_;
-};
-
-// A real store, counting the values written through it by name.
-class CountingStore final : public RegistryStore {
-public:
-    explicit CountingStore(std::shared_ptr<RegistryStore> store) : store_(std::move(store)) {}
-    long createKey(Hive hive, const std::string& path, KeyHandle* key) override {
-        return store_->createKey(hive, path, key);
-    }
-    long openKey(Hive hive, const std::string& path, KeyHandle* key) override {
-        return store_->openKey(hive, path, key);
-    }
-    long queryValue(KeyHandle key, const std::string& name, std::uint32_t* type, std::vector<std::uint8_t>* data,
-                    std::uint32_t capacity, std::uint32_t* size) override {
-        return store_->queryValue(key, name, type, data, capacity, size);
-    }
-    long setValue(KeyHandle key, const std::string& name, std::uint32_t type,
-                  const std::vector<std::uint8_t>& data) override {
-        ++writes[name];
-        return store_->setValue(key, name, type, data);
-    }
-    long closeKey(KeyHandle key) override { return store_->closeKey(key); }
-
-    std::map<std::string, int> writes;
-
-private:
-    std::shared_ptr<RegistryStore> store_;
 };
 
 // Creates an empty text database, with its folder when missing.

@@ -6,6 +6,8 @@
 
 #include <QFile>
 
+#include <gtest/gtest.h>
+
 namespace paramcor::test {
 
 void writeTextFile(const QString& path, const std::vector<TextRow>& rows, const QString& version) {
@@ -60,6 +62,12 @@ std::vector<TextRow> readTextFile(const QString& path) {
         rows.push_back({select.text(0), select.text(1), select.text(2), select.text(3), select.text(4),
                         select.integer(5) != 0, select.text(6)});
     return rows;
+}
+
+void writeFile(const QString& path, const QByteArray& bytes) {
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate)) << path.toStdString();
+    ASSERT_EQ(file.write(bytes), bytes.size());
 }
 
 QByteArray fileBytes(const QString& path) {

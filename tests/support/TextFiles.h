@@ -28,6 +28,9 @@ void redeclarePlain(const QString& path);
 // Rows of a text database, ordered by key; the unit rows (PARAM) left out.
 std::vector<TextRow> readTextFile(const QString& path);
 
+// Writes a file whole, replacing it.
+void writeFile(const QString& path, const QByteArray& bytes);
+
 // A file's bytes, to show that something was left exactly as it was.
 QByteArray fileBytes(const QString& path);
 

@@ -151,22 +151,17 @@ TEST_F(TextDatabaseTest, FilesThatAreNotTextDatabasesAreNeverTouched) {
         {jet, "it is an Access database made on Windows; convert it to the new text database format first"},
         {test::fileBytes(user + ".other"), "it is a database of another program: it has no table Testi"},
     };
-    auto write = [](const QString& path, const QByteArray& content) {
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write(content);
-    };
     for (const auto& [content, reason] : cases) {
         SCOPED_TRACE(reason.toStdString());
         // A bad delivery: reported, not consumed, and the user file opens as it is.
         test::writeTextFile(user, {{"TAGLIO", "0001", "Lastra", "Slab"}});
-        write(delivered, content);
+        test::writeFile(delivered, content);
         EXPECT_TRUE(open());
         EXPECT_EQ(messages().back().text, "Cannot use the delivered language file\n" + delivered + "\n" + reason);
         EXPECT_EQ(test::fileBytes(delivered), content);
 
         // A bad user file: the delivery waits, and the opening says what is wrong.
-        write(user, content);
+        test::writeFile(user, content);
         test::writeTextFile(delivered, {{"TAGLIO", "0001", "Lastra", "Slab"}});
         EXPECT_FALSE(open());
         EXPECT_EQ(messages().back().text, "Error while opening language files\n" + user + "\n26 " + reason);

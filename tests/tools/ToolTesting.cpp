@@ -58,13 +58,8 @@ Workshop::Workshop(const QByteArray& installationFile, bool untouched) {
     if (untouched)
         return;
     EXPECT_TRUE(QDir().mkpath(registry()));
-    // "Lingua" lies under the installation's registry root.
-    std::string root = "Corvel";
-    for (const QByteArray& line : installationFile.split('\n'))
-        if (line.trimmed().toUpper().startsWith("REGISTRYROOT"))
-            root = line.mid(line.indexOf('=') + 1).trimmed().toStdString();
     auto users = store();
-    putValue(users, Hive::CurrentUser, "SOFTWARE\\" + root, "Lingua", regtype::String, utf8(QStringLiteral("2")));
+    putValue(users, Hive::CurrentUser, kSuite, "Lingua", regtype::String, utf8(QStringLiteral("2")));
 }
 
 Outcome Workshop::run(const QStringList& arguments, const QByteArray& input) const {
@@ -82,12 +77,6 @@ std::vector<std::uint8_t> dword(std::uint32_t value) {
 std::vector<std::uint8_t> utf8(const QString& text) {
     const QByteArray bytes = text.toUtf8();
     return {bytes.begin(), bytes.end()};
-}
-
-void writeFile(const QString& path, const QByteArray& bytes) {
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate)) << path.toStdString();
-    ASSERT_EQ(file.write(bytes), bytes.size());
 }
 
 QByteArray windowsText(const QString& lf) {

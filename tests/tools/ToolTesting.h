@@ -40,7 +40,8 @@ Outcome runTool(const QStringList& arguments, const QByteArray& input = QByteArr
 void expectRefused(const Outcome& run, int code, const QString& says);
 
 // The sample installation (ParamCor.txt, or this one, and the delivered texts) and
-// the registry store in a temporary folder. The user reads English unless
+// the registry store in a temporary folder. The user reads English (under the
+// maker's key Corvel) unless
 // `untouched`, when not even the store's folder exists yet.
 class Workshop {
 public:
@@ -68,7 +69,6 @@ inline Stored stored(RegistryStore& store, Hive hive, const std::string& path, c
 inline const std::string kSuite = "SOFTWARE\\Corvel";
 std::vector<std::uint8_t> dword(std::uint32_t value);
 std::vector<std::uint8_t> utf8(const QString& text);
-void writeFile(const QString& path, const QByteArray& bytes);
 // Windows' own form of a text file: UTF-16LE with its byte-order mark and CR LF.
 QByteArray windowsText(const QString& lf);
 // The rows of a query, columns joined by blanks, NULL as "<NULL>"; `values` bound in order.
