@@ -35,6 +35,7 @@ struct Read {
     std::uint32_t type = 0;
     Bytes data;
     std::uint32_t size = 0;
+    std::string name;  // when enumerated
 };
 Read read(RegistryStore& store, KeyHandle key, const std::string& name, std::uint32_t capacity = 1u << 20);
 // Whether `read` is what a store may give back for `written`, of type `type`.

@@ -5,6 +5,8 @@
 
 #include <CVLParamcor/SqliteRegistryStore.h>
 
+#include <sqlite3.h>
+
 namespace paramcor::test {
 
 namespace {
@@ -22,12 +24,6 @@ StoreUnderTest sqliteStore(const std::string& name, bool separateMachineFolder) 
 INSTANTIATE_TEST_SUITE_P(Sqlite, RegistryStoreConformance,
                          ::testing::Values(sqliteStore("OneFolder", false), sqliteStore("TwoFolders", true)),
                          [](const auto& info) { return info.param.name; });
-
-SqliteRegistryStore::Options quick() {
-    SqliteRegistryStore::Options options;
-    options.busyTimeoutMs = 50;
-    return options;
-}
 
 }  // namespace
 
@@ -50,10 +46,7 @@ TEST(SqliteRegistryStore, FilesAndFoldersAppearOnlyWhenWritten) {
         put(store, create(store, ""), "", regtype::Dword, dword(7));
         EXPECT_FALSE(fs::exists(user / "HKEY_CLASSES_ROOT.db"));
     }
-    // The root key holds values like any other; the files stay when the store is gone,
-    // -wal and -shm too, which read-only openers cannot create.
-    for (const char* suffix : {"", "-wal", "-shm", "-changes"})
-        EXPECT_TRUE(fs::exists(user / ("HKEY_CURRENT_USER.db" + std::string(suffix)))) << suffix;
+    // The root key holds values like any other.
     SqliteRegistryStore again(user.string(), machine.string());
     EXPECT_EQ(read(again, open(again, ""), "").data, dword(7));
 }
@@ -81,15 +74,6 @@ TEST(SqliteRegistryStore, HivesThatMayNotBeWritten) {
         EXPECT_EQ(tryOpen(store, "Software\\App", Hive::ClassesRoot, true), regerr::Success);
     }
     EXPECT_EQ(folderState(root.path()).at("HKEY_CURRENT_USER.db"), before.at("HKEY_CURRENT_USER.db"));
-
-    // A hive whose folder cannot be made: a file is in the way.
-    writeFile(root.path() / "blocker", "a file where a folder should be");
-    const std::string blocked = (root.path() / "blocker" / "user").string();
-    SqliteRegistryStore store(blocked, blocked);
-    EXPECT_EQ(tryOpen(store, "Software"), regerr::FileNotFound);
-    EXPECT_EQ(tryOpen(store, "Software", Hive::CurrentUser, true), regerr::AccessDenied);
-    EXPECT_EQ(tryOpen(store, ""), regerr::Success);
-    EXPECT_TRUE(fs::is_regular_file(root.path() / "blocker"));
 }
 
 TEST(SqliteRegistryStore, FilesThatAreNotHivesAreNamedAndNeverChanged) {
@@ -102,6 +86,8 @@ TEST(SqliteRegistryStore, FilesThatAreNotHivesAreNamedAndNeverChanged) {
     } cases[] = {
         {"text", [](const fs::path& f) { writeFile(f, std::string(4096, 'x')); }, regerr::BadDatabase,
          "is not a hive of CVLParamcor: it is not an SQLite database"},
+        {"short", [](const fs::path& f) { writeFile(f, "SQLite"); }, regerr::BadDatabase,
+         "at 6 bytes it is too short for an SQLite database"},
         {"foreign database", [](const fs::path& f) { makeDatabase(f, "CREATE TABLE t(x); INSERT INTO t VALUES(1)"); },
          regerr::BadDatabase, "is not a hive of CVLParamcor: it is the SQLite database of another program"},
         {"other application id",
@@ -158,41 +144,41 @@ TEST(SqliteRegistryStore, FilesThatAreNotHivesAreNamedAndNeverChanged) {
     EXPECT_EQ(why.rfind(file + " is damaged: ", 0), 0u) << why;
 }
 
-TEST(SqliteRegistryStore, HiveHeldByAnotherProcess) {
+TEST(SqliteRegistryStore, HiveHeldByAnotherProgram) {
     TempFolder root("held");
-    const std::string file = (root.path() / "HKEY_CURRENT_USER.db").string();
-    Child writer([&](Child& self) { return holdWriteLock(self, file, false); });
-    Child exclusive([&](Child& self) { return holdWriteLock(self, file, true); });
-    auto store = std::make_unique<SqliteRegistryStore>(root.str(), quick());
+    SqliteRegistryStore::Options quick;
+    quick.busyTimeoutMs = 50;
+    auto store = std::make_unique<SqliteRegistryStore>(root.str(), quick);
     const KeyHandle key = create(*store, "Software\\App");
     put(*store, key, "v", regtype::Dword, dword(1));
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open((root.path() / "HKEY_CURRENT_USER.db").c_str(), &other), SQLITE_OK);
+    const auto hold = [other](const char* sql) {
+        ASSERT_EQ(sqlite3_exec(other, sql, nullptr, nullptr, nullptr), SQLITE_OK);
+    };
 
     // Another writer: writes wait for it and give up, reads go on.
-    writer.go();
-    ASSERT_TRUE(writer.heard());
+    hold("BEGIN IMMEDIATE; UPDATE keys SET path = path");
     EXPECT_EQ(store->setValue(key, "v", regtype::Dword, dword(2)), regerr::SharingViolation);
     {
-        SqliteRegistryStore fresh(root.str(), quick());
+        SqliteRegistryStore fresh(root.str(), quick);
         for (SqliteRegistryStore* s : {store.get(), &fresh}) {
             EXPECT_EQ(tryOpen(*s, "Software\\App", Hive::CurrentUser, true), regerr::Success);  // nothing to write
             EXPECT_EQ(tryOpen(*s, "Software\\New", Hive::CurrentUser, true), regerr::SharingViolation);
             EXPECT_EQ(read(*s, open(*s, "Software\\App"), "v").data, dword(1));
         }
     }
-    writer.go();
-    EXPECT_EQ(writer.exitCode(), 0);
+    hold("ROLLBACK");
     put(*store, key, "v", regtype::Dword, dword(2));
-    store.reset();  // no connection may stay for the exclusive lock
 
-    // A process with the hive locked exclusively keeps even readers out.
-    exclusive.go();
-    ASSERT_TRUE(exclusive.heard());
-    SqliteRegistryStore fresh(root.str(), quick());
-    EXPECT_EQ(tryOpen(fresh, "Software\\App", Hive::CurrentUser, true), regerr::SharingViolation);
-    EXPECT_EQ(tryOpen(fresh, "Software\\App"), regerr::SharingViolation);
-    exclusive.go();
-    EXPECT_EQ(exclusive.exitCode(), 0);
-    EXPECT_EQ(read(fresh, open(fresh, "Software\\App"), "v").data, dword(2));
+    // One with the hive locked exclusively keeps even readers out.
+    store.reset();  // no connection may stay for the exclusive lock
+    SqliteRegistryStore later(root.str(), quick);
+    hold("PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE; UPDATE keys SET path = path");
+    EXPECT_EQ(tryOpen(later, "Software\\App", Hive::CurrentUser, true), regerr::SharingViolation);
+    EXPECT_EQ(tryOpen(later, "Software\\App"), regerr::SharingViolation);
+    sqlite3_close(other);
+    EXPECT_EQ(read(later, open(later, "Software\\App"), "v").data, dword(2));
 }
 
 TEST(SqliteRegistryStore, EveryWriteSurvivesTheWriterDyingAndABatchIsKeptWholeOrNotAtAll) {

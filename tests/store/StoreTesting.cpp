@@ -105,26 +105,9 @@ int Child::exitCode() {
     return waited && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-bool runningAsRoot() {
-    return ::geteuid() == 0;
-}
-
 bool becomeAnotherUser() {
     constexpr uid_t kNobody = 65534;
-    return !runningAsRoot() || (::setgroups(0, nullptr) == 0 && ::setgid(kNobody) == 0 && ::setuid(kNobody) == 0);
-}
-
-int holdWriteLock(Child& child, const std::string& file, bool exclusiveLocking) {
-    sqlite3* db = nullptr;
-    if (sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK)
-        return 1;
-    const char* sql = exclusiveLocking ? "PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE; UPDATE keys SET path = path"
-                                       : "BEGIN IMMEDIATE; UPDATE keys SET path = path";
-    if (sqlite3_exec(db, sql, nullptr, nullptr, nullptr) != SQLITE_OK || !child.go() || !child.heard())
-        return 2;
-    sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
-    sqlite3_close(db);
-    return 0;
+    return ::geteuid() != 0 || (::setgroups(0, nullptr) == 0 && ::setgid(kNobody) == 0 && ::setuid(kNobody) == 0);
 }
 
 }  // namespace paramcor::test

@@ -57,9 +57,5 @@ private:
 // In a child: becomes a user with no rights of its own ("nobody") when the tests run
 // as root, so that permissions hold as they do for the users of a workstation.
 bool becomeAnotherUser();
-bool runningAsRoot();
-
-// In a child: holds a write transaction on the hive until told to let go.
-int holdWriteLock(Child& child, const std::string& file, bool exclusiveLocking);
 
 }  // namespace paramcor::test
