@@ -27,53 +27,39 @@ INSTANTIATE_TEST_SUITE_P(Sqlite, RegistryStoreConformance,
 
 }  // namespace
 
-TEST(SqliteRegistryStore, FilesAndFoldersAppearOnlyWhenWritten) {
+TEST(SqliteRegistryStore, HiveFilesAreMadeByWritesAloneAndOnlyReadWithoutWritePermission) {
     TempFolder root("layout");
     const fs::path user = root.path() / "user";
-    const fs::path machine = root.path() / "machine";
+    const std::string machine = (root.path() / "machine").string();
     {
-        SqliteRegistryStore store(user.string(), machine.string());
         // Reads find empty hives, with their root key, and create nothing.
+        SqliteRegistryStore store(user.string(), machine);
         for (const Hive hive : {Hive::ClassesRoot, Hive::CurrentUser, Hive::LocalMachine}) {
             std::string name;
             EXPECT_EQ(tryOpen(store, "Software", hive), regerr::FileNotFound);
             EXPECT_EQ(store.enumKey(open(store, "", hive), 0, &name), regerr::NoMoreItems);
         }
         EXPECT_FALSE(fs::exists(root.path()));
-        create(store, "Software\\Vendor", Hive::LocalMachine);
-        EXPECT_TRUE(fs::exists(machine / "HKEY_LOCAL_MACHINE.db"));
-        EXPECT_FALSE(fs::exists(user));
-        put(store, create(store, ""), "", regtype::Dword, dword(7));
+        put(store, create(store, "Software\\App"), "v", regtype::Dword, dword(1));
+        put(store, create(store, ""), "", regtype::Dword, dword(7));  // the root key holds values like any other
+        EXPECT_FALSE(fs::exists(machine));
         EXPECT_FALSE(fs::exists(user / "HKEY_CLASSES_ROOT.db"));
     }
-    // The root key holds values like any other.
-    SqliteRegistryStore again(user.string(), machine.string());
-    EXPECT_EQ(read(again, open(again, ""), "").data, dword(7));
-}
-
-TEST(SqliteRegistryStore, HivesThatMayNotBeWritten) {
     // A hive file without write permission is read, and enumerated, read-only; the
     // other hives of its folder are not affected, and the file is left as it was.
-    TempFolder root("readonly");
-    {
-        SqliteRegistryStore store(root.str());
-        put(store, create(store, "Software\\App"), "v", regtype::Dword, dword(1));
-    }
-    const fs::path file = root.path() / "HKEY_CURRENT_USER.db";
+    const fs::path file = user / "HKEY_CURRENT_USER.db";
     fs::permissions(file, fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write,
                     fs::perm_options::remove);
-    const auto before = folderState(root.path(), true);
-    {
-        SqliteRegistryStore store(root.str());
-        for (const char* path : {"Software\\App", "Software\\New", ""})
-            EXPECT_EQ(tryOpen(store, path, Hive::CurrentUser, true), regerr::AccessDenied) << path;
-        EXPECT_EQ(read(store, open(store, "Software\\App"), "v").data, dword(1));
-        std::string name;
-        EXPECT_EQ(store.enumKey(open(store, "Software"), 0, &name), regerr::Success);
-        EXPECT_EQ(name, "App");
-        EXPECT_EQ(tryOpen(store, "Software\\App", Hive::ClassesRoot, true), regerr::Success);
-    }
-    EXPECT_EQ(folderState(root.path()).at("HKEY_CURRENT_USER.db"), before.at("HKEY_CURRENT_USER.db"));
+    const auto before = folderState(user, true);
+    SqliteRegistryStore store(user.string(), machine);
+    for (const char* path : {"Software\\App", "Software\\New", ""})
+        EXPECT_EQ(tryOpen(store, path, Hive::CurrentUser, true), regerr::AccessDenied) << path;
+    EXPECT_EQ(read(store, open(store, ""), "").data, dword(7));
+    std::string name;
+    EXPECT_EQ(store.enumKey(open(store, "Software"), 0, &name), regerr::Success);
+    EXPECT_EQ(name, "App");
+    EXPECT_EQ(tryOpen(store, "Software\\App", Hive::ClassesRoot, true), regerr::Success);
+    EXPECT_EQ(folderState(user).at("HKEY_CURRENT_USER.db"), before.at("HKEY_CURRENT_USER.db"));
 }
 
 TEST(SqliteRegistryStore, FilesThatAreNotHivesAreNamedAndNeverChanged) {
