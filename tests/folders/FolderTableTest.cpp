@@ -122,7 +122,7 @@ TEST_F(FolderResolution, StoredLocationsAreNormalised) {
     EXPECT_EQ(par->Percorso("Rete"), "//server/share/");
 }
 
-TEST_F(FolderResolution, WritingRestoresTheSelectionLastPushed) {
+TEST_F(FolderResolution, WritingRestoresTheSelectionLastPushedAndTheFixedProperties) {
     par->Programma("Chiamante");
     par->Push();
     par->LocalMachine();
@@ -138,11 +138,8 @@ TEST_F(FolderResolution, WritingRestoresTheSelectionLastPushed) {
     par->ScriviPercorso("Percorso", "/mai");
     EXPECT_EQ(storedText(Hive::CurrentUser, ""), "/altrove");
     EXPECT_EQ(platform.messages().size(), 1u);
-}
 
-TEST_F(FolderResolution, TableRowsAndFixedProperties) {
     EXPECT_EQ(par->TotalePercorsi(), 15);
-    EXPECT_FALSE(par->GestionePercorsi());
     QString nome = "x", def = "x", current = "x", rif = "x";
     EXPECT_FALSE(par->DatiPercorso(16, nome, def, current, rif));
     EXPECT_FALSE(par->DatiPercorso(-1, nome, def, current, rif));
@@ -150,8 +147,8 @@ TEST_F(FolderResolution, TableRowsAndFixedProperties) {
     ASSERT_TRUE(par->DatiPercorso(15, nome, def, current, rif));
     EXPECT_EQ(nome, "Custom9");
 
-    par->PercorsoDxf("/altrove");
-    EXPECT_EQ(par->PercorsoDxf(), wincor + "Dxf/");
+    par->PercorsoDxf("/altrove");  // read-only
+    EXPECT_EQ(par->PercorsoDxf(), "/dxf/");
     // These two resolve their folder, storing its default, but hand back nothing.
     EXPECT_EQ(par->PercorsoISOSlabvista(), QVariant());
     EXPECT_EQ(par->PercorsoDFFLocale(), QVariant());

@@ -31,12 +31,8 @@ std::vector<bool> selection(QListWidget* list) {
 int topRow(QListWidget* list) {
     return list->indexAt(QPoint(0, 0)).row();
 }
-QString locationShown(QWidget* editor, const char* name) {
-    return child<QTreeWidget>(editor, "grdPercorsi")->findItems(name, Qt::MatchExactly, 0).value(0)->text(1);
-}
-void select(QWidget* editor, const char* name) {
-    auto* grid = child<QTreeWidget>(editor, "grdPercorsi");
-    grid->setCurrentItem(grid->findItems(name, Qt::MatchExactly, 0).value(0));
+QTreeWidgetItem* row(QWidget* editor, const char* name) {
+    return child<QTreeWidget>(editor, "grdPercorsi")->findItems(name, Qt::MatchExactly, 0).value(0);
 }
 
 TEST(DependencyWindow, SelectionButtonsKeepTheCurrentItemAndScrollAndOnlyConfirmCounts) {
@@ -49,13 +45,12 @@ TEST(DependencyWindow, SelectionButtonsKeepTheCurrentItemAndScrollAndOnlyConfirm
         new QListWidgetItem(QStringLiteral("Cartella %1").arg(i), list);
     for (const int i : {2, 31, 33, 50})
         list->item(i)->setSelected(true);
-    const std::vector<bool> original = selection(list);
     form.resize(420, 260);
     list->setCurrentRow(30, QItemSelectionModel::NoUpdate);
     list->scrollToItem(list->item(25), QAbstractItemView::PositionAtTop);
     const int top = topRow(list);
     ASSERT_GT(top, 0);
-    std::vector<bool> inverted = original;
+    std::vector<bool> inverted = selection(list);
     inverted.flip();
     const std::pair<const char*, std::vector<bool>> steps[] = {
         {"InvButton", inverted}, {"AllButton", std::vector<bool>(80, true)}, {"ClearButton", std::vector<bool>(80, false)}};
@@ -115,7 +110,7 @@ TEST_F(FolderEditor, WritesWhatIsConfirmedAndNothingOnLeaving) {
         auto* grid = child<QTreeWidget>(editor, "grdPercorsi");
         ASSERT_EQ(grid->topLevelItemCount(), 2);  // the filter: name or reference
         EXPECT_EQ(grid->topLevelItem(1)->text(2), root + "Disegni/Dxf/");
-        select(editor, "Disegni");
+        grid->setCurrentItem(row(editor, "Disegni"));
         auto* fallback = child<QLineEdit>(editor, "PercorsoDefault");
         EXPECT_EQ(fallback->text(), root + "Disegni/");
         EXPECT_TRUE(fallback->isReadOnly());
@@ -136,7 +131,7 @@ TEST_F(FolderEditor, WritesWhatIsConfirmedAndNothingOnLeaving) {
         });
         click(editor, "CambiaPercorso");
         EXPECT_EQ(child<QLineEdit>(editor, "PercorsoCorrente")->text(), chosen + "/");
-        EXPECT_EQ(locationShown(editor, "DXF"), chosen + "/Dxf/");
+        EXPECT_EQ(row(editor, "DXF")->text(1), chosen + "/Dxf/");
         test::clickToolbarButton(editor, "Conferma");
     });
     EXPECT_TRUE(par.CambiaPercorsi("disegni"));
@@ -147,21 +142,21 @@ TEST_F(FolderEditor, WritesWhatIsConfirmedAndNothingOnLeaving) {
     auto& boxes = installation.platform().boxes();
     boxes.answers = {mb::Yes};
     test::onNextModal([&](QWidget* editor) {
-        select(editor, "Lastre");
+        child<QTreeWidget>(editor, "grdPercorsi")->setCurrentItem(row(editor, "Lastre"));
         // A folder another program moves meanwhile is shown where it went.
         auto other = installation.platform().otherProgramStore();
         test::putValue(other, Hive::CurrentUser, "SOFTWARE\\Corvel", "PercorsoDXF", regtype::String, {'/', 'd', '/'});
         const QDeadlineTimer deadline(5000);
-        while (locationShown(editor, "DXF") != "/d/" && !deadline.hasExpired())
+        while (row(editor, "DXF")->text(1) != "/d/" && !deadline.hasExpired())
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
-        EXPECT_EQ(locationShown(editor, "DXF"), "/d/");
+        EXPECT_EQ(row(editor, "DXF")->text(1), "/d/");
         click(editor, "cmdTuttiDefault");
         auto* location = child<QLineEdit>(editor, "PercorsoCorrente");
         EXPECT_EQ(location->text(), root + "Lastre/");
         location->selectAll();
         QTest::keyClicks(location, "/altrove/lastre");
         QTest::keyClick(location, Qt::Key_Return);  // takes the folder, does not confirm
-        EXPECT_EQ(locationShown(editor, "Lastre"), "/altrove/lastre");
+        EXPECT_EQ(row(editor, "Lastre")->text(1), "/altrove/lastre");
         QTest::keyClick(editor, Qt::Key_Escape);
     });
     EXPECT_FALSE(par.CambiaPercorsi());

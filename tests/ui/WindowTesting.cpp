@@ -9,13 +9,8 @@
 namespace paramcor::test {
 namespace {
 
-struct Wording {
-    const char* italian;
-    const char* english;
-    const char* german;
-};
-
-const Wording kWordings[] = {
+// Italian, English, German.
+const char* const kWordings[][3] = {
     {"Cambio Lingua", "Language", "Sprache"},
     {"Conferma", "Confirm", "Bestätigen"},
     {"Esci", "Exit", "Beenden"},
@@ -40,19 +35,19 @@ const Wording kWordings[] = {
 std::vector<TextRow> windowTexts() {
     std::vector<TextRow> rows;
     int key = 0;
-    for (const Wording& w : kWordings) {
-        TextRow row{"CVLPARAMCOR", QStringLiteral("T%1").arg(++key, 3, 10, QLatin1Char('0')),
-                    QString::fromUtf8(w.italian), QString::fromUtf8(w.english)};
-        row.tedesco = QString::fromUtf8(w.german);
+    for (const auto& w : kWordings) {
+        TextRow row{"CVLPARAMCOR", QStringLiteral("T%1").arg(++key, 3, 10, QLatin1Char('0')), QString::fromUtf8(w[0]),
+                    QString::fromUtf8(w[1])};
+        row.tedesco = QString::fromUtf8(w[2]);
         rows.push_back(row);
     }
     return rows;
 }
 
 QString windowText(const QString& italian, short language) {
-    for (const Wording& w : kWordings)
-        if (QString::fromUtf8(w.italian) == italian)
-            return QString::fromUtf8(language == 2 ? w.english : language == 3 ? w.german : w.italian);
+    for (const auto& w : kWordings)
+        if (QString::fromUtf8(w[0]) == italian)
+            return QString::fromUtf8(w[language - 1]);
     ADD_FAILURE() << "no test wording " << italian.toStdString();
     return italian;
 }

@@ -72,18 +72,16 @@ TEST(ControllaValori, AddsTheFiveMetricRowsOnlyToADatabaseWithoutAnyAndReportsFa
 
 const units::Translate kItalian = [](const QString& wording) { return wording; };
 
-units::UnitEntries entries(int system, QStringList symbols, QStringList factors, QString currency = "$   = USD") {
-    units::UnitEntries e;
-    e.system = system;
-    e.currency = currency;
-    for (int m = 0; m < 3; ++m) {
-        e.symbols[m] = symbols[m];
-        e.factors[m] = factors[m];
-    }
-    return e;
-}
+using Entries = units::UnitEntries;
+const QString kUsd = "$   = USD";
 
-TEST(UnitEntries, DefaultsAndTheirExamples) {
+struct Worked {
+    units::UnitEntries entries;
+    QChar decimal;
+    std::array<QString, 3> lines;
+};
+
+TEST(UnitEntries, DefaultsAndExamplesWorkedOutWithTheFactorsAndSymbols) {
     EXPECT_THROW(units::systemDefaults(3), std::out_of_range);
 
     const auto metric = units::defaultExamples(0, kItalian);
@@ -92,21 +90,12 @@ TEST(UnitEntries, DefaultsAndTheirExamples) {
     const auto inches = units::defaultExamples(2, kItalian);
     EXPECT_EQ(inches[0], "Digitazione misure  --> pollici");
     EXPECT_EQ(inches[3], QString::fromUtf8(" 9,504 pollici³  ==>    9,504/1,728   = 5.5 piedi³ * Peso Specifico = peso"));
-}
-
-struct Worked {
-    units::UnitEntries entries;
-    QChar decimal;
-    std::array<QString, 3> lines;
-};
-
-TEST(UnitEntries, ExamplesAreWorkedOutWithTheFactorsAndSymbols) {
     const QString m2 = QString::fromUtf8("m²");
     const Worked cases[] = {
-        {entries(0, {"m", m2, "kg"}, {" 2,5 ", "2", "3"}), u',',
+        {Entries{0, kUsd, {"m", m2, "kg"}, {" 2,5 ", "2", "3"}}, u',',
          {"    3.200 mm  ==>     3.200/2,5    = 1280 m", QString::fromUtf8("6.500.000 mm² ==> 6.500.000/2 = 3.250.000 m²"),
           QString::fromUtf8("2.000.000 mm³ ==> 2.000.000/3  = (666.666,667) * Peso Specifico= kg")}},
-        {entries(1, {"yd", QString::fromUtf8("yd²"), "lb"}, {"36", "1296", "1728"}), u'.',
+        {Entries{1, kUsd, {"yd", QString::fromUtf8("yd²"), "lb"}, {"36", "1296", "1728"}}, u'.',
          {"   180 pollici   ==>       180/36     = 5 yd",
           QString::fromUtf8(" 1,440 pollici²  ==>     1,440/1296    = 1.111 yd²"),
           QString::fromUtf8(" 9,504 pollici³  ==>     9,504/1728   = 5.5) * Peso Specifico= lb")}},
@@ -115,8 +104,9 @@ TEST(UnitEntries, ExamplesAreWorkedOutWithTheFactorsAndSymbols) {
         const auto lines = units::workedExamples(c.entries, c.decimal, kItalian);
         EXPECT_EQ(QStringList(lines.begin(), lines.end()), QStringList(c.lines.begin(), c.lines.end()));
     }
-    EXPECT_THROW(units::workedExamples(entries(0, {"m", "m", "m"}, {"1", "0", "1"}), u'.', kItalian), std::domain_error);
-    EXPECT_THROW(units::workedExamples(entries(0, {"m", "m", "m"}, {"1", "1", "1O0"}), u'.', kItalian),
+    EXPECT_THROW(units::workedExamples(Entries{0, kUsd, {"m", "m", "m"}, {"1", "0", "1"}}, u'.', kItalian),
+                 std::domain_error);
+    EXPECT_THROW(units::workedExamples(Entries{0, kUsd, {"m", "m", "m"}, {"1", "1", "1O0"}}, u'.', kItalian),
                  std::invalid_argument);
 }
 
@@ -135,17 +125,17 @@ TEST(UnitEntries, WhatTheBoxesTakeAndWhatMustBeFilledIn) {
 
     const QString factor = "Fattore di Conversione", symbol = "Simbolo";
     const std::pair<units::UnitEntries, QString> checks[] = {
-        {entries(0, {"m", "m", "m"}, {"1", "1", "1"}), ""},
-        {entries(0, {"m", "m", "m"}, {"0", "1", "1"}), factor},
-        {entries(0, {"m", "m", "m"}, {"1", "1", "."}), factor},
-        {entries(0, {"   ", "m", "m"}, {"1", "1", "1"}), symbol},
-        {entries(0, {"", "m", "m"}, {"1", "1", "0"}), factor},  // a factor before a symbol
-        {entries(0, {"m", "m", "m"}, {"1", "1", "1"}, "  "), "Valuta"},
+        {Entries{0, kUsd, {"m", "m", "m"}, {"1", "1", "1"}}, ""},
+        {Entries{0, kUsd, {"m", "m", "m"}, {"0", "1", "1"}}, factor},
+        {Entries{0, kUsd, {"m", "m", "m"}, {"1", "1", "."}}, factor},
+        {Entries{0, kUsd, {"   ", "m", "m"}, {"1", "1", "1"}}, symbol},
+        {Entries{0, kUsd, {"", "m", "m"}, {"1", "1", "0"}}, factor},  // a factor before a symbol
+        {Entries{0, "  ", {"m", "m", "m"}, {"1", "1", "1"}}, "Valuta"},
     };
     for (const auto& [e, missing] : checks)
         EXPECT_EQ(units::missingEntry(e, u'.'), missing);
 
-    const auto rows = units::rowValues(entries(2, {"yd", "ft", "tonne"}, {"36", "144", "1000000"}, "SWFR= FRANCO"));
+    const auto rows = units::rowValues(Entries{2, "SWFR= FRANCO", {"yd", "ft", "tonne"}, {"36", "144", "1000000"}});
     EXPECT_EQ(QStringList(rows.begin(), rows.end()), QStringList({"2", "SWFRFRANCO", "yd  36", "ft  144", "tonn1000000"}));
     EXPECT_EQ(units::currencyEntry(QString::fromUtf8("€"), "euro"), QString::fromUtf8("€   = EURO"));
 }
