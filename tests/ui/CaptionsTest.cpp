@@ -8,7 +8,6 @@
 #include "units/ui/FormMisure.h"
 #include "units/ui/FormValuta.h"
 
-#include <functional>
 #include <memory>
 
 namespace paramcor {
@@ -40,29 +39,21 @@ const Caption kCaptions[] = {
     {"FormDipendenze", "InvButton", "text", "Inverti", false},
 };
 
-std::unique_ptr<QWidget> open(const QString& window, Parametri& par, short language) {
-    const std::map<QString, std::function<QWidget*()>> windows = {
-        {"FormLingua", [&] { return new ui::FormLingua(par, language); }},
-        {"FormMisure", [] { return new ui::FormMisure; }},
-        {"FormValuta", [&] { return new ui::FormValuta(par); }},
-        {"FormTesto", [&] { return new ui::FormTesto(par); }},
-        {"FormDipendenze", [&] { return new ui::FormDipendenze(par); }},
-    };
-    return std::unique_ptr<QWidget>(windows.at(window)());
-}
-
 TEST(Captions, AreInTheUsersLanguage) {
     test::WindowInstallation installation;
     for (const short language : {2, 3}) {
         installation.setLanguage(language);
         Parametri par;  // also makes the unit rows the units window needs
         std::map<QString, std::unique_ptr<QWidget>> windows;
+        windows["FormLingua"].reset(new ui::FormLingua(par, language));
+        windows["FormMisure"].reset(new ui::FormMisure);
+        windows["FormValuta"].reset(new ui::FormValuta(par));
+        windows["FormTesto"].reset(new ui::FormTesto(par));
+        windows["FormDipendenze"].reset(new ui::FormDipendenze(par));
         for (const Caption& c : kCaptions) {
             SCOPED_TRACE(QStringLiteral("%1 %2.%3 in %4").arg(c.window, c.control, c.property).arg(language).toStdString());
-            auto& window = windows[c.window];
-            if (!window)
-                window = open(c.window, par, language);
-            const QObject* control = *c.control ? window->findChild<QObject*>(c.control) : window.get();
+            const QWidget* window = windows.at(c.window).get();
+            const QObject* control = *c.control ? window->findChild<QObject*>(c.control) : window;
             ASSERT_NE(control, nullptr);
             const QString italian = QString::fromUtf8(c.italian);
             EXPECT_EQ(control->property(c.property).toString(),

@@ -25,51 +25,41 @@ using test::child;
 const QString kProgram = QStringLiteral("Taglio");
 const QString kVersion = QStringLiteral("3.1.4");
 
-class InformationWindows : public ::testing::Test {
-protected:
-    InformationWindows() {
-        platform.writeInstallationFile(test::fileBytes(CVLPARAMCOR_SAMPLES "/ParamCor.txt"));
-        const QString texts = platform.folder() + "/Testi/";
-        EXPECT_TRUE(QDir().mkpath(texts));
-        EXPECT_TRUE(QFile::copy(CVLPARAMCOR_SAMPLES "/Testi/CvlTrad.mdb", texts + "CvlTrad.mdb"));
-        QFile::setPermissions(texts + "CvlTrad.mdb", QFile::ReadOwner | QFile::WriteOwner);
+void click(QWidget* form, const char* button) {
+    QTest::mouseClick(child<QPushButton>(form, button), Qt::LeftButton);
+}
+// The text of a label or a line edit.
+QString shown(QWidget* form, const char* name) {
+    const QObject* found = form->findChild<QObject*>(name);
+    return found ? found->property("text").toString() : QStringLiteral("<none>");
+}
+
+TEST(InformationWindows, ShowTheRecordsInTheUsersLanguageAndMailThemToSupport) {
+    test::TestPlatform platform;
+    platform.writeInstallationFile(test::fileBytes(CVLPARAMCOR_SAMPLES "/ParamCor.txt"));
+    const QString texts = platform.folder() + "/Testi/";
+    ASSERT_TRUE(QDir().mkpath(texts));
+    ASSERT_TRUE(QFile::copy(CVLPARAMCOR_SAMPLES "/Testi/CvlTrad.mdb", texts + "CvlTrad.mdb"));
+    QFile::setPermissions(texts + "CvlTrad.mdb", QFile::ReadOwner | QFile::WriteOwner);
+    {
         Parametri par;
+        par.Lingua(2);
         par.VersioneProdotto("2026.2");
-        par.VersioneProdottoMarmo("2026.2.3");
         par.VersioneProdottoVetro("2026.1.7");
         par.VersioneProdottoVetroCam("2026.1.2");
         // The machine's own telephone number wins over the installation file's.
         par.LocalMachine();
         par.ScriviParametroStringa("TelefonoFornitore", "+39 0423 123456");
     }
-
-    static void click(QWidget* form, const char* button) {
-        QTest::mouseClick(child<QPushButton>(form, button), Qt::LeftButton);
-    }
-    // The text of a label or a line edit.
-    static QString shown(QWidget* form, const char* name) {
-        const QObject* found = form->findChild<QObject*>(name);
-        return found ? found->property("text").toString() : QStringLiteral("<none>");
-    }
-    // The window a member of Parametri opens, closed at once.
-    static QString opened(const std::function<void()>& open) {
-        QString name;
-        test::onNextModal([&](QWidget* window) {
-            name = window->objectName();
-            window->close();
-        });
-        open();
-        return name;
-    }
-
-    test::TestPlatform platform;
-};
-
-TEST_F(InformationWindows, ShowTheRecordsInTheUsersLanguageAndMailThemToSupport) {
     Parametri par;
-    par.Lingua(2);
-    EXPECT_EQ(opened([&] { par.Informazioni(kProgram, kVersion); }), "FormInformazioni");
-    EXPECT_EQ(opened([&] { par.Versioni(); }), "FormVersioni");
+    const std::pair<std::function<void()>, QString> openers[] = {
+        {[&] { par.Informazioni(kProgram, kVersion); }, "FormInformazioni"}, {[&] { par.Versioni(); }, "FormVersioni"}};
+    for (const auto& [open, name] : openers) {
+        QString opened;
+        test::onNextModal([&](QWidget* window) { opened = window->objectName(), window->close(); });
+        open();
+        EXPECT_EQ(opened, name);
+    }
 
     ui::FormInformazioni form(par, kProgram, kVersion);
     EXPECT_EQ(form.windowTitle(), "About Taglio");

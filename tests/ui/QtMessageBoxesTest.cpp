@@ -1,10 +1,8 @@
-// The message boxes of a program with windows, and how they and the dialogs get
-// installed.
+// The message boxes of a program with windows, and how they get installed.
 #include "WindowTesting.h"
 #include "ui/QtMessageBoxes.h"
 
 #include <QAbstractButton>
-#include <QApplication>
 #include <QMessageBox>
 #include <QProcess>
 #include <QPushButton>
@@ -76,26 +74,6 @@ TEST(Windows, AreInstalledInAProgramThatOnlyLinksThem) {
     ASSERT_TRUE(client.waitForFinished(60000));
     EXPECT_EQ(client.exitCode(), 0);
     EXPECT_EQ(client.readAllStandardOutput().trimmed(), "QMessageBox");
-}
-
-// A program that links the windows and has a QApplication gets its windows
-// through the default platform, with nothing to install.
-TEST(Windows, AreThePlatformsDefaultsInAProgramWithAQApplication) {
-    test::WindowInstallation installation;
-    Platform p;  // the store and folder only: messages and windows are the defaults
-    p.registry = platform().registry;
-    p.libraryFolder = installation.folder();
-    installPlatform(p);
-    Parametri par;
-    QString form;
-    onNextModal([&](QWidget* window) {
-        form = window->objectName();
-        QTest::mouseClick(test::child<QAbstractButton>(window, "Option1_1"), Qt::LeftButton);
-        QTest::mouseClick(test::child<QAbstractButton>(window, "Command1"), Qt::LeftButton);
-    });
-    EXPECT_TRUE(par.CambiaLingua());
-    EXPECT_EQ(form, "FormLingua");
-    EXPECT_EQ(par.Lingua(), 2);
 }
 
 }  // namespace
