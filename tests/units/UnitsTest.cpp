@@ -1,8 +1,10 @@
 // The unit settings rows of the text database, and the units window's logic:
-// defaults, checks, worked examples, loading and saving.
-#include "support/TestPlatform.h"
+// defaults, checks, worked examples with their fixed-width quotients, loading and
+// saving.
 #include "base/SqlDatabase.h"
+#include "support/TestPlatform.h"
 #include "texts/TextTable.h"
+#include "units/NumberMask.h"
 #include "units/UnitRows.h"
 #include "units/UnitSettings.h"
 
@@ -12,6 +14,8 @@
 #include <QFile>
 
 #include <gtest/gtest.h>
+
+#include <stdexcept>
 
 namespace paramcor {
 namespace {
@@ -44,14 +48,11 @@ TEST(ControllaValori, AddsTheFiveMetricRowsOnlyToADatabaseWithoutAnyAndReportsFa
     par.ControllaValori(db);  // nothing more the second time
     const auto rows = unitRows(db);
     ASSERT_EQ(rows.size(), 5u);
-    const std::pair<QString, QString> expected[] = {{"01_SYS", "0"},
-                                                    {"02_VAL", QString::fromUtf8("€   euro")},
-                                                    {"03_LIN", "m   1000"},
-                                                    {"04_SUP", QString::fromUtf8("m²  1000000")},
-                                                    {"05_VOL", "kg  1000000"}};
+    const char* const expected[][2] = {{"01_SYS", "0"}, {"02_VAL", "€   euro"}, {"03_LIN", "m   1000"},
+                                       {"04_SUP", "m²  1000000"}, {"05_VOL", "kg  1000000"}};
     const QString today = QDate::currentDate().toString("yyyyMMdd");
     for (std::size_t i = 0; i < rows.size(); ++i)
-        EXPECT_EQ(rows[i], QStringList(expected[i].first) + QStringList(15, expected[i].second) +
+        EXPECT_EQ(rows[i], QStringList(expected[i][0]) + QStringList(15, QString::fromUtf8(expected[i][1])) +
                                QStringList({today, today, "TTTTTTTTTTTTTTT", " ", "020", "0"}));
 
     // One PARAM row is enough to leave the database alone.
@@ -60,8 +61,7 @@ TEST(ControllaValori, AddsTheFiveMetricRowsOnlyToADatabaseWithoutAnyAndReportsFa
     SqlDatabase(partial, SqlDatabase::Mode::ReadWrite)
         .exec("INSERT INTO Testi(Programma, Progressivo, TESTO_01) VALUES('PARAM', '01_SYS', '2')");
     par.ControllaValori(partial);
-    ASSERT_EQ(unitRows(partial).size(), 1u);
-    EXPECT_EQ(unitRows(partial)[0][1], "2");
+    EXPECT_EQ(unitRows(partial).size(), 1u);
 
     // Database failures reach the caller.
     EXPECT_THROW(par.ControllaValori(platform.folder() + "/missing.mdb"), TextDatabaseError);
@@ -197,6 +197,35 @@ TEST_F(UnitSettingsFile, SavesEveryLanguageOrOneAndANewCurrency) {
     rows = unitRows(db);
     EXPECT_EQ(rows[1][3], "SWFRFRANCO");
     EXPECT_EQ(rows[1][2], imperial[1]);
+}
+
+struct Formatted {
+    double value;
+    QChar decimal;
+    const char* text;
+};
+
+TEST(NumberMask, RoundsToThreeDecimalsGroupsFromFiveDigitsAndRightAlignsInTwelve) {
+    const Formatted cases[] = {
+        {15, u'.', "          15"},          {5.5, u'.', "         5.5"},        {3.2, u',', "         3,2"},
+        {1.0 / 3, u'.', "       0.333"},     {2.0 / 3, u',', "       0,667"},    {0.0005, u'.', "       0.001"},
+        {0.0004, u'.', "           0"},      {-0.0004, u'.', "           0"},    {-2.5, u'.', "        -2.5"},
+        {1440, u'.', "        1440"},        {12500, u'.', "      12,500"},      {3250000, u',', "   3.250.000"},
+        {666666.6667, u',', " 666.666,667"}, {999999.999, u'.', " 999,999.999"}, {1e8, u'.', " 100,000,000"},
+        {9999999.999, u'.', "************"}, {1e11, u'.', "************"},
+    };
+    for (const Formatted& c : cases)
+        EXPECT_EQ(units::formatNumber(c.value, "12.3.4", c.decimal, c.decimal == u'.' ? u',' : u'.'),
+                  QString::fromLatin1(c.text))
+            << c.value;
+}
+
+TEST(NumberMask, OtherMasksAndMalformedOnes) {
+    EXPECT_EQ(units::formatNumber(1234.5678, "8.2.3", u'.', u','), "1,234.57");
+    EXPECT_EQ(units::formatNumber(2.5, "4.0.9", u'.', u','), "   3");
+    EXPECT_EQ(units::formatNumber(123456, "5.0.9", u'.', u','), "*****");
+    for (const char* mask : {"12.3", "12.x.4", "0.3.4", "", "12.3.4.5"})
+        EXPECT_THROW(units::parseNumberMask(mask), std::invalid_argument) << mask;
 }
 
 }  // namespace
