@@ -38,8 +38,9 @@ struct Read {
     std::string name;  // when enumerated
 };
 Read read(RegistryStore& store, KeyHandle key, const std::string& name, std::uint32_t capacity = 1u << 20);
-// Whether `read` is what a store may give back for `written`, of type `type`.
-::testing::AssertionResult readsBackAs(const Bytes& read, std::uint32_t type, const Bytes& written);
+// Every subkey or value of a key, enumerated from index 0 until NoMoreItems, and their names.
+std::vector<Read> listed(RegistryStore& store, KeyHandle key, bool values);
+std::vector<std::string> names(const std::vector<Read>& found);
 
 struct StoreUnderTest {
     std::string name;  // a valid test name part
