@@ -5,7 +5,6 @@
 #include <CVLParamcor/SqliteRegistryStore.h>
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace paramcor::test {
 
@@ -62,8 +61,7 @@ TEST(SqliteHiveFiles, AReaderWithoutWriteRightsReadsTheMachineHiveWhateverBecame
     // restoring the hive file alone removes the change counter too.
     makeDatabase(hive, "SELECT count(*) FROM keys");
     fs::remove(hive.string() + "-changes");
-    ASSERT_FALSE(fs::exists(hive.string() + "-wal"));
-    ASSERT_FALSE(fs::exists(hive.string() + "-shm"));
+    ASSERT_FALSE(fs::exists(hive.string() + "-wal") || fs::exists(hive.string() + "-shm"));
     // Nobody may write there, root included: as for a user without rights.
     fs::permissions(hive, static_cast<fs::perms>(0444));
     fs::permissions(machine, static_cast<fs::perms>(0555));
@@ -92,45 +90,6 @@ TEST(SqliteHiveFiles, AReaderWithoutWriteRightsReadsTheMachineHiveWhateverBecame
     EXPECT_TRUE(fs::exists(hive.string() + "-changes"));  // made again by the first write
     reader.go();
     EXPECT_EQ(reader.exitCode(), 0);
-}
-
-TEST(SqliteHiveFiles, AProcessThatCannotBumpTheCounterDoesNotWrite) {
-    // Readers keep what they read until the counter moves: a write that does not
-    // move it would stay unseen. The writer may write the hive but not the counter,
-    // which is somebody else's (as root: the writer runs as another user) or, when
-    // the writer owns it, read-only until the writer puts that right.
-    TempFolder root("counter");
-    const std::string file = (root.path() / "HKEY_CURRENT_USER.db").string();
-    SqliteRegistryStore::Options shared;  // the files are everybody's here
-    shared.userFiles = SqliteRegistryStore::FileAccess::Shared;
-    {
-        SqliteRegistryStore store(root.str(), shared);
-        put(store, create(store, "Software\\App"), "v", regtype::Dword, dword(1));
-    }
-    fs::permissions(root.path(), fs::perms::all);
-    for (const char* suffix : kSideFiles)
-        fs::permissions(file + suffix, static_cast<fs::perms>(0666));
-
-    Child writer([&](Child&) {
-        if (!becomeAnotherUser())
-            return 1;
-        SqliteRegistryStore store(root.str(), shared);
-        KeyHandle key = 0;
-        long rc = store.createKey(Hive::CurrentUser, "Software\\App", &key);  // refused here or at the write
-        rc = rc != regerr::Success ? rc : store.setValue(key, "v", regtype::Dword, dword(2));
-        const bool named = store.diagnostic(Hive::CurrentUser).find(file + "-changes") != std::string::npos;
-        return rc == regerr::Success ? 0 : rc == regerr::AccessDenied && named ? 10 : 3;
-    });
-    SqliteRegistryStore reader(root.str(), shared);
-    for (int i = 0; i < 2; ++i)  // the second from memory
-        ASSERT_EQ(read(reader, open(reader, "Software\\App"), "v").data, dword(1));
-    fs::permissions(file + "-changes", fs::perms::owner_read | fs::perms::group_read | fs::perms::others_read);
-    writer.go();
-    const int code = writer.exitCode();
-    ASSERT_TRUE(code == 0 || code == 10) << code;
-    EXPECT_TRUE(code != 0 || (modeOf(file + "-changes") & 0222) == (modeOf(file) & 0222));  // the owner put it right
-    EXPECT_EQ(read(reader, open(reader, "Software\\App"), "v").data, dword(code == 0 ? 2 : 1));
-    EXPECT_TRUE(code == 10 || ::geteuid() != 0);
 }
 
 TEST(SqliteHiveFiles, TheCounterIsUsedOnlyWhenItIsAFileOfItsOwn) {

@@ -61,7 +61,6 @@ TEST(SqliteRegistryStore, HiveFilesAreMadeByWritesAloneAndOnlyReadWithoutWritePe
 }
 
 TEST(SqliteRegistryStore, FilesThatAreNotHivesAreNamedAndNeverChanged) {
-    const std::string ourId = std::to_string(0x43564C50);
     const struct {
         const char* label;
         std::function<void(const fs::path& file)> make;
@@ -79,7 +78,8 @@ TEST(SqliteRegistryStore, FilesThatAreNotHivesAreNamedAndNeverChanged) {
          regerr::BadDatabase, "another program (application id 1234)"},
         {"our id, other version",
          [&](const fs::path& f) {
-             makeDatabase(f, "PRAGMA application_id=" + ourId + "; PRAGMA user_version=99; CREATE TABLE keys(x)");
+             makeDatabase(f, "PRAGMA application_id=" + std::to_string(0x43564C50) +
+                                 "; PRAGMA user_version=99; CREATE TABLE keys(x)");
          },
          regerr::BadDatabase, "is a hive of another version of CVLParamcor (format 99"},
         {"folder", [](const fs::path& f) { fs::create_directories(f); }, regerr::IoFailed,
@@ -144,14 +144,9 @@ TEST(SqliteRegistryStore, HiveHeldByAnotherProgram) {
     // Another writer: writes wait for it and give up, reads go on.
     hold("BEGIN IMMEDIATE; UPDATE keys SET path = path");
     EXPECT_EQ(store->setValue(key, "v", regtype::Dword, dword(2)), regerr::SharingViolation);
-    {
-        SqliteRegistryStore fresh(root.str(), quick);
-        for (SqliteRegistryStore* s : {store.get(), &fresh}) {
-            EXPECT_EQ(tryOpen(*s, "Software\\App", Hive::CurrentUser, true), regerr::Success);  // nothing to write
-            EXPECT_EQ(tryOpen(*s, "Software\\New", Hive::CurrentUser, true), regerr::SharingViolation);
-            EXPECT_EQ(read(*s, open(*s, "Software\\App"), "v").data, dword(1));
-        }
-    }
+    EXPECT_EQ(tryOpen(*store, "Software\\App", Hive::CurrentUser, true), regerr::Success);  // nothing to write
+    EXPECT_EQ(tryOpen(*store, "Software\\New", Hive::CurrentUser, true), regerr::SharingViolation);
+    EXPECT_EQ(read(*store, open(*store, "Software\\App"), "v").data, dword(1));
     hold("ROLLBACK");
     put(*store, key, "v", regtype::Dword, dword(2));
 
@@ -188,11 +183,10 @@ TEST(SqliteRegistryStore, EveryWriteSurvivesTheWriterDyingAndABatchIsKeptWholeOr
 
     SqliteRegistryStore store(root.str());
     SqliteRegistryStore other(root.str());
-    std::uint32_t found = 0;
-    const KeyHandle durable = open(store, "Software\\Durable");
-    for (std::uint32_t i = 0; i < kValues; ++i)
-        found += read(store, durable, numbered("v", i)).data == dword(i * 3);
-    EXPECT_EQ(found, kValues);
+    const auto found = listed(store, open(store, "Software\\Durable"), true);
+    ASSERT_EQ(found.size(), kValues);
+    for (const Read& v : found)
+        EXPECT_EQ(v.data, dword(static_cast<std::uint32_t>(std::stoul(v.name.substr(1)) * 3))) << v.name;
     EXPECT_EQ(tryOpen(other, "Software\\Dying"), regerr::FileNotFound);
 
     const char* const paths[] = {"Software\\A", "Software\\A\\B", "Software\\C"};
@@ -228,7 +222,6 @@ TEST(SqliteRegistryStore, KeyPathsKeepTheRegistrysLimits) {
     while (longest.size() + 1 + 255 <= reglimit::KeyPath)
         longest += "\\" + std::string(255, 'n');
     longest += "\\" + std::string(reglimit::KeyPath - longest.size() - 1, 'n');
-    ASSERT_EQ(longest.size(), reglimit::KeyPath);
     const std::pair<std::string, long> cases[] = {
         {deepest, regerr::Success},           {deepest + "\\x", regerr::NameTooLong},
         {longest, regerr::Success},           {longest + "\\x", regerr::NameTooLong},
