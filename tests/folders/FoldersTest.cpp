@@ -41,51 +41,46 @@ struct BadFile {
     int icon = 16;
 };
 
-class BadInstallationFile : public ::testing::TestWithParam<BadFile> {};
-
-TEST_P(BadInstallationFile, StopsAtTheFirstFault) {
-    const Reading reading(GetParam().content);
-    ASSERT_FALSE(reading.ok());
-    EXPECT_EQ(reading.in.fault->text, GetParam().message);
-    EXPECT_EQ(reading.in.fault->icon, GetParam().icon);
-    EXPECT_EQ(reading.in.folderCount, 0);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Grammar, BadInstallationFile,
-    ::testing::Values(
-        BadFile{"NoEquals", "' header\r\n\r\nREGISTRYROOT Corvel\r\n", "Missing '=' in line 3\nREGISTRYROOT Corvel"},
-        BadFile{"NoName", "\t = x ' no name", "Missing variable name before '=' in line 1\n= x"},
-        BadFile{"UnknownName", "  Radice\t= y ' comment\r\n", "Unknow variable name RADICE in line 1\nRadice = y"},
-        BadFile{"SecondRoot", "REGISTRYROOT=\nREGISTRYROOT=Corvel\nREGISTRYROOT=Other\n",
-                "Double RegistryRoot definition in line 3", 64},
-        BadFile{"NoFolders", "FOLDERS=0", "Too many CustomPath in line 1\nFOLDERS=0"},
-        BadFile{"TooManyFolders", "FOLDERS=1001", "Too many CustomPath in line 1\nFOLDERS=1001"},
-        BadFile{"SecondFolders", "FOLDERS=2\nFOLDERS=3", "Double CustomPath definition in line 2\nFOLDERS=3"},
-        BadFile{"SecondSupplier", "Fornitore = A\nFORNITORE = B",
-                "Double FORNITORE definition in line 2\nFORNITORE = B"},
-        BadFile{"FolderBeyondCount", "FOLDERS=2\nFOLDER3=Dxf,x", "Wrong folder number 3 in line 2\nFOLDER3=Dxf,x"},
-        BadFile{"FolderTwice", "FOLDERS=2\nFOLDER1=Dxf,x\nfolder1=Dwg,y",
-                "Folder 1 double definition in line 3\nfolder1=Dwg,y"},
-        BadFile{"NoComma", "FOLDERS=2\nFOLDER1=Dxf", "Expected ',' separator in line 2\nFOLDER1=Dxf"},
-        BadFile{"NoFolderName", "FOLDERS=2\nFOLDER1= ,x", "Missing folder name in line 2\nFOLDER1= ,x"},
-        BadFile{"NoDefault", "FOLDERS=2\nFOLDER1=Dxf, ,REF", "Missing default folder in line 2\nFOLDER1=Dxf, ,REF"},
-        BadFile{"TwoMacros", "FOLDERS=4\nFOLDER4=Img,<Dxf>\\<Dwg>",
-                "More then one <> in line 2\nFOLDER4=Img,<Dxf>\\<Dwg>"},
-        BadFile{"UnclosedMacro", "FOLDERS=1\nFOLDER1=Img,<Dxf\\x", "Expected '>' in line 2\nFOLDER1=Img,<Dxf\\x"},
-        BadFile{"Undeclared", "FOLDERS=3\nFOLDER1=A,x\nFOLDER3=C,y", "Missing declaration for folder 2"},
-        BadFile{"SelfReference", "FOLDERS=1\nFOLDER1=Dxf,<dxf>\\x",
-                "Circular reference in default value for folder Dxf\n<dxf>\\x"},
+TEST(InstallationFile, ABadFileStopsAtTheFirstFault) {
+    const BadFile cases[] = {
+        {"NoEquals", "' header\r\n\r\nREGISTRYROOT Corvel\r\n", "Missing '=' in line 3\nREGISTRYROOT Corvel"},
+        {"NoName", "\t = x ' no name", "Missing variable name before '=' in line 1\n= x"},
+        {"UnknownName", "  Radice\t= y ' comment\r\n", "Unknow variable name RADICE in line 1\nRadice = y"},
+        {"SecondRoot", "REGISTRYROOT=\nREGISTRYROOT=Corvel\nREGISTRYROOT=Other\n",
+         "Double RegistryRoot definition in line 3", 64},
+        {"NoFolders", "FOLDERS=0", "Too many CustomPath in line 1\nFOLDERS=0"},
+        {"TooManyFolders", "FOLDERS=1001", "Too many CustomPath in line 1\nFOLDERS=1001"},
+        {"SecondFolders", "FOLDERS=2\nFOLDERS=3", "Double CustomPath definition in line 2\nFOLDERS=3"},
+        {"SecondSupplier", "Fornitore = A\nFORNITORE = B", "Double FORNITORE definition in line 2\nFORNITORE = B"},
+        {"FolderBeyondCount", "FOLDERS=2\nFOLDER3=Dxf,x", "Wrong folder number 3 in line 2\nFOLDER3=Dxf,x"},
+        {"FolderTwice", "FOLDERS=2\nFOLDER1=Dxf,x\nfolder1=Dwg,y",
+         "Folder 1 double definition in line 3\nfolder1=Dwg,y"},
+        {"NoComma", "FOLDERS=2\nFOLDER1=Dxf", "Expected ',' separator in line 2\nFOLDER1=Dxf"},
+        {"NoFolderName", "FOLDERS=2\nFOLDER1= ,x", "Missing folder name in line 2\nFOLDER1= ,x"},
+        {"NoDefault", "FOLDERS=2\nFOLDER1=Dxf, ,REF", "Missing default folder in line 2\nFOLDER1=Dxf, ,REF"},
+        {"TwoMacros", "FOLDERS=4\nFOLDER4=Img,<Dxf>\\<Dwg>", "More then one <> in line 2\nFOLDER4=Img,<Dxf>\\<Dwg>"},
+        {"UnclosedMacro", "FOLDERS=1\nFOLDER1=Img,<Dxf\\x", "Expected '>' in line 2\nFOLDER1=Img,<Dxf\\x"},
+        {"Undeclared", "FOLDERS=3\nFOLDER1=A,x\nFOLDER3=C,y", "Missing declaration for folder 2"},
+        {"SelfReference", "FOLDERS=1\nFOLDER1=Dxf,<dxf>\\x",
+         "Circular reference in default value for folder Dxf\n<dxf>\\x"},
         // 1 leads into the loop of 2 and 3, which never comes back to 1.
-        BadFile{"LoopElsewhere", "FOLDERS=3\nFOLDER1=A,<B>\\a\nFOLDER2=B,<C>\\b\nFOLDER3=C,<B>\\c",
-                "Circular reference in default value for folder A\n<B>\\a"},
+        {"LoopElsewhere", "FOLDERS=3\nFOLDER1=A,<B>\\a\nFOLDER2=B,<C>\\b\nFOLDER3=C,<B>\\c",
+         "Circular reference in default value for folder A\n<B>\\a"},
         // A folder named "Program" makes "<PROGRAM>" name two folders at once.
-        BadFile{"AmbiguousMacro", "FOLDERS=2\nFOLDER1=Program,x\nFOLDER2=B,<PROGRAM>b",
-                "More then one <> in default value for folder B\n<PROGRAM>b"},
-        BadFile{"ForwardReference",
-                "FOLDERS=5\nFOLDER1=A,a\nFOLDER2=X,<B>\\x\nFOLDER3=C,c\nFOLDER4=D,d\nFOLDER5=B,<WINCOR>\\y",
-                "Missing macro <WINCOR> in default folder \n<B>\\x"}),
-    [](const auto& info) { return std::string(info.param.name); });
+        {"AmbiguousMacro", "FOLDERS=2\nFOLDER1=Program,x\nFOLDER2=B,<PROGRAM>b",
+         "More then one <> in default value for folder B\n<PROGRAM>b"},
+        {"ForwardReference",
+         "FOLDERS=5\nFOLDER1=A,a\nFOLDER2=X,<B>\\x\nFOLDER3=C,c\nFOLDER4=D,d\nFOLDER5=B,<WINCOR>\\y",
+         "Missing macro <WINCOR> in default folder \n<B>\\x"},
+    };
+    for (const BadFile& c : cases) {
+        const Reading reading(c.content);
+        ASSERT_FALSE(reading.ok()) << c.name;
+        EXPECT_EQ(reading.in.fault->text, c.message) << c.name;
+        EXPECT_EQ(reading.in.fault->icon, c.icon) << c.name;
+        EXPECT_EQ(reading.in.folderCount, 0) << c.name;
+    }
+}
 
 TEST(InstallationFile, RegistryRootAndItsEncodings) {
     const QString perche = QString::fromUtf8("\\Perché");

@@ -27,9 +27,6 @@ std::vector<bool> selection(QListWidget* list) {
         s.push_back(list->item(i)->isSelected());
     return s;
 }
-int topRow(QListWidget* list) {
-    return list->indexAt(QPoint(0, 0)).row();
-}
 QTreeWidgetItem* row(QWidget* editor, const char* name) {
     return child<QTreeWidget>(editor, "grdPercorsi")->findItems(name, Qt::MatchExactly, 0).value(0);
 }
@@ -47,7 +44,7 @@ TEST(DependencyWindow, SelectionButtonsKeepTheCurrentItemAndScrollAndOnlyConfirm
     form.resize(420, 260);
     list->setCurrentRow(30, QItemSelectionModel::NoUpdate);
     list->scrollToItem(list->item(25), QAbstractItemView::PositionAtTop);
-    const int top = topRow(list);
+    const int top = list->indexAt(QPoint(0, 0)).row();
     ASSERT_GT(top, 0);
     std::vector<bool> inverted = selection(list);
     inverted.flip();
@@ -57,7 +54,7 @@ TEST(DependencyWindow, SelectionButtonsKeepTheCurrentItemAndScrollAndOnlyConfirm
         click(&form, button);
         EXPECT_EQ(selection(list), expected) << button;
         EXPECT_EQ(list->currentRow(), 30);
-        EXPECT_EQ(topRow(list), top);
+        EXPECT_EQ(list->indexAt(QPoint(0, 0)).row(), top);
     }
     EXPECT_FALSE(form.confirmed());
     form.hide();  // shown modally from here on

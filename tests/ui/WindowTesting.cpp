@@ -16,7 +16,6 @@ const char* const kWordings[][3] = {
     {"Esci", "Exit", "Beenden"},
     {"Unità di misura", "Units", "Einheiten"},
     {"Sistema Anglosassone", "Imperial", "Angloamerikanisch"},
-    {"Valuta", "Currency", "Währung"},
     {"per calcolo peso", "for weights", "für Gewichte"},
     {"Simbolo", "Sign", "Zeichen"},
     {"Esempio", "Example", "Beispiel"},

@@ -1,16 +1,22 @@
-// The message boxes of a program with windows and how they get installed, and the
+// The message boxes of a program with windows and how they get installed; the
 // language window wired to its choice: the options and their look, confirming and
 // leaving, the units button, the globe, and the message boxes that follow the
-// language chosen.
+// language chosen; the units window and the currency window it opens: their
+// controls reach the unit settings, confirming saves them and leaving saves nothing.
 #include "WindowTesting.h"
 #include "base/SqlDatabase.h"
 #include "texts/ui/FormLingua.h"
 #include "ui/QtMessageBoxes.h"
+#include "units/UnitSettings.h"
+#include "units/ui/FormMisure.h"
 
 #include <QAbstractButton>
+#include <QAction>
 #include <QApplication>
+#include <QComboBox>
 #include <QDir>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <QProcess>
 #include <QPushButton>
@@ -21,8 +27,14 @@
 namespace paramcor {
 namespace {
 
-using test::onNextModal;
 using test::child;
+using test::onNextModal;
+
+// Clicks near the left edge, where an option button has its circle and caption.
+void click(QWidget* form, const QString& name) {
+    QAbstractButton* button = child<QAbstractButton>(form, name);
+    QTest::mouseClick(button, Qt::LeftButton, {}, QPoint(8, button->height() / 2));
+}
 
 // The buttons, icon and default of the flags; the answer of the button pressed, or
 // of Enter and Esc as the system's box has them; a null title is the library's;
@@ -53,11 +65,9 @@ TEST(QtMessageBoxes, ShowWhatTheFlagsSayAndAnswerTheButtonPressed) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.flags);
         const QString title = c.pressed == B::NoButton ? QString() : QStringLiteral("Titolo");
-        bool seen = false;
         onNextModal([&](QWidget* window) {
             auto* box = qobject_cast<QMessageBox*>(window);
             ASSERT_NE(box, nullptr);
-            seen = true;
             EXPECT_EQ(box->text(), "<b>a & b</b>\nRiga 2");
             EXPECT_EQ(box->textFormat(), Qt::PlainText);
             EXPECT_EQ(box->windowTitle(), title.isNull() ? QStringLiteral("CVLParamcor") : title);
@@ -70,7 +80,6 @@ TEST(QtMessageBoxes, ShowWhatTheFlagsSayAndAnswerTheButtonPressed) {
                 QTest::mouseClick(box->button(c.pressed), Qt::LeftButton);
         });
         EXPECT_EQ(boxes.show("<b>a & b</b>\nRiga 2", c.flags, title), c.answer);
-        EXPECT_TRUE(seen);
     }
 }
 
@@ -94,9 +103,6 @@ bool changeLanguage(Parametri& par, const std::function<void(QWidget*)>& user) {
     const bool changed = par.CambiaLingua();
     EXPECT_TRUE(opened);
     return changed;
-}
-void click(QWidget* window, const char* name) {
-    QTest::mouseClick(child<QAbstractButton>(window, name), Qt::LeftButton);
 }
 // The text of the Yes button of the next message box: no program loads Qt's
 // translations, so the standard buttons must follow the suite's language.
@@ -155,11 +161,94 @@ TEST(LanguageWindow, OpensOnTheCurrentLanguageStoresWhatIsConfirmedAndOpensTheUn
         EXPECT_FALSE(changeLanguage(par, user));
 
     // A units window that cannot load closes the language window too, with nothing changed.
-    SqlDatabase(installation.textDatabase(), SqlDatabase::Mode::ReadWrite).exec("DELETE FROM Testi WHERE Progressivo = '03_LIN'");
+    SqlDatabase(installation.textDatabase(), SqlDatabase::Mode::ReadWrite)
+        .exec("DELETE FROM Testi WHERE Progressivo = '03_LIN'");
     onNextModal([](QWidget* window) { click(window, "Option1_1"), click(window, "cmdMisure"); });
     EXPECT_THROW(par.CambiaLingua(), std::invalid_argument);
     EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
     EXPECT_EQ(par.Lingua(), 3);
+}
+
+QLineEdit* box(QWidget* form, int n) {
+    return child<QLineEdit>(form, QStringLiteral("txtMisure_%1").arg(n));
+}
+QString boxes(QWidget* form) {
+    QStringList texts;
+    for (int n = 1; n <= 6; ++n)
+        texts << box(form, n)->text();
+    return texts.join(u'|');
+}
+void retype(QLineEdit* edit, const QString& text) {
+    QTest::keyClick(edit, Qt::Key_End);
+    for (qsizetype i = edit->text().size(); i > 0; --i)
+        QTest::keyClick(edit, Qt::Key_Backspace);
+    QTest::keyClicks(edit, text);
+}
+
+TEST(UnitsWindow, ShowsTheStoredSettingsChecksAndConfirms) {
+    test::WindowInstallation installation;
+    { Parametri creating; }  // the unit rows, with their metric defaults
+    auto& boxes_ = installation.platform().boxes();
+    installation.setLanguage(2);
+    const QString db = installation.textDatabase();
+    SqlDatabase(db, SqlDatabase::Mode::ReadWrite)
+        .exec("UPDATE Testi SET Testo_02 = 'yd  36' WHERE Progressivo = '03_LIN'");
+    const QByteArray before = test::fileBytes(db);
+    {
+        ui::FormMisure form;
+        form.show();
+        EXPECT_EQ(boxes(&form), QString::fromUtf8("yd|36|m²|1000000|kg|1000000"));
+        EXPECT_FALSE(child<QAction>(&form, "Conferma")->isEnabled());
+        retype(box(&form, 2), "4'5x");  // a factor box refuses what is no digit
+        EXPECT_EQ(box(&form, 2)->text(), "45");
+        QTest::keyClick(box(&form, 2), Qt::Key_Escape);
+        EXPECT_EQ(form.result(), QDialog::Rejected);
+    }
+    EXPECT_EQ(test::fileBytes(db), before);
+
+    ui::FormMisure form;
+    form.show();
+    test::activate(&form);
+    click(&form, "optSistema_2");
+    EXPECT_EQ(boxes(&form), QString::fromUtf8("ft|12|ft²|144|lb|1728"));
+    // Leaving a box works the examples out again.
+    box(&form, 2)->setFocus();
+    retype(box(&form, 2), "36");
+    QTest::keyClick(box(&form, 2), Qt::Key_Tab);
+    EXPECT_EQ(child<QLabel>(&form, "lblEsempio_1")->text(), "   180 inches   ==>       180/36     = 5 ft");
+    boxes_.answers = {mb::Yes};
+    click(&form, "cmdDefault_2");
+    EXPECT_EQ(box(&form, 2)->text(), "12");
+
+    // The currency window: leaving changes nothing; it takes a currency only
+    // with both its symbol and its name.
+    auto* currency = child<QComboBox>(&form, "cboValuta");
+    test::onNextModal([](QWidget* window) { test::clickToolbarButton(window, "Esci"); });
+    click(&form, "cmdValuta");
+    EXPECT_EQ(currency->currentText(), "$   = USD");
+    test::onNextModal([&](QWidget* window) {
+        QTest::keyClicks(child<QLineEdit>(window, "txtSimbolo"), " swfrs ");
+        test::clickToolbarButton(window, "Conferma");
+        EXPECT_TRUE(window->isVisible());
+        EXPECT_EQ(boxes_.messages.back().text, "Warning: Fill in everything !!" + QString(15, u' '));
+        QTest::keyClicks(child<QLineEdit>(window, "txtDesc"), " franco ");
+        test::clickToolbarButton(window, "Conferma");
+    });
+    click(&form, "cmdValuta");
+    EXPECT_EQ(currency->currentText(), "SWFR= FRANCO");
+
+    retype(box(&form, 5), "");
+    test::clickToolbarButton(&form, "Conferma");
+    EXPECT_TRUE(form.isVisible());
+    EXPECT_EQ(boxes_.messages.back().text, "Enter  ==>  Sign!!");
+    retype(box(&form, 5), "tonne");
+    QTest::keyClick(box(&form, 5), Qt::Key_Return);
+    EXPECT_EQ(form.result(), QDialog::Accepted);
+    EXPECT_EQ(boxes_.messages.back().text, "Applied to every language !!");
+    for (int language = 1; language <= 15; ++language) {
+        const auto saved = units::UnitSettings(db, language).values();
+        EXPECT_EQ(saved[units::Currency] + '|' + saved[units::Volume], "SWFRFRANCO|tonn1728") << language;
+    }
 }
 
 }  // namespace
