@@ -50,6 +50,7 @@ struct StoredValue {
     bool found = false;
     std::uint32_t type = 0;
     std::vector<std::uint8_t> bytes;
+    bool operator==(const StoredValue&) const = default;
 };
 StoredValue storedValue(RegistryStore& store, Hive hive, const std::string& path, const std::string& name);
 

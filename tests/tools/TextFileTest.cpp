@@ -11,21 +11,8 @@ namespace {
 
 // An entry as gettext's tools write a short one.
 QString entry(const QStringList& text, const QString& translation) {
-    return QStringLiteral("msgctxt \"%1|%2\"\nmsgid \"%3\"\nmsgstr \"%4\"\n").arg(text[0], text[1], text[2], translation);
-}
-
-// Texts whose Italian wording and German translation need no escapes in a PO file:
-// key, key, Italian, German, customer's mark.
-QList<QStringList> plainTexts(const QString& database, int count) {
-    QList<QStringList> texts;
-    for (const QString& row : query(database, QStringLiteral(
-             "SELECT Programma || '\t' || Progressivo || '\t' || TESTO_01 || '\t' || Testo_03 FROM Testi "
-             "WHERE Programma <> 'PARAM' AND length(TESTO_01) BETWEEN 1 AND 40 AND length(Testo_03) BETWEEN 1 AND 40 "
-             "AND NOT (TESTO_01 || Testo_03) GLOB '*[\"\\\n\t]*' AND Programma NOT GLOB '*[ |]*' "
-             "ORDER BY Programma, Progressivo")))
-        texts << row.split(u'\t');
-    EXPECT_GE(texts.size(), count);
-    return texts.mid(0, count);
+    return QStringLiteral("msgctxt \"%1|%2\"\nmsgid \"%3\"\nmsgstr \"%4\"\n")
+        .arg(text[0], text[1], text[2], translation);
 }
 
 int gettext(const QString& tool, const QStringList& arguments) {

@@ -34,14 +34,9 @@ Outcome runTool(const QStringList& arguments, const QByteArray& input) {
     process.start(QStringLiteral(PARAMCOR_TOOL), arguments);
     process.write(input);
     process.closeWriteChannel();
-    Outcome run;
-    if (!process.waitForStarted() || !process.waitForFinished(240000)) {
-        process.kill();
-        process.waitForFinished();
-        run.err = QStringLiteral("the tool did not run to its end");
-        return run;
-    }
-    run.code = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -2;
+    Outcome run;  // a tool that does not end is killed with the process object
+    const bool ended = process.waitForFinished(240000) && process.exitStatus() == QProcess::NormalExit;
+    run.code = ended ? process.exitCode() : -2;
     run.bytes = process.readAllStandardOutput();
     run.out = QString::fromUtf8(run.bytes);
     run.err = QString::fromUtf8(process.readAllStandardError());
@@ -86,6 +81,22 @@ QByteArray windowsText(const QString& lf) {
     for (const QChar c : text)
         bytes.append(static_cast<char>(c.unicode() & 0xFF)).append(static_cast<char>(c.unicode() >> 8));
     return bytes;
+}
+
+QList<QStringList> plainTexts(const QString& database, int count) {
+    QList<QStringList> texts;
+    for (const QString& row : query(
+             database,
+             QStringLiteral(
+                 "SELECT Programma || '\t' || Progressivo || '\t' || TESTO_01 || '\t' || Testo_03 || '\t' || Testo_02 "
+                 "FROM Testi WHERE Programma <> 'PARAM' AND length(TESTO_01) BETWEEN 1 AND 40 "
+                 "AND length(Testo_03) BETWEEN 1 AND 40 AND length(Testo_02) BETWEEN 1 AND 40 "
+                 "AND NOT (TESTO_01 || Testo_03 || Testo_02) GLOB '*[\"\\\n\t]*' AND Programma NOT GLOB '*[ |]*' "
+                 "AND (SELECT count(*) FROM Testi t WHERE t.TESTO_01 = Testi.TESTO_01) = 1 "
+                 "ORDER BY Programma, Progressivo")))
+        texts << row.split(u'\t');
+    EXPECT_GE(texts.size(), count);
+    return texts.mid(0, count);
 }
 
 QStringList query(const QString& database, const QString& sql, const QStringList& values) {

@@ -16,7 +16,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -59,18 +58,15 @@ private:
     QTemporaryDir dir_;
 };
 
-// A value's type and bytes as the store keeps it; nothing when key or value is missing.
-using Stored = std::optional<std::pair<std::uint32_t, std::vector<std::uint8_t>>>;
-inline Stored stored(RegistryStore& store, Hive hive, const std::string& path, const std::string& name) {
-    const StoredValue value = storedValue(store, hive, path, name);
-    return value.found ? Stored({value.type, value.bytes}) : std::nullopt;
-}
-
 inline const std::string kSuite = "SOFTWARE\\Corvel";
 std::vector<std::uint8_t> dword(std::uint32_t value);
 std::vector<std::uint8_t> utf8(const QString& text);
 // Windows' own form of a text file: UTF-16LE with its byte-order mark and CR LF.
 QByteArray windowsText(const QString& lf);
+// Texts of the delivered database whose Italian wording, German and English
+// translations need no escapes in a PO file, each wording found once: key, key,
+// Italian, German, English.
+QList<QStringList> plainTexts(const QString& database, int count);
 // The rows of a query, columns joined by blanks, NULL as "<NULL>"; `values` bound in order.
 QStringList query(const QString& database, const QString& sql, const QStringList& values = {});
 

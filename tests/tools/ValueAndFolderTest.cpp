@@ -85,18 +85,12 @@ TEST(ParamcorFolders, OneByAnyOfItsNamesOrAllInATable) {
 TEST(ParamcorTexts, TranslatedByWordingOrKeyInTheUsersLanguage) {
     const Workshop workshop;
     EXPECT_EQ(workshop.run({"lingua", "3"}).out, QStringLiteral("3 Deutsch\n"));
-    const QStringList text = query(workshop.userTexts(),
-                                   "SELECT Programma || char(9) || Progressivo || char(9) || TESTO_01 || char(9) || Testo_03 || "
-                                   "char(9) || Testo_04 FROM Testi "
-                                   "WHERE Programma <> 'PARAM' AND Testo_03 <> '' AND Testo_04 <> '' AND "
-                                   "(SELECT count(*) FROM Testi t WHERE t.TESTO_01 = Testi.TESTO_01) = 1 "
-                                   "LIMIT 1")
-                                 .value(0)
-                                 .split(u'\t');
+    const QStringList text = plainTexts(workshop.userTexts(), 1).value(0);
     ASSERT_EQ(text.size(), 5);
     EXPECT_EQ(workshop.run({"traduci", text[2]}).out, text[3] + u'\n');
-    EXPECT_EQ(workshop.run({"chiave", "--lingua", "4", text[0], text[1]}).out, text[4] + u'\n');
+    EXPECT_EQ(workshop.run({"chiave", "--lingua", "2", text[0], text[1]}).out, text[4] + u'\n');
     EXPECT_EQ(workshop.run({"lingua"}).out, QStringLiteral("3 Deutsch\n"));
+    EXPECT_TRUE(workshop.run({"--help"}).out.startsWith(QStringLiteral("Aufruf: paramcor BEFEHL")));
     EXPECT_EQ(workshop.run({"traduci", "Una frase che non c'è"}).out, QStringLiteral("Una frase che non c'è\n"));
     EXPECT_FALSE(QFileInfo::exists(workshop.installation() + QStringLiteral("/Testi/CvlTrad.mdb")));
 
