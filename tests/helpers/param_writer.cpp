@@ -1,6 +1,6 @@
 // A client program of the suite, started several times at once by the tests:
-// param_writer STORE_FOLDER INSTALLATION_FOLDER WRITER_NUMBER. Exits 0 when every value it wrote
-// reads back as written and no message was shown.
+// param_writer STORE_FOLDER INSTALLATION_FOLDER WRITER_NUMBER. Exits 0 when no message was
+// shown; the test reads the values back.
 #include "HelperPlatform.h"
 #include "WritePlan.h"
 
@@ -23,18 +23,5 @@ int main(int argc, char** argv) {
         par.Sezione(v.section);
         par.ScriviParametro(v.name, v.value);
     }
-    int wrong = 0;
-    for (int i = 0; i < paramcor::test::kValuesPerWriter; ++i) {
-        const auto v = paramcor::test::plannedValue(writer, i);
-        par.Programma(v.program);
-        par.Sezione(v.section);
-        const QVariant read = par.LeggiParametro(v.name, paramcor::test::plannedValue(writer + 1, i).value);
-        const QVariant expected = paramcor::test::expectedRead(v.value);
-        if (read.metaType() != expected.metaType() || read != expected) {
-            if (++wrong <= 5)
-                std::fprintf(stderr, "writer %d: %s read %s\n", writer, qUtf8Printable(v.name),
-                             qUtf8Printable(read.toString()));
-        }
-    }
-    return wrong == 0 && paramcor::test::messagesShown(*messages, true) == 0 ? 0 : 1;
+    return paramcor::test::messagesShown(*messages, true) == 0 ? 0 : 1;
 }
