@@ -197,26 +197,9 @@ TEST(OpenKey, AHiveFileThatCannotBeUsedIsNamedOncePerProcess) {
     EXPECT_EQ(messages[3].first, "Error opening key SOFTWARE\\Prog");
 }
 
-// A workstation where the machine's store was never set up and its folder cannot
-// be made; and one where it may only be read, which is told once per process.
+// A machine store that may only be read, which is told once per process.
 TEST(OpenKey, AMachineStoreThatCannotBeWrittenIsRead) {
     TestPlatform platform;
-    const QString blocker = platform.folder() + QStringLiteral("/blocker");
-    test::writeFile(blocker, {});
-    Platform missing = paramcor::platform();
-    missing.registry = std::make_shared<SqliteRegistryStore>(
-        platform.storeFolder(), (blocker + QStringLiteral("/machine")).toStdString(), machineStoreOptions());
-    installPlatform(missing);
-    {
-        Parametri par;  // its creation writes the upgrade record there
-        par.LocalMachine();
-        par.Programma("Prog");
-        EXPECT_EQ(par.LeggiParametro("Giri", Long(3)), Long(3));
-        par.ScriviParametroStringa("Nome", "y");
-        EXPECT_EQ(par.LeggiParametroStringa("Nome", String("x")), "x");
-        EXPECT_TRUE(platform.messages().empty());
-    }
-
     test::putValue(platform.store(), Hive::LocalMachine, "SOFTWARE\\Prog", "Giri", regtype::Dword, {7, 0, 0, 0});
     const std::string file = platform.store().hiveFile(Hive::LocalMachine);
     ASSERT_EQ(chmod(file.c_str(), 0444), 0);

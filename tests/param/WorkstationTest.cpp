@@ -16,8 +16,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cfenv>
-
 namespace paramcor {
 namespace {
 
@@ -138,15 +136,6 @@ TEST(Creation, ChecksTheRegionalNumberSettings) {
             hard << QStringLiteral("16 CvlParamcor ") + text;
         EXPECT_EQ(shown, hard) << separators.decimal.toStdString();
     }
-}
-
-TEST(SvuotaErrori, ClearsPendingFloatingPointExceptions) {
-    TestPlatform platform;
-    Parametri par;
-    std::feraiseexcept(FE_DIVBYZERO | FE_INEXACT);
-    ASSERT_NE(std::fetestexcept(FE_DIVBYZERO), 0);
-    par.SvuotaErrori();
-    EXPECT_EQ(std::fetestexcept(FE_ALL_EXCEPT), 0);
 }
 
 }  // namespace
