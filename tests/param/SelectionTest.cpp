@@ -21,13 +21,6 @@ MainParametri& state() {
     return MainParametri::instance();
 }
 
-std::vector<std::pair<QString, int>> shown(const TestPlatform& platform) {
-    std::vector<std::pair<QString, int>> out;
-    for (const auto& m : platform.messages())
-        out.emplace_back(m.text, m.flags);
-    return out;
-}
-
 TEST(Selection, ComposesTheKeyPath) {
     const struct {
         QString root;
@@ -118,7 +111,7 @@ TEST(PushPop, RestoresStoreProgramAndSectionAndOverflowsAt100) {
         EXPECT_TRUE(platform.messages().empty());
         par.Programma("Lost");
         par.Push();
-        EXPECT_EQ(shown(platform), (std::vector<std::pair<QString, int>>{{"ERROR! Push without Pop somewhere", 16}}));
+        EXPECT_EQ(platform.shown(), (TestPlatform::Shown{{"ERROR! Push without Pop somewhere", 16}}));
         EXPECT_EQ(platform.messages()[0].title, "CvlParamcor");
         EXPECT_EQ(state().depth(), 100);
         // Slot 100 was never written: the store is none and the names are empty.
@@ -166,12 +159,11 @@ TEST(OpenKey, CreatesTheKeyWithItsParentsEvenInDebugModeOrShowsThePath) {
     // call, the code and the path.
     state().setReportErrors(true);
     par.ScriviParametroStringa("V", "x");
-    EXPECT_EQ(shown(platform), (std::vector<std::pair<QString, int>>{
-                                   {"Error opening key \\Prog", 0},
-                                   {"ERROR! Cannot read variables : key is not open!", 16},
-                                   {"ERROR 161 in RegOpenKeyEx\n\\Prog", 16},
-                                   {"Error opening key \\Prog", 0},
-                                   {"ERROR! Cannot write variables : key is not open!", 16}}));
+    EXPECT_EQ(platform.shown(), (TestPlatform::Shown{{"Error opening key \\Prog", 0},
+                                                     {"ERROR! Cannot read variables : key is not open!", 16},
+                                                     {"ERROR 161 in RegOpenKeyEx\n\\Prog", 16},
+                                                     {"Error opening key \\Prog", 0},
+                                                     {"ERROR! Cannot write variables : key is not open!", 16}}));
     EXPECT_TRUE(platform.messages()[0].title.isNull() && platform.messages()[2].title.isNull());
 }
 
@@ -190,7 +182,7 @@ TEST(OpenKey, AHiveFileThatCannotBeUsedIsNamedOncePerProcess) {
     par.Programma("Prog");
     for (int i = 0; i < 2; ++i)
         EXPECT_EQ(par.LeggiParametro("V", Long(5)), QVariant());
-    const auto messages = shown(platform);
+    const auto messages = platform.shown();
     ASSERT_EQ(messages.size(), 5u);
     EXPECT_EQ(messages[1].first,
               QString::fromStdString("ERROR! " + file + " is not a hive of CVLParamcor: it is not an SQLite database"));

@@ -27,14 +27,6 @@ protected:
     void put(const std::string& name, std::uint32_t type, const Bytes& bytes) {
         test::putValue(platform.store(), Hive::CurrentUser, "SOFTWARE\\Prog", name, type, bytes);
     }
-    // The texts and flags of the messages shown so far.
-    std::vector<std::pair<QString, int>> shown() {
-        std::vector<std::pair<QString, int>> out;
-        for (const auto& m : platform.messages())
-            out.emplace_back(m.text, m.flags);
-        return out;
-    }
-
     test::TestPlatform platform;
     Parametri par;
 };
@@ -80,7 +72,7 @@ TEST_F(TypedValues, EachTypeHasItsRegistryEncoding) {
     par.ScriviParametroStringa("Zero", QString::fromLatin1("a\0b", 3));
     EXPECT_EQ(stored("Zero").bytes, (Bytes{'a', 0, 'b'}));
     EXPECT_EQ(par.LeggiParametroStringa("Zero"), QString::fromLatin1("a\0b", 3));
-    EXPECT_TRUE(shown().empty());
+    EXPECT_TRUE(platform.shown().empty());
 }
 
 TEST_F(TypedValues, MissingValuesStoreTheDefaultUnlessEmptyDebugOrSuppressed) {
@@ -99,21 +91,22 @@ TEST_F(TypedValues, MissingValuesStoreTheDefaultUnlessEmptyDebugOrSuppressed) {
     const double withSingleInLowBytes = std::bit_cast<double>(0x3FF0000040200000ull);
     expectSame(par.LeggiParametro("Spessore", Double(withSingleInLowBytes)), Double(withSingleInLowBytes));
     expectSame(par.LeggiParametro("Spessore", Double(1.0)), Single(2.5f));
-    EXPECT_TRUE(shown().empty());
+    EXPECT_TRUE(platform.shown().empty());
 
     MainParametri::instance().setSkipDefaultWrite(true);
     expectSame(par.LeggiParametro("Passate", Integer(5)), Integer(0));
     EXPECT_EQ(par.LeggiParametroStringa("Colore", String("x")), "x");
     EXPECT_FALSE(stored("Passate").found || stored("Colore").found);
-    EXPECT_TRUE(shown().empty());
+    EXPECT_TRUE(platform.shown().empty());
 
     MainParametri::instance().setSkipDefaultWrite(false);
     par.ModoDebug(true);
     expectSame(par.LeggiParametro("Lati", Double(2.5)), Single(0.0f));
     EXPECT_EQ(par.LeggiParametroStringa("Colore", String("x")), "");
     EXPECT_FALSE(stored("Lati").found || stored("Colore").found);
-    EXPECT_EQ(shown(), (std::vector<std::pair<QString, int>>{{"WARNING! Variable invalid : Lati\nin SOFTWARE\\Prog", 48},
-                                                             {"WARNING! Variable invalid :Colore\nin SOFTWARE\\Prog", 48}}));
+    EXPECT_EQ(platform.shown(),
+              (test::TestPlatform::Shown{{"WARNING! Variable invalid : Lati\nin SOFTWARE\\Prog", 48},
+                                         {"WARNING! Variable invalid :Colore\nin SOFTWARE\\Prog", 48}}));
     EXPECT_TRUE(platform.messages()[0].title.isNull());
 }
 
@@ -128,31 +121,32 @@ TEST_F(TypedValues, MismatchesOtherTypesAndLongStringsAreRefused) {
     EXPECT_EQ(stored("Grande").bytes, (Bytes{4, 0}));
     par.ScriviParametro("Numero", Long(1));
     EXPECT_EQ(par.LeggiParametro("Numero", String("x")), QVariant());
-    EXPECT_EQ(par.LeggiParametroStringa("Numero"), QString::fromLatin1("\x01\0\0", 3));  // type not checked
-    const std::pair<QString, int> mismatch{"ERROR! Variable Piccolo\n type mismatch.", 48};
-    EXPECT_EQ(shown().size(), 2u);
-    EXPECT_EQ(shown().front(), mismatch);
+    EXPECT_EQ(platform.shown().size(), 2u);
+    EXPECT_EQ(platform.shown().front(), (std::pair<QString, int>("ERROR! Variable Piccolo\n type mismatch.", 48)));
 
     for (const QVariant& other : {Empty(), QVariant(QDate(2026, 11, 22)), QVariant::fromValue(5u)}) {
         EXPECT_EQ(par.LeggiParametro("Altro", other), QVariant());
         expectSame(par.ScriviParametro("Altro", other), Empty());
     }
-    EXPECT_EQ(shown().size(), 8u);
-    EXPECT_EQ(shown()[2], (std::pair<QString, int>{
-                              "ERROR! Variable : Altro\nRegistry can handle only Integer, Long, Single and String.", 48}));
-    EXPECT_EQ(shown()[3], (std::pair<QString, int>{"ERROR! Registry can handle only Integer, Long, Single and String.", 48}));
+    EXPECT_EQ(platform.shown().size(), 8u);
+    EXPECT_EQ(platform.shown()[2],
+              (std::pair<QString, int>{
+                  "ERROR! Variable : Altro\nRegistry can handle only Integer, Long, Single and String.", 48}));
+    EXPECT_EQ(platform.shown()[3],
+              (std::pair<QString, int>{"ERROR! Registry can handle only Integer, Long, Single and String.", 48}));
     EXPECT_FALSE(stored("Altro").found);
 
     const QString longest(255, QChar(u'è'));
     par.ScriviParametroStringa("Lungo", longest);
     EXPECT_EQ(par.LeggiParametro("Lungo", String("x")), longest);
     par.ScriviParametro("Troppo", QString(256, u'x'));
-    EXPECT_EQ(shown().back(), (std::pair<QString, int>{"ERROR! String parameters maximum lenght is 255!", 48}));
+    EXPECT_EQ(platform.shown().back(),
+              (std::pair<QString, int>{"ERROR! String parameters maximum lenght is 255!", 48}));
     EXPECT_EQ(MainParametri::instance().openKey(), 0u);
     // The string write refuses it as a hard error and leaves the key open until
     // the next access.
     par.ScriviParametroStringa("Troppo", QString(256, u'x'));
-    EXPECT_EQ(shown().back().second, 16);
+    EXPECT_EQ(platform.shown().back().second, 16);
     EXPECT_EQ(platform.boxes().beeps, 2);
     EXPECT_NE(MainParametri::instance().openKey(), 0u);
     EXPECT_EQ(par.LeggiParametroStringa("Altro"), "");

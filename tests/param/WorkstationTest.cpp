@@ -128,13 +128,10 @@ TEST(Creation, ChecksTheRegionalNumberSettings) {
         TestPlatform platform;
         paramcor::platform().separators = [&] { return separators; };
         Parametri par;
-        QStringList shown;
-        for (const auto& m : platform.messages())
-            shown << QStringLiteral("%1 %2 ").arg(m.flags).arg(m.title) + m.text;
-        QStringList hard;
+        TestPlatform::Shown hard;
         for (const QString& text : expected)
-            hard << QStringLiteral("16 CvlParamcor ") + text;
-        EXPECT_EQ(shown, hard) << separators.decimal.toStdString();
+            hard.emplace_back(text, mb::Critical);
+        EXPECT_EQ(platform.shown(), hard) << separators.decimal.toStdString();
     }
 }
 

@@ -44,6 +44,13 @@ TestPlatform::~TestPlatform() {
     installPlatform(Platform{});
 }
 
+TestPlatform::Shown TestPlatform::shown() const {
+    Shown out;
+    for (const auto& m : messages())
+        out.emplace_back(m.text, m.flags);
+    return out;
+}
+
 StoredValue storedValue(RegistryStore& store, Hive hive, const std::string& path, const std::string& name) {
     StoredValue value;
     KeyHandle key = 0;

@@ -29,6 +29,9 @@ public:
     std::string storeFolder() const { return (dir_.path() + QStringLiteral("/registry")).toStdString(); }
     RecordingMessageBoxes& boxes() { return *boxes_; }
     const std::vector<RecordedMessage>& messages() const { return boxes_->messages; }
+    // The texts and flags of the messages shown so far.
+    using Shown = std::vector<std::pair<QString, int>>;
+    Shown shown() const;
     SqliteRegistryStore& store() { return *store_; }
 
     // A second store on the same files, like another program would have.

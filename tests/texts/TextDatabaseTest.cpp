@@ -20,8 +20,6 @@ using test::TextRow;
 class TextDatabaseTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        user = platform.folder() + "/CvlTradU.mdb";
-        delivered = platform.folder() + "/CvlTrad.mdb";
         QFile::remove(user);
         ASSERT_TRUE(setUpFolders(folders, MainParametri::instance(), readInstallation("")));
         MainParametri::instance().selectHive(Hive::CurrentUser, false);
@@ -36,8 +34,8 @@ protected:
     test::TestPlatform platform;
     Folders folders{MainParametri::instance()};
     std::optional<TextDatabase> texts;
-    QString user;
-    QString delivered;
+    const QString user = platform.folder() + "/CvlTradU.mdb";
+    const QString delivered = platform.folder() + "/CvlTrad.mdb";
 };
 // The user's texts in a file the library made, or in one with plain columns (true).
 class TextLayouts : public TextDatabaseTest, public ::testing::WithParamInterface<bool> {};

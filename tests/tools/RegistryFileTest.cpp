@@ -55,9 +55,6 @@ TEST(ParamcorRegistryFile, ExportedAndImportedIntoAnEmptyStoreGivesTheSameBytesA
         EXPECT_TRUE(imported.out.contains(regedit4 ? ": 3 keys, 13 values" : ": 4 keys, 14 values")) << imported;
         EXPECT_FALSE(
             storedValue(copy, Hive::LocalMachine, kSuite, "VersioneProdotto").found);  // only what was exported
-        line[3] = to.path("di nuovo.reg");
-        ASSERT_EQ(to.run(line).code, 0);
-        EXPECT_EQ(fileBytes(line[3]), fileBytes(file));
         if (regedit4)
             EXPECT_TRUE(fileBytes(file).contains("\r\n\"Perch\xE9 = [pi\xF9]\"=\"Marmo pi\xF9 bello, 30 mm\xB2\"\r\n"));
         else
