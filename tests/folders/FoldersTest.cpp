@@ -17,9 +17,7 @@ namespace paramcor {
 namespace {
 
 using test::TestPlatform;
-using test::StoredValue;
 
-const QString kTitle = "CVLParamCor - ParamCor.txt";
 
 const QString kRoot = "/suite/Wincor/";
 
@@ -41,7 +39,7 @@ struct BadFile {
     int icon = 16;
 };
 
-TEST(InstallationFile, ABadFileStopsAtTheFirstFault) {
+TEST(InstallationFile, ABadFileStopsAtTheFirstFaultWithAShortMessage) {
     const BadFile cases[] = {
         {"NoEquals", "' header\r\n\r\nREGISTRYROOT Corvel\r\n", "Missing '=' in line 3\nREGISTRYROOT Corvel"},
         {"NoName", "\t = x ' no name", "Missing variable name before '=' in line 1\n= x"},
@@ -80,6 +78,12 @@ TEST(InstallationFile, ABadFileStopsAtTheFirstFault) {
         EXPECT_EQ(reading.in.fault->icon, c.icon) << c.name;
         EXPECT_EQ(reading.in.folderCount, 0) << c.name;
     }
+
+    EXPECT_TRUE(Reading(QByteArray(10 << 20, '\'')).ok());  // ten megabytes of one comment
+    const Reading huge("' ok\n" + QByteArray(1 << 20, 'x'));
+    ASSERT_FALSE(huge.ok());
+    EXPECT_TRUE(huge.in.fault->text.startsWith("Missing '=' in line 2\nxxx"));
+    EXPECT_LT(huge.in.fault->text.size(), 2000);
 }
 
 TEST(InstallationFile, RegistryRootAndItsEncodings) {
@@ -98,7 +102,7 @@ TEST(InstallationFile, RegistryRootAndItsEncodings) {
         EXPECT_EQ(Reading("' x\n" + content).in.fault->text, "Unknow variable name A in line 2\na=1");
 }
 
-TEST(InstallationFile, FolderCountIsTheLeadingNumberRounded) {
+TEST(InstallationFile, FolderCountIsTheLeadingNumberRoundedAndFolderLinesAreExpanded) {
     const std::pair<QByteArray, int> cases[] = {
         {"FOLDERS=1000", 1000}, {"FOLDERS=2.4", 2},       {"FOLDERS=2.5", 2},
         {"FOLDERS=3.5", 4},     {"FOLDERS= 1 2 abc", 12}, {"FOLDERS=1e2", 100},
@@ -111,9 +115,7 @@ TEST(InstallationFile, FolderCountIsTheLeadingNumberRounded) {
         EXPECT_EQ(reading.in.folderCount, declared + 9) << content.toStdString();
         EXPECT_EQ(reading.row(declared + 1).Nome, "Custom1");
     }
-}
 
-TEST(InstallationFile, FolderLinesAndTheirExpansion) {
     TestPlatform platform;  // the library's folder
     const Reading reading(
         "FOLDERS=6\r\nfolder3 = Dxf , <WINCOR>\\Dxf\r\nFOLDER1=PostProc,<program>PostProc,post, proc\r\n"
@@ -133,14 +135,6 @@ TEST(InstallationFile, FolderLinesAndTheirExpansion) {
         EXPECT_EQ(reading.row(i).DefaultEspanso, expanded[i - 1]) << i;
 }
 
-TEST(InstallationFile, HugeAndBinaryFilesGiveOneShortFault) {
-    EXPECT_TRUE(Reading(QByteArray(10 << 20, '\'')).ok());  // ten megabytes of one comment
-    const Reading huge("' ok\n" + QByteArray(1 << 20, 'x'));
-    ASSERT_FALSE(huge.ok());
-    EXPECT_TRUE(huge.in.fault->text.startsWith("Missing '=' in line 2\nxxx"));
-    EXPECT_LT(huge.in.fault->text.size(), 2000);
-}
-
 // The creation shows the fault once, keeps the root read before it, and stores the
 // suite root's default, which a "FOLDER0" line may give.
 TEST(InstallationFile, CreationShowsTheFaultAndStoresTheRoot) {
@@ -153,7 +147,7 @@ TEST(InstallationFile, CreationShowsTheFaultAndStoresTheRoot) {
         ASSERT_EQ(platform.messages().size(), i + 1u);
         EXPECT_EQ(platform.messages()[i].text, faults[i]);
         EXPECT_EQ(platform.messages()[i].flags, i == 0 ? 16 : 64);
-        EXPECT_EQ(platform.messages()[i].title, kTitle);
+        EXPECT_EQ(platform.messages()[i].title, "CVLParamCor - ParamCor.txt");
         EXPECT_EQ(par.RadReg(), i == 0 ? "SOFTWARE" : "SOFTWARE\\Corvel");
         platform.writeInstallationFile("REGISTRYROOT=Corvel\nREGISTRYROOT=Again\n");
     }
@@ -200,7 +194,7 @@ protected:
         par = std::make_unique<Parametri>();
         ASSERT_TRUE(platform.messages().empty()) << platform.messages()[0].text.toStdString();
     }
-    StoredValue stored(Hive hive, const std::string& name) {
+    test::StoredValue stored(Hive hive, const std::string& name) {
         return test::storedValue(platform.store(), hive, "SOFTWARE\\Corvel", name);
     }
     QString storedText(Hive hive, const std::string& name) {
@@ -244,7 +238,6 @@ TEST_F(FolderResolution, NamesResolveWhateverTheirCaseBlanksOrPrefix) {
     test::putValue(platform.store(), Hive::CurrentUser, "SOFTWARE\\Corvel", "PercorsoDXF", regtype::Dword,
                    {'/', 'a', 'b', 0});
     EXPECT_EQ(par->Percorso("DXF"), "/ab/");  // read as text whatever its type
-    EXPECT_TRUE(platform.messages().empty());
 
     EXPECT_EQ(par->Percorso(" Percorso "), "");
     EXPECT_EQ(said(0), "Wrong folder name ' Percorso '|64|CVLparamcor DEBUG");

@@ -74,9 +74,8 @@ TEST(BrowseForFolder, StartsAtTheFolderGivenAndReturnsTheChoiceOrNothing) {
         EXPECT_EQ(ui::StripTrailingBackslash(path), expected) << path.toStdString();
 
     test::WindowInstallation installation;
-    const QString start = installation.folder();
     test::onNextModal([&](QWidget* window) { qobject_cast<QDialog*>(window)->reject(); });
-    EXPECT_EQ(ui::BrowseForFolder(start, "Scegli", nullptr), "");
+    EXPECT_EQ(ui::BrowseForFolder(installation.folder(), "Scegli", nullptr), "");
 }
 
 // Folders built on one another: DXF on Disegni, DxfVecchi on DXF, Lastre on the root.

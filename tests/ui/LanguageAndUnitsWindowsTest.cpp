@@ -86,10 +86,7 @@ TEST(QtMessageBoxes, ShowWhatTheFlagsSayAndAnswerTheButtonPressed) {
 // Linking the library is all it takes, even where the linker drops the libraries
 // a program calls nothing of.
 TEST(Windows, AreInstalledInAProgramThatOnlyLinksThem) {
-    QProcess client;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert("QT_QPA_PLATFORM", "offscreen");
-    client.setProcessEnvironment(environment);
+    QProcess client;  // on the offscreen platform, as this program
     client.start(WINDOWS_CLIENT, {});
     ASSERT_TRUE(client.waitForFinished(60000));
     EXPECT_EQ(client.exitCode(), 0);
@@ -207,7 +204,6 @@ TEST(UnitsWindow, ShowsTheStoredSettingsChecksAndConfirms) {
     EXPECT_EQ(test::fileBytes(db), before);
 
     ui::FormMisure form;
-    form.show();
     test::activate(&form);
     click(&form, "optSistema_2");
     EXPECT_EQ(boxes(&form), QString::fromUtf8("ft|12|ft²|144|lb|1728"));

@@ -30,7 +30,6 @@ namespace paramcor {
 namespace {
 
 using test::child;
-using test::TextRow;
 
 void click(QWidget* form, const char* button) {
     QTest::mouseClick(child<QPushButton>(form, button), Qt::LeftButton);
@@ -39,8 +38,8 @@ void click(QWidget* form, const char* button) {
 class TextCorrection : public ::testing::Test {
 protected:
     // The window's texts and the rows under test, in one user text file.
-    void writeTexts(const std::vector<TextRow>& rows) {
-        std::vector<TextRow> all = test::windowTexts();
+    void writeTexts(const std::vector<test::TextRow>& rows) {
+        std::vector<test::TextRow> all = test::windowTexts();
         all.insert(all.end(), rows.begin(), rows.end());
         test::writeTextFile(installation.textDatabase(), all);
         installation.setLanguage(2);
@@ -109,7 +108,7 @@ TEST_F(TextCorrection, TheWindowSearchesCorrectsAndMailsToTheOutboxWithoutAServe
 TEST_F(TextCorrection, MailsReachARealServerAndAFailedSendSaysWhichWent) {
     test::SmtpServer server, failing(2);
     ASSERT_GT(server.port() * failing.port(), 0) << "the SMTP servers on loopback did not start";
-    std::vector<TextRow> rows;
+    std::vector<test::TextRow> rows;
     for (int i = 1; i <= 250; ++i)
         rows.push_back({"TAGLIO", QString::number(i).rightJustified(3, '0'), QString("Testo %1").arg(i),
                         QString("Correzione n°%1 dell'àncora | fine").arg(i), "20250101", true});
@@ -159,8 +158,6 @@ TEST(CorrectionMail, ALongSubjectGoesInShortEncodedWordsOfWholeCharacters) {
     EXPECT_EQ(QString::fromUtf8(decoded), subject);
 }
 
-const QString kProgram = QStringLiteral("Taglio");
-const QString kVersion = QStringLiteral("3.1.4");
 
 // The text of a label or a line edit.
 QString shown(QWidget* form, const char* name) {
@@ -187,7 +184,7 @@ TEST(InformationWindows, ShowTheRecordsInTheUsersLanguageAndMailThemToSupport) {
     }
     Parametri par;
     const std::pair<std::function<void()>, QString> openers[] = {
-        {[&] { par.Informazioni(kProgram, kVersion); }, "FormInformazioni"}, {[&] { par.Versioni(); }, "FormVersioni"}};
+        {[&] { par.Informazioni("Taglio", "3.1.4"); }, "FormInformazioni"}, {[&] { par.Versioni(); }, "FormVersioni"}};
     for (const auto& [open, name] : openers) {
         QString opened;
         test::onNextModal([&](QWidget* window) { opened = window->objectName(), window->close(); });
@@ -195,10 +192,10 @@ TEST(InformationWindows, ShowTheRecordsInTheUsersLanguageAndMailThemToSupport) {
         EXPECT_EQ(opened, name);
     }
 
-    ui::FormInformazioni form(par, kProgram, kVersion);
+    ui::FormInformazioni form(par, "Taglio", "3.1.4");
     EXPECT_EQ(form.windowTitle(), "About Taglio");
     EXPECT_EQ(child<QPushButton>(&form, "cmdSistema")->text(), "System information");
-    for (const auto& [name, value] : {std::pair<const char*, QString>{"lblVersione", kVersion},
+    for (const auto& [name, value] : {std::pair<const char*, QString>{"lblVersione", "3.1.4"},
                                       {"lblProdotto", "2026.2"}, {"lblTelefono", "+39 0423 123456"}})
         EXPECT_EQ(shown(&form, name), value) << name;
     EXPECT_TRUE(shown(&form, "lblAssistenza").contains("mailto:traduzioni@corvel.it"));
@@ -210,7 +207,7 @@ TEST(InformationWindows, ShowTheRecordsInTheUsersLanguageAndMailThemToSupport) {
     click(&form, "cmdCopia");
     const QString copied = QApplication::clipboard()->text();
     EXPECT_EQ(copied, form.systemInformationText());
-    for (const QString& fact : {QString("[Product versions]"), kProgram, QString("2026.1.7"), QString(": 2 English\n")})
+    for (const QString& fact : {QString("[Product versions]"), QString("Taglio"), QString("2026.1.7"), QString(": 2 English\n")})
         EXPECT_TRUE(copied.contains(fact)) << fact.toStdString();
 
     // No server: the mail waits in the outbox, and the user is told where.
