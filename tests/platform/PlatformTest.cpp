@@ -40,18 +40,15 @@ TEST(HeadlessDialogs, SayThatNoWindowIsAvailableAndChangeNothing) {
         EXPECT_TRUE(m.text.startsWith("No dialog is available") && m.flags == mb::Information) << m.text.toStdString();
 }
 
-TEST(Platform, LibraryFolderIsTheFolderOfTheLoadedModuleUnlessInstalled) {
+TEST(Platform, InstallingFillsTheDefaultsAndResetsTheSelection) {
     installPlatform(Platform{});
     // The tests link the library's objects: the module that holds them is this program.
     const QString program = QFileInfo(QStringLiteral("/proc/self/exe")).canonicalFilePath();
     EXPECT_EQ(libraryFolder(), QFileInfo(program).absolutePath());
+    EXPECT_TRUE(paramcor::platform().messages && paramcor::platform().dialogs && paramcor::platform().timer);
 
     test::TestPlatform platform;
     EXPECT_EQ(libraryFolder(), platform.folder());
-}
-
-TEST(Platform, InstallingResetsTheSelectionAndFillsTheDefaults) {
-    test::TestPlatform platform;
     Parametri par;
     par.LocalMachine(Boolean(true));
     par.Programma("Prog");
@@ -63,7 +60,6 @@ TEST(Platform, InstallingResetsTheSelectionAndFillsTheDefaults) {
     EXPECT_EQ(MainParametri::instance().hive(), Hive{0});
     EXPECT_EQ(par.Programma(), "");
     EXPECT_EQ(MainParametri::instance().depth(), 0);
-    EXPECT_TRUE(paramcor::platform().messages && paramcor::platform().dialogs && paramcor::platform().timer);
 }
 
 }  // namespace
