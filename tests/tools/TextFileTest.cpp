@@ -66,7 +66,7 @@ TEST(ParamcorTextFiles, ExportedEditedAndImported) {
 
 TEST(ParamcorTextFiles, AFaultyFileIsRefusedAndNothingIsImported) {
     const QByteArray header =
-        "msgid \"\"\nmsgstr \"\"\n\"Content-Type: text/plain; charset=UTF-8\\n\"\n\"Language: en\\n\"\n\n";
+        "msgid \"\"\nmsgstr \"\"\n\"Content-Type: text/plain; charset=UTF-8\\n\"\n\"Language: en-GB\\n\"\n\n";
     const struct {
         QByteArray bytes;  // "@ENTRY@" stands for a good change, kept out too
         const char* says;
