@@ -246,6 +246,10 @@ TEST_P(RegistryStoreConformance, Values) {
     EXPECT_EQ(read(*other, otherValues, std::string(reglimit::ValueName, 'N')).data, dword(1));
     EXPECT_EQ(s.setValue(handle, std::string(reglimit::ValueName + 1, 'n'), regtype::Dword, {}),
               regerr::InvalidParameter);
+    std::string accented;  // as many characters as allowed, twice as many bytes
+    while (accented.size() < 2 * reglimit::ValueName)
+        accented += "é";
+    put(s, handle, accented, regtype::Dword, dword(2));
     put(s, handle, std::string("v\0w", 3), regtype::Dword, dword(5));
     EXPECT_EQ(read(*other, otherValues, "v").data, dword(5));
 

@@ -2,6 +2,8 @@
 // choice changes anything, and which languages look installed.
 #include "texts/LanguageChoice.h"
 
+#include <CVLParamcor/Languages.h>
+
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
@@ -35,6 +37,14 @@ TEST(LanguageChoice, StartsFromTheCurrentLanguageAndChangesOnlyOnAnotherOne) {
         choice.confirm();
         EXPECT_EQ(choice.changed(), changed) << current;
     }
+}
+
+TEST(Languages, EveryColumnHasItsRowAndCodesAreFoundWhateverTheirRegion) {
+    for (short n = 1; n <= kLanguageColumns; ++n)
+        EXPECT_EQ(languageInfo(n)->number, n);
+    EXPECT_EQ(languageInfo(kLanguageColumns + 1), nullptr);
+    for (const auto& [code, language] : {std::pair{"pt-BR", 6}, {"DE_ch", 3}, {"sr@latin", 0}, {"", 0}})
+        EXPECT_EQ(languageOfCode(code), language) << code;
 }
 
 }  // namespace

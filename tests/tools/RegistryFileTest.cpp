@@ -19,7 +19,7 @@ void fill(RegistryStore& store, bool onlyWindows1252) {
         {kSuite + "\\Taglio", "Giri", 4, dword(3000)},
         {kSuite + "\\Taglio", "Larghezza", 3, {0, 0, 0, 0, 0, 0x70, 0xA7, 0x40}},
         {lama, "Quotes \"and\" \\backslashes\\", 1, utf8("say \"hi\" to C:\\")},
-        {lama, "Perché = [più]", 1, utf8("Marmo più bello, 30 mm²")},
+        {lama, "Perché = [più]", 1, utf8("Marmo più bello, 30 mm², da L'Haÿ")},
         {lama, "Empty", 1, {}},
         {lama, "Two lines", 1, utf8("first\r\nsecond")},
         {lama, "Zero inside", 1, {'a', 0, 'b'}},
@@ -56,7 +56,7 @@ TEST(ParamcorRegistryFile, ExportedAndImportedIntoAnEmptyStoreGivesTheSameBytesA
         EXPECT_FALSE(
             storedValue(copy, Hive::LocalMachine, kSuite, "VersioneProdotto").found);  // only what was exported
         if (regedit4)
-            EXPECT_TRUE(fileBytes(file).contains("\r\n\"Perch\xE9 = [pi\xF9]\"=\"Marmo pi\xF9 bello, 30 mm\xB2\"\r\n"));
+            EXPECT_TRUE(fileBytes(file).contains("\r\n\"Perch\xE9 = [pi\xF9]\"=\"Marmo pi\xF9 bello, 30 mm\xB2, da L'Ha\xFF\"\r\n"));
         else
             EXPECT_TRUE(fileBytes(file).startsWith(windowsText("Windows Registry Editor Version 5.00\n\n"
                                                                "[HKEY_CURRENT_USER\\SOFTWARE\\Corvel]\n")));

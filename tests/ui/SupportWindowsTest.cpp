@@ -71,6 +71,7 @@ TEST_F(TextCorrection, TheWindowSearchesCorrectsAndMailsToTheOutboxWithoutAServe
                 {"LUCIDA", "001", "Bordo", "Edge «à»", "20250101"}});
     Parametri par;
     test::onNextModal([&](QWidget* form) {
+        EXPECT_FALSE(child<QPushButton>(form, "Aggiorna")->isEnabled());
         click(form, "Mail");  // nothing corrected yet
         auto* list = child<QListWidget>(form, "List1");
         search(form, "Testo1", "Cerca1", "bord");
@@ -141,7 +142,8 @@ TEST_F(TextCorrection, MailsReachARealServerAndAFailedSendSaysWhichWent) {
 }
 
 TEST(CorrectionMail, ALongSubjectGoesInShortEncodedWordsOfWholeCharacters) {
-    const QString subject = QString("Correzioni più lunghe di una riga € ").repeated(4) + QString::fromUtf8("😀");
+    // The emoji starts on an odd unit, so its surrogate pair is not split by chance.
+    const QString subject = QString("Correzioni più lunghe di una riga € ").repeated(4) + QString::fromUtf8("!😀");
     const QByteArray text = ui::mail::compose({"a@b.it", "c@d.it", subject, "corpo"}, QDateTime::currentDateTime());
     const qsizetype start = text.indexOf("\r\nSubject: ") + 2;
     const QList<QByteArray> lines = text.mid(start, text.indexOf("\r\nMessage-ID:") - start).split('\n');
@@ -156,6 +158,18 @@ TEST(CorrectionMail, ALongSubjectGoesInShortEncodedWordsOfWholeCharacters) {
         decoded += bytes;
     }
     EXPECT_EQ(QString::fromUtf8(decoded), subject);
+    const QByteArray shortOne = ui::mail::compose({"a@b.it", "c@d.it", "Più", "corpo"}, QDateTime::currentDateTime());
+    EXPECT_TRUE(shortOne.contains("\r\nSubject: =?UTF-8?B?")) << shortOne.toStdString();
+}
+
+TEST_F(TextCorrection, APortOutOfRangeFallsBackToTheSecuritysOwn) {
+    const std::tuple<QString, QString, int> cases[] = {
+        {"2525", "tls", 2525}, {"65536", "tls", 465}, {"0", "starttls", 587}, {"smtp", "", 25}};
+    for (const auto& [port, security, used] : cases) {
+        writeMailSettings({{"PortaSMTP", port}, {"SicurezzaSMTP", security}});
+        Parametri par;
+        EXPECT_EQ(ui::mail::readSettings(par).port, used) << port.toStdString();
+    }
 }
 
 
