@@ -76,6 +76,7 @@ TEST(OsservatoreRegistro, HearsWhatOtherProcessesCommitUnderTheWatchedKeys) {
     // Outside the watched key nothing is heard; below it, only the deep watch.
     inAnotherProcess(folder, {"SOFTWARE\\Altro", "SOFTWARE\\Corvel\\Taglio\\Lama"});
     EXPECT_EQ(deepHeard.take({corvel + "\\Taglio\\Lama"}), std::set<std::string>{corvel + "\\Taglio\\Lama"});
+    deep.Smetti(Hive::CurrentUser, QStringLiteral("SOFTWARE\\Altro"));  // another key: this watch stays
     // A deleted tree: every key that went.
     inAnotherProcess(folder, {"SOFTWARE\\Corvel"}, "Taglio");
     EXPECT_EQ(deepHeard.take({corvel + "\\Taglio", corvel + "\\Taglio\\Lama"}),
