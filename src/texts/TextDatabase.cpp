@@ -2,6 +2,7 @@
 
 #include "base/Numbers.h"
 #include "param/registry/MainParametri.h"
+#include "texts/SharedFolderFiles.h"
 #include "texts/TextTable.h"
 
 #include <CVLParamcor/Platform.h>
@@ -24,19 +25,6 @@ std::filesystem::path fsPath(const QString& path) {
 
 void message(const QString& text, int flags, const QString& title = QString()) {
     platform().messages->show(text, flags, title);
-}
-
-// Copies, then moves into place in one step, so that the target is never half
-// written, even when the process dies during the copy.
-void replaceFile(const QString& from, const QString& to, std::error_code& error) {
-    const QString partial = to + QStringLiteral(".partial");
-    std::filesystem::copy_file(fsPath(from), fsPath(partial), std::filesystem::copy_options::overwrite_existing, error);
-    if (!error)
-        std::filesystem::rename(fsPath(partial), fsPath(to), error);
-    if (error) {
-        std::error_code ignored;
-        std::filesystem::remove(fsPath(partial), ignored);
-    }
 }
 
 }  // namespace
@@ -108,22 +96,20 @@ bool TextDatabase::deliver(const QString& delivered, const QString& user, const 
         }
     }
 
+    // Every file written here is a new one renamed into place: the folder is shared,
+    // and a name in it may be a link someone planted.
+    QString problem;
+    if (replace && setup.checkFile(user, false))
+        problem = texts::copyIntoPlace(user, user + QStringLiteral(".old"));
+    if (replace && problem.isEmpty())
+        problem = texts::copyIntoPlace(delivered, user);
+    if (problem.isEmpty())
+        problem = texts::copyIntoPlace(delivered, delivered + QStringLiteral(".old"));
     std::error_code error;
-    if (replace) {
-        if (setup.checkFile(user, false))
-            std::filesystem::copy_file(fsPath(user), fsPath(user + QStringLiteral(".old")),
-                                       std::filesystem::copy_options::overwrite_existing, error);
-        if (!error)
-            replaceFile(delivered, user, error);
-    }
-    if (!error)
-        std::filesystem::copy_file(fsPath(delivered), fsPath(delivered + QStringLiteral(".old")),
-                                   std::filesystem::copy_options::overwrite_existing, error);
-    if (!error)
-        std::filesystem::remove(fsPath(delivered), error);
-    if (error) {
-        message(QStringLiteral("Error while copying language files") + u'\n' + delivered + u'\n' +
-                    QString::number(error.value()) + u' ' + QString::fromStdString(error.message()),
+    if (problem.isEmpty() && !std::filesystem::remove(fsPath(delivered), error) && error)
+        problem = QString::number(error.value()) + u' ' + QString::fromStdString(error.message());
+    if (!problem.isEmpty()) {
+        message(QStringLiteral("Error while copying language files") + u'\n' + delivered + u'\n' + problem,
                 mb::Critical);
         return false;
     }

@@ -1,5 +1,7 @@
 #include "texts/TextTable.h"
 
+#include "texts/SharedFolderFiles.h"
+
 #include <QDate>
 #include <QFile>
 #include <QFileInfo>
@@ -56,6 +58,10 @@ void createLayout(SqlDatabase& db) {
 }
 
 QString unusableReason(const QString& path) {
+    // Checked before SQLite opens it, since SQLite follows a link and writes through it.
+    const QString refused = refusedFileReason(path);
+    if (!refused.isEmpty())
+        return refused;
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return QStringLiteral("the file cannot be read (%1)").arg(file.errorString());

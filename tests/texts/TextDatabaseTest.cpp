@@ -7,10 +7,15 @@
 #include "units/UnitRows.h"
 
 #include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <optional>
+
+#include <unistd.h>
 
 namespace paramcor {
 namespace {
@@ -120,6 +125,69 @@ TEST_F(TextDatabaseTest, OlderOrNarrowFilesAreReplacedWithABackup) {
         EXPECT_EQ(messages().size(), before + (!narrow ? 0 : narrow == &user ? 1 : 2));
         EXPECT_EQ(messages().size() == before ? QString() : messages()[before].text,
                   narrow ? "Wrong Fields No. for: \n\n" + *narrow : QString());
+    }
+}
+
+// Every operator may write the folder: a link planted there by another user, to a
+// file root owns, is replaced or refused, never written through.
+TEST_F(TextDatabaseTest, WhatOthersPlantInTheSharedFolderIsNeverWrittenThrough) {
+    QTemporaryDir elsewhere;
+    const QString victim = elsewhere.filePath("victim.mdb");
+    test::writeTextFile(victim, {{"ROOT", "0001", "Segreto", "Secret"}});
+    const QByteArray victimBytes = test::fileBytes(victim);
+    const bool root = ::geteuid() == 0;
+    const auto plantLink = [&](const QString& name) {
+        QFile::remove(name);
+        ASSERT_TRUE(QFile::link(victim, name));
+        if (root) {  // as nobody would
+            ASSERT_EQ(::lchown(QFile::encodeName(name).constData(), 65534, 65534), 0);
+        }
+    };
+    const std::vector<TextRow> rows{{"TAGLIO", "0001", "Lastra", "Slab"}};
+    test::writeTextFile(user, {{"TAGLIO", "0009", "Mia", "Mine"}}, "5.9");  // too old: replaced, with a backup
+    test::writeTextFile(delivered, rows);
+    plantLink(user + ".old");
+    plantLink(delivered + ".old");
+    EXPECT_TRUE(open());
+    EXPECT_EQ(test::fileBytes(victim), victimBytes);
+    EXPECT_EQ(test::readTextFile(user), rows);
+    EXPECT_FALSE(QFileInfo(user + ".old").isSymLink() || QFileInfo(delivered + ".old").isSymLink());
+    EXPECT_EQ(test::readTextFile(user + ".old").size(), 1u);
+    texts.reset();
+
+    // The user file or the delivery itself: refused with its name, never opened.
+    const std::pair<std::function<void(const QString&)>, QString> plants[] = {
+        {plantLink, "it is a link, and links are not followed here"},
+        {[&](const QString& name) { ASSERT_TRUE(QFile::remove(name) && ::link(QFile::encodeName(victim).constData(), QFile::encodeName(name).constData()) == 0); },
+         "it has other names too (hard links), and is not used"},
+        {[&](const QString& name) {
+             if (root) {
+                 ASSERT_EQ(::chown(QFile::encodeName(name).constData(), 65534, 65534), 0);
+             }
+         },
+         root ? "it belongs to another user (65534) and not to the folder's group" : ""},
+    };
+    for (const auto& [plant, reason] : plants) {
+        SCOPED_TRACE(reason.toStdString());
+        test::writeTextFile(user, rows);
+        test::writeTextFile(delivered, rows);
+        plant(user);
+        EXPECT_EQ(open(), reason.isEmpty());
+        if (!reason.isEmpty()) {
+            EXPECT_EQ(messages().back().text, "Error while opening language files\n" + user + "\n26 " + user + ": " + reason);
+        }
+        texts.reset();
+        test::writeTextFile(user + ".new", rows);
+        ASSERT_TRUE(QFile::remove(user) && QFile::rename(user + ".new", user));
+        plant(delivered);
+        EXPECT_TRUE(open());
+        if (!reason.isEmpty()) {
+            EXPECT_EQ(messages().back().text,
+                      "Cannot use the delivered language file\n" + delivered + "\n" + delivered + ": " + reason);
+        }
+        texts.reset();
+        QFile::remove(delivered);
+        EXPECT_EQ(test::fileBytes(victim), victimBytes);
     }
 }
 

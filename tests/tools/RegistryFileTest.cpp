@@ -2,6 +2,12 @@
 // files both ways, and the store as an administrator's scripts see it.
 #include "ToolTesting.h"
 
+#include <QDir>
+
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace paramcor::test {
 namespace {
 
@@ -96,7 +102,7 @@ TEST(ParamcorRegistryFile, AFaultyFileIsRefusedWithItsLineAndNothingIsImported) 
     const auto w = [&](const QString& tail) { return windowsText(QString::fromUtf8(good) + tail); };
     const struct {
         QByteArray bytes;
-        const char* says;  // after the file's name, unless the store's
+        const char* says;  // after the file's name
     } faults[] = {
         {windowsText("Windows Registry Editor Version 4.00\n\n"), ":1: not a registry file"},
         {windowsText("Windows Registry Editor Version 5.00\n\n\"a\"=\"b\"\n"), ":3: a value before"},
@@ -110,32 +116,36 @@ TEST(ParamcorRegistryFile, AFaultyFileIsRefusedWithItsLineAndNothingIsImported) 
         {w("[HKCU\\X\\\\Y]\n"), ":6: the key's path has an empty name"},
         {w("[-HKCU]\n"), ":6: a whole hive cannot be removed"},
         {w("[-HKCU\\X]\n\"a\"=\"b\"\n"), ":7: a value in a key that is being removed"},
-        {QByteArray("\xFE\xFF\0W", 4), ": the file is big-endian UTF-16"},
-        {w("").chopped(1), ": the file is cut short"},
-        {w("").mid(2), ": unexpected encoding"},
-        {QByteArray("\xEF\xBB\xBFWindows Registry Editor Version 5.00\r\n\xFF"), ": the file starts as UTF-8"},
+        {QByteArray("\xFE\xFF\0W", 4), ":1: the file is big-endian UTF-16"},
+        {w("").chopped(1), ":5: the file is cut short"},
+        {w("").mid(2), ":1: unexpected encoding"},
+        {QByteArray("\xEF\xBB\xBFWindows Registry Editor Version 5.00\r\n\xFF"), ":2: the file starts as UTF-8"},
+        {QByteArray("\xEF\xBB\xBFWindows Registry Editor Version 5.00\r\n\r\n[HKCU\\X]\r\n\"a\"=\"\xC3(\"\r\n"), ":4: the file starts as UTF-8"},
+        {QByteArray("REGEDIT4\r\n\r\n[HKCU\\X]\r\n\"a\"=\"b\0\"\r\n", 32), ":4: unexpected encoding"},
         {w("[HKCU\\X]\n\"a\"=\"b" + QString(QChar(0xD800)) + "\"\n"), ":7: the text holds half of a UTF-16"},
         {w("[HKCU\\X]\n\"a\"=hex(1):41,00,\\\n  00,dc\n"), ":7: the hex(1) text holds half of a UTF-16"},
         {w("[HKCU\\X]\n\"a" + QString(QChar(0)) + "b\"=\"c\"\n"), ":7: the name holds a zero character"},
         {w("[HKCU\\X" + QString(QChar(0)) + "Y]\n"), ":6: the key's name holds a zero character"},
         {w("[HKCU\\S" + QString("\\k").repeated(512) + "]\n"), ":6: the key is deeper than 512 levels"},
         {w("[HKCU\\X]\n\"a\"=hex(2):25,00,54\n"), ":7: the hex(2) text has an odd number of bytes"},
-        // The store's own refusal, after a key it could have written.
-        {w("[HKCU\\X]\n\"" + QString(16384, u'n') + "\"=dword:00000002\n"), "HKEY_CURRENT_USER\\X cannot be written"},
+        {w("[HKCU\\X]\n\"" + QString(16384, u'n') + "\"=dword:00000002\n"), ":7: a value name is longer than 16383"},
     };
     const Workshop workshop({}, true);
     const QString file = workshop.path("guasto.reg");
     for (const auto& f : faults) {
         writeFile(file, f.bytes);
         const Outcome run = workshop.run({"registro", "importa", file});
-        const bool byStore = QByteArray(f.says).startsWith("HKEY");
-        expectRefused(run, 1, QStringLiteral("paramcor: registro importa: ") + (byStore ? QString() : file) + f.says);
+        expectRefused(run, 1, QStringLiteral("paramcor: registro importa: ") + file + f.says);
         EXPECT_TRUE(run.err.contains(QStringLiteral("nothing was imported"))) << run;
     }
     // The store was never written, not even the values before a fault.
     auto store = workshop.store();
     EXPECT_FALSE(storedValue(store, Hive::CurrentUser, kSuite, "Lingua").found);
     expectRefused(workshop.run({"registro", "importa", workshop.path("mancante.reg")}), 1, "mancante.reg");
+    // A pipe no program writes to would hold the command for ever.
+    const QString fifo = workshop.path("fifo.reg");
+    ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+    expectRefused(workshop.run({"registro", "importa", fifo}), 1, fifo + " cannot be read: no program writes to the pipe");
 }
 
 TEST(ParamcorRegistryFile, WhatCannotBeExportedLeavesNoFile) {
@@ -158,6 +168,48 @@ TEST(ParamcorRegistryFile, WhatCannotBeExportedLeavesNoFile) {
         expectRefused(workshop.run(QStringList{"registro", "esporta"} + c.arguments), c.code, QString::fromUtf8(c.says));
         EXPECT_EQ(fileBytes(c.arguments.last()), c.arguments.last() == kept ? QByteArray("before") : QByteArray());
     }
+}
+
+// Root exporting into a folder that others may write: a link another user planted
+// there, to a file of root's, is never followed (the kernel's protected_symlinks
+// rule, which Debian applies only to sticky folders), and neither is a link of
+// another user's that a link of one's own leads to. Reading is refused the same way.
+TEST(ParamcorRegistryFile, ALinkOfAnotherUserInASharedFolderIsNeverFollowed) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root can plant a link as another user";
+    const Workshop workshop;
+    auto store = workshop.store();
+    fill(store, false);
+    const QString shared = workshop.path("shared");
+    ASSERT_TRUE(QDir().mkpath(shared));
+    ASSERT_EQ(::chmod(QFile::encodeName(shared).constData(), 02775), 0);
+    const QString victim = workshop.path("victim");
+    writeFile(victim, "root's own");
+    const auto plant = [&](const QString& link, const QString& target, uid_t owner) {
+        ASSERT_TRUE(QFile::link(target, link));
+        ASSERT_EQ(::lchown(QFile::encodeName(link).constData(), owner, owner), 0);
+    };
+    plant(shared + "/x.reg", victim, 65534);
+    plant(shared + "/x.po", victim, 65534);
+    plant(workshop.path("mine.reg"), shared + "/x.reg", 0);  // root's own link, to nobody's
+    const QString says = " is a link of another user (%1) in a folder that others may write: it is not followed";
+    const QString nobody = QString::fromLocal8Bit(::getpwuid(65534) ? ::getpwuid(65534)->pw_name : "65534");
+    for (const QStringList& command :
+         {QStringList{"registro", "esporta", "HKCU\\SOFTWARE\\Corvel", shared + "/x.reg"},
+          QStringList{"registro", "esporta", "HKCU\\SOFTWARE\\Corvel", workshop.path("mine.reg")},
+          QStringList{"testi", "esporta", "--lingua", "2", shared + "/x.po"},
+          QStringList{"registro", "importa", shared + "/x.reg"}}) {
+        SCOPED_TRACE(command.join(' ').toStdString());
+        const Outcome run = workshop.run(command);
+        EXPECT_EQ(run.code, 1) << run;
+        EXPECT_TRUE(run.err.contains(says.arg(nobody))) << run;
+        EXPECT_EQ(fileBytes(victim), "root's own");
+    }
+    // A link of the folder's owner is followed, as the kernel would.
+    ASSERT_TRUE(QFile::remove(shared + "/x.reg"));
+    plant(shared + "/x.reg", victim, 0);
+    EXPECT_EQ(workshop.run({"registro", "esporta", "HKCU\\SOFTWARE\\Corvel", shared + "/x.reg"}).code, 0);
+    EXPECT_TRUE(fileBytes(victim).startsWith("\xFF\xFE"));
 }
 
 TEST(ParamcorRegistryAdmin, ListsDeletesWhenConfirmedAndPipesFiles) {
@@ -213,6 +265,12 @@ TEST(ParamcorRegistryAdmin, ListsDeletesWhenConfirmedAndPipesFiles) {
     EXPECT_EQ(other.run(list).out, QStringLiteral("@\tREG_BINARY\t00 00 00 00 00 00 f8 3f (Double 1.5)\n"
                                                 "Alfa\tREG_SZ\triga uno\\nriga due\n"
                                                 "Bordo\\\nBordo\\Lucido\tREG_MULTI_SZ\ta\\0b\n"));
+
+    // Names are escaped as values are: none forges a line or reaches the terminal.
+    putValue(store, Hive::CurrentUser, "SOFTWARE\\Altro\\Key\n\x1b[2J", "a\nb\tc\xc2\x9b", 4, dword(1));
+    EXPECT_EQ(workshop.run({"registro", "elenca", "-r", "HKCU\\SOFTWARE\\Altro"}).out,
+              QStringLiteral("Key\\n\\x1b[2J\\\n"
+                             "Key\\n\\x1b[2J\\a\\nb\\tc\\x9b\tREG_DWORD\t1 (0x00000001)\n"));
 }
 
 }  // namespace

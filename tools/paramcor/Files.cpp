@@ -3,13 +3,17 @@
 #include "CommandLine.h"
 #include "Wording.h"
 
+#include <QBuffer>
+#include <QDir>
 #include <QFileInfo>
 #include <QTemporaryFile>
 
 #include <cerrno>
+#include <climits>
 #include <cstring>
 
 #include <fcntl.h>
+#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -56,9 +60,77 @@ void writeStraight(const QString& path, const QByteArray& bytes, bool pipe) {
         cannotWrite(path, systemError(error));
 }
 
+QString userName(uid_t uid) {
+    const passwd* user = ::getpwuid(uid);
+    return user ? QString::fromLocal8Bit(user->pw_name) : QString::number(uid);
+}
+
+// The kernel's rule for links (protected_symlinks), whatever the system's setting: a
+// link in a folder that others may write is followed only when it belongs to this
+// user or to the folder's owner. Otherwise another user could point a command run by
+// root at any file. Every link on the way is checked, and the links they lead to.
+void refuseLinksOfOthers(const QString& path) {
+    QStringList pending = QDir::cleanPath(QFileInfo(path).absoluteFilePath()).split(u'/', Qt::SkipEmptyParts);
+    QString walked;  // the folders passed, links resolved
+    int links = 0;
+    while (!pending.isEmpty()) {
+        const QString name = pending.takeFirst();
+        if (name == QLatin1String("."))
+            continue;
+        if (name == QLatin1String("..")) {
+            walked = walked.section(u'/', 0, -2);
+            continue;
+        }
+        const QString next = walked + u'/' + name;
+        struct stat entry {};
+        if (::lstat(QFile::encodeName(next).constData(), &entry) != 0 || !S_ISLNK(entry.st_mode)) {
+            walked = next;
+            continue;
+        }
+        struct stat folder {};
+        const QString folderPath = walked.isEmpty() ? QStringLiteral("/") : walked;
+        if (::stat(QFile::encodeName(folderPath).constData(), &folder) == 0 &&
+            (folder.st_mode & (S_IWGRP | S_IWOTH)) && entry.st_uid != ::geteuid() && entry.st_uid != folder.st_uid)
+            throw Failure(tr("%1 is a link of another user (%2) in a folder that others may write: it is not followed")
+                              .arg(next, userName(entry.st_uid)));
+        QByteArray target(PATH_MAX, '\0');
+        const ssize_t size = ::readlink(QFile::encodeName(next).constData(), target.data(), target.size());
+        if (size < 0 || ++links > 40)
+            throw Failure(tr("%1: the link cannot be followed").arg(next));
+        target.truncate(size);
+        if (target.startsWith('/'))
+            walked.clear();
+        pending = QFile::decodeName(target).split(u'/', Qt::SkipEmptyParts) + pending;
+    }
+}
+
+// Reads a pipe whole. One that no program writes to would hold the command for ever,
+// so the first read does not wait: end of file at once means there is no writer.
+QByteArray readPipe(int fd, const QString& path) {
+    QByteArray bytes;
+    char block[65536];
+    for (;;) {
+        const ssize_t n = ::read(fd, block, sizeof block);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0 && errno == EAGAIN) {
+            ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);  // a writer: wait for it
+            continue;
+        }
+        if (n < 0)
+            throw Failure(tr("%1 cannot be read: %2").arg(path, systemError(errno)));
+        if (n == 0 && bytes.isEmpty() && (::fcntl(fd, F_GETFL) & O_NONBLOCK))
+            throw Failure(tr("%1 cannot be read: no program writes to the pipe").arg(path));
+        if (n == 0 || bytes.size() > kMaxFileSize)
+            return bytes;
+        bytes.append(block, n);
+    }
+}
+
 }  // namespace
 
-std::unique_ptr<QFile> openToRead(const QString& path, const QString& what) {
+std::unique_ptr<QIODevice> openToRead(const QString& path, const QString& what) {
+    refuseLinksOfOthers(path);
     const QFileInfo info(path);
     if (!info.exists())
         throw Failure(tr("%1: there is no such file").arg(path));
@@ -67,9 +139,30 @@ std::unique_ptr<QFile> openToRead(const QString& path, const QString& what) {
     if (info.size() > kMaxFileSize)
         throw Failure(
             tr("%1 is too large for %2 (%3 bytes, at most %4)").arg(path, what).arg(info.size()).arg(kMaxFileSize));
-    auto file = std::make_unique<QFile>(path);
-    if (!file->open(QIODevice::ReadOnly))
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
+    if (fd < 0)
+        throw Failure(tr("%1 cannot be read: %2").arg(path, systemError(errno)));
+    struct stat status {};
+    if (::fstat(fd, &status) == 0 && S_ISFIFO(status.st_mode)) {
+        QByteArray bytes;
+        try {
+            bytes = readPipe(fd, path);
+        } catch (...) {
+            ::close(fd);
+            throw;
+        }
+        ::close(fd);
+        auto buffer = std::make_unique<QBuffer>();
+        buffer->setData(bytes);
+        buffer->open(QIODevice::ReadOnly);
+        return buffer;
+    }
+    ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
+    auto file = std::make_unique<QFile>();
+    if (!file->open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+        ::close(fd);
         throw Failure(tr("%1 cannot be read: %2").arg(path, file->errorString()));
+    }
     return file;
 }
 
@@ -88,6 +181,7 @@ void writeStandardOutput(const QByteArray& bytes) {
 }
 
 void writeWhole(const QString& path, const QByteArray& bytes) {
+    refuseLinksOfOthers(path);
     struct stat status {};
     const bool exists = ::stat(QFile::encodeName(path).constData(), &status) == 0;
     if (exists && !S_ISREG(status.st_mode)) {

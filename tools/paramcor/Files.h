@@ -13,8 +13,9 @@ namespace paramcor::tool {
 constexpr qint64 kMaxFileSize = 64 * 1024 * 1024;
 
 // A file the user gave, open for reading once it is known to be a file of at most
-// kMaxFileSize bytes; `what` names it in errors ("a PO file").
-std::unique_ptr<QFile> openToRead(const QString& path, const QString& what);
+// kMaxFileSize bytes; `what` names it in errors ("a PO file"). A named pipe is read
+// whole first, and refused when no program writes to it.
+std::unique_ptr<QIODevice> openToRead(const QString& path, const QString& what);
 
 // The bytes of such a file.
 QByteArray readWhole(const QString& path, const QString& what);

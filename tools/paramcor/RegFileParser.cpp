@@ -14,6 +14,7 @@ namespace paramcor::tool::regfile {
 namespace {
 
 constexpr qsizetype kMaxKeyName = 256;  // characters, as the registry takes them
+constexpr qsizetype kMaxValueName = 16383;
 
 bool isText(std::uint32_t type) {
     return type == 1 || type == 2 || type == 7;  // REG_SZ, REG_EXPAND_SZ, REG_MULTI_SZ
@@ -49,7 +50,7 @@ public:
             encoding_ = Encoding::Utf16;
             device_.skip(2);
         } else if (start.startsWith("\xFE\xFF")) {
-            throw FormatError(0,
+            throw FormatError(1,
                               QStringLiteral("the file is big-endian UTF-16, which regedit neither writes nor reads"));
         } else if (start.startsWith("\xEF\xBB\xBF")) {
             encoding_ = Encoding::Utf8;
@@ -135,7 +136,7 @@ private:
             if (block.isEmpty()) {
                 if (bytes_ % 2 != 0)
                     throw FormatError(
-                        0, QStringLiteral("the file is cut short: UTF-16 text cannot have an odd number of bytes"));
+                        line_, QStringLiteral("the file is cut short: UTF-16 text cannot have an odd number of bytes"));
                 return false;
             }
             text_ = utf16_.decode(block);
@@ -152,12 +153,12 @@ private:
                 pending_.clear();
                 return true;
             }
-            if (encoding_ == Encoding::EightBit && block.contains('\0'))
-                throw FormatError(0, QStringLiteral("unexpected encoding: the file holds zero bytes, as UTF-16 "
-                                                    "without its byte-order mark or binary data do"));
             qsizetype start = 0;
             for (qsizetype i = 0; i < block.size(); ++i) {
                 const char byte = block.at(i);
+                if (byte == '\0' && encoding_ == Encoding::EightBit)
+                    throw FormatError(rawLine_, QStringLiteral("unexpected encoding: the file holds zero bytes, as "
+                                                               "UTF-16 without its byte-order mark or binary data do"));
                 if (byte == '\n' || byte == '\r') {
                     pending_ += QByteArrayView(block).sliced(start, i - start);
                     text_ += decodeLine(pending_);
@@ -165,9 +166,12 @@ private:
                     pending_.clear();
                     pendingAscii_ = true;
                     start = i + 1;
+                    if (byte == '\r' || lastByte_ != '\r')
+                        ++rawLine_;
                 } else if (static_cast<unsigned char>(byte) >= 0x80) {
                     pendingAscii_ = false;
                 }
+                lastByte_ = byte;
             }
             pending_ += QByteArrayView(block).sliced(start);
             if (pendingAscii_) {
@@ -184,7 +188,7 @@ private:
             return fromEightBit(bytes);
         if (auto text = fromStrictUtf8(bytes))
             return *text;
-        throw FormatError(0, QStringLiteral("the file starts as UTF-8 but is not valid UTF-8"));
+        throw FormatError(rawLine_, QStringLiteral("the file starts as UTF-8 but this line is not valid UTF-8"));
     }
 
     QIODevice& device_;
@@ -196,6 +200,9 @@ private:
     QString text_;
     qsizetype pos_ = 0;
     int line_ = 1;
+    // The line that 8-bit text is decoded at, ahead of line_, which is where reading is.
+    int rawLine_ = 1;
+    char lastByte_ = 0;
     bool pendingAscii_ = true;
     bool highSurrogate_ = false;
 };
@@ -245,6 +252,8 @@ public:
             const QString name = quoted(QStringLiteral("the name"));
             if (name.contains(QChar(0)))
                 fail(QStringLiteral("the name holds a zero character, which no registry name can"));
+            if (name.size() > kMaxValueName)
+                fail(QStringLiteral("a value name is longer than %1 characters").arg(kMaxValueName));
             value.name = name.toStdString();
         }
         source_.skipBlanks();

@@ -159,10 +159,10 @@ Contents contentsOf(RegistryStore& store, Hive hive, const std::string& path) {
 void listText(RegistryStore& store, Hive hive, const std::string& path, const QString& prefix, bool recursive) {
     const Contents contents = contentsOf(store, hive, path);
     for (const regfile::Value& value : contents.values)
-        printLine(prefix + (value.name.empty() ? QStringLiteral("@") : QString::fromStdString(value.name)) + u'\t' +
+        printLine(prefix + (value.name.empty() ? QStringLiteral("@") : escaped(QString::fromStdString(value.name))) + u'\t' +
                   registryTypeName(value.type) + u'\t' + decodedContents(value.type, value.data));
     for (const std::string& name : contents.subkeys) {
-        const QString below = prefix + QString::fromStdString(name) + u'\\';
+        const QString below = prefix + escaped(QString::fromStdString(name)) + u'\\';
         printLine(below);
         if (recursive)
             listText(store, hive, child(path, name), below, true);
@@ -269,7 +269,7 @@ int watchRegistry(Session& session, const Arguments& arguments, const QStringLis
     const auto [hive, path] = namedKey(session.baseStore(), operands[0]);
     OsservatoreRegistro observer(session.sharedStore());
     QObject::connect(&observer, &OsservatoreRegistro::Cambiata, [](Hive changed, const QString& key) {
-        printLine(fullName(changed, key.toStdString()));
+        printLine(escaped(fullName(changed, key.toStdString())));
         std::fflush(stdout);  // as it happens, into a pipe too
     });
     if (!observer.Osserva(hive, QString::fromStdString(path), arguments.has(QStringLiteral("ricorsivo"))))

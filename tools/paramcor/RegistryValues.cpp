@@ -29,22 +29,6 @@ QString shortest(Number value) {
     return QString::fromLatin1(buffer, static_cast<qsizetype>(result.ptr - buffer));
 }
 
-QString escaped(const QString& text) {
-    QString out;
-    for (const QChar c : text) {
-        if (c == u'\n')
-            out += QLatin1String("\\n");
-        else if (c == u'\r')
-            out += QLatin1String("\\r");
-        else if (c == u'\t')
-            out += QLatin1String("\\t");
-        else if (c.unicode() < 0x20)
-            out += QStringLiteral("\\x%1").arg(c.unicode(), 2, 16, QLatin1Char('0'));
-        else
-            out += c;
-    }
-    return out;
-}
 
 QStringList multiText(const std::vector<std::uint8_t>& data) {
     QStringList items = QString::fromUtf8(reinterpret_cast<const char*>(data.data()), qsizetype(data.size()))
@@ -59,6 +43,23 @@ bool isText(std::uint32_t type) {
 }
 
 }  // namespace
+
+QString escaped(const QString& text) {
+    QString out;
+    for (const QChar c : text) {
+        if (c == u'\n')
+            out += QLatin1String("\\n");
+        else if (c == u'\r')
+            out += QLatin1String("\\r");
+        else if (c == u'\t')
+            out += QLatin1String("\\t");
+        else if (c.unicode() < 0x20 || (c.unicode() >= 0x7f && c.unicode() < 0xa0))  // a terminal obeys C1 too
+            out += QStringLiteral("\\x%1").arg(c.unicode(), 2, 16, QLatin1Char('0'));
+        else
+            out += c;
+    }
+    return out;
+}
 
 QString registryTypeName(std::uint32_t type) {
     if (type < std::size(kTypeNames))

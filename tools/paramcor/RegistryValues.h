@@ -19,6 +19,10 @@ QString hexBytes(const std::vector<std::uint8_t>& data);
 // Text as the store keeps it (UTF-8), without the one terminating zero it may have.
 QString storedText(const std::vector<std::uint8_t>& data);
 
+// Text on one line, its control characters escaped ("\n", "\x1b"): nothing a name
+// or a value holds may forge a line or reach the terminal as a command.
+QString escaped(const QString& text);
+
 // The contents on one line: text with its control characters escaped, numbers in
 // decimal, bytes in hex, with what the suite's typed reads would make of them.
 QString decodedContents(std::uint32_t type, const std::vector<std::uint8_t>& data);
