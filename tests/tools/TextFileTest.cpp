@@ -73,17 +73,19 @@ TEST(ParamcorTextFiles, AFaultyFileIsRefusedAndNothingIsImported) {
     } faults[] = {
         {header + "@ENTRY@\nthis is not a PO file\n", ":10: "},
         {header + "@ENTRY@\n@ENTRY@", ":11: duplicate message definition"},
-        {header + "@ENTRY@\nmsgctxt \"X|1\"\nmsgid \"Perch\xE9\"\nmsgstr \"Why\"\n", ":11: invalid multibyte sequence"},
+        {header + "@ENTRY@\nmsgctxt \"X|1\"\nmsgid \"Perch\xE9\"\nmsgstr \"Why\"\n", ":11: the line is not valid UTF-8"},
+        {header + "@ENTRY@\nmsgctxt \"X|1\"\nmsgid \"a\"\nmsgstr \"\xED\xA0\x80\"\n", ":12: the line is not valid UTF-8"},
         {"msgid \"\"\nmsgstr \"\"\n\"Content-Type: text/plain; charset=ISO-8859-1\\n\"\n\n@ENTRY@",
-         "is written in ISO-8859-1"},
-        {windowsText(QString::fromUtf8(header + "@ENTRY@")), "is UTF-16 text"},
-        {header + "@ENTRY@\nmsgctxt \"X\"\nmsgid \"Ciao\"\nmsgstr \"Hello\"\n", "\"Ciao\" has no key"},
+         ":1: it is written in ISO-8859-1"},
+        {windowsText(QString::fromUtf8(header + "@ENTRY@")), ":1: it is UTF-16 text"},
+        {header + "@ENTRY@\nmsgctxt \"X\"\nmsgid \"Ciao\"\nmsgstr \"Hello\"\n", ":11: \"Ciao\" has no key"},
+        {header + "@ENTRY@\n#~ msgid \"Vecchio\"\n#~ msgstr \"Old\"\n\nmsgid \"Ciao\"\nmsgstr \"Hello\"\n", ":13: \"Ciao\" has no key"},
         {header +
              "@ENTRY@\nmsgctxt \"X|1\"\nmsgid \"lastra\"\nmsgid_plural \"lastre\"\nmsgstr[0] \"a\"\nmsgstr[1] \"b\"\n",
-         "\"lastra\" has plural forms"},
+         ":11: \"lastra\" has plural forms"},
         {"msgid \"\"\nmsgstr \"\"\n\"Content-Type: text/plain; charset=UTF-8\\n\"\n\n@ENTRY@",
          "does not say which language"},
-        {QByteArray(100, '\0'), "unexpected encoding"},
+        {QByteArray(100, '\0'), ":1: unexpected encoding"},
     };
     const Workshop workshop;
     ASSERT_EQ(workshop.run({"lingua"}).code, 0);

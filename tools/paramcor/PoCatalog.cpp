@@ -104,12 +104,43 @@ bool isUtf8Charset(const QString& charset) {
     return charset.isEmpty();
 }
 
-QString text(const char* bytes, const QString& path) {
-    if (!bytes)
-        return QString();
-    if (auto decoded = fromStrictUtf8(QByteArrayView(bytes)))
-        return *decoded;
-    throw Failure(tr("%1: a text is not valid UTF-8").arg(path));
+QString text(const char* bytes) {
+    return bytes ? QString::fromUtf8(bytes) : QString();
+}
+
+QString where(const QString& path, int line) {
+    return line > 0 ? QStringLiteral("%1:%2").arg(path).arg(line) : path;
+}
+
+int lineAt(const QByteArray& bytes, qsizetype at) {
+    return static_cast<int>(QByteArrayView(bytes).first(at).count('\n')) + 1;
+}
+
+// The first line that is not UTF-8, or 0.
+int lineNotUtf8(const QByteArray& bytes) {
+    int number = 1;
+    for (const QByteArray& line : bytes.split('\n')) {
+        if (!fromStrictUtf8(line))
+            return number;
+        ++number;
+    }
+    return 0;
+}
+
+// The line of each message's msgid, obsolete ones included, in the order
+// libgettextpo hands the messages out: it does not tell where a message was.
+std::vector<int> messageLines(const QByteArray& bytes) {
+    std::vector<int> lines;
+    int number = 1;
+    for (QByteArray line : bytes.split('\n')) {
+        line = line.trimmed();
+        if (line.startsWith("#~"))
+            line = line.sliced(2).trimmed();
+        if (line.startsWith("msgid ") || line.startsWith("msgid\""))
+            lines.push_back(number);
+        ++number;
+    }
+    return lines;
 }
 
 }  // namespace
@@ -125,13 +156,16 @@ QString headerField(const QString& header, const char* field) {
 Catalog read(const QString& path) {
     QByteArray bytes = readWhole(path, tr("a PO file"));
     if (bytes.startsWith("\xFF\xFE") || bytes.startsWith("\xFE\xFF"))
-        throw Failure(tr("%1 is UTF-16 text; a PO file is UTF-8 (msgconv -t UTF-8 converts it)").arg(path));
-    if (bytes.contains('\0'))
+        throw Failure(tr("%1:1: it is UTF-16 text; a PO file is UTF-8 (msgconv -t UTF-8 converts it)").arg(path));
+    if (const qsizetype zero = bytes.indexOf('\0'); zero >= 0)
         throw Failure(tr("%1: unexpected encoding: it holds zero bytes, as UTF-16 text or binary data "
                          "do; a PO file is UTF-8 text")
-                          .arg(path));
+                          .arg(where(path, lineAt(bytes, zero))));
     if (bytes.startsWith("\xEF\xBB\xBF"))
         bytes.remove(0, 3);  // some editors put it there; gettext's reader does not expect it
+    if (const int line = lineNotUtf8(bytes))
+        throw Failure(tr("%1: the line is not valid UTF-8").arg(where(path, line)));
+    const std::vector<int> lines = messageLines(bytes);
 
     // libgettextpo reads files by name: it reads what was checked here.
     QTemporaryFile copy(QDir::temp().filePath(QStringLiteral("paramcor-XXXXXX.po")));
@@ -147,36 +181,39 @@ Catalog read(const QString& path) {
     scratchFile.clear();
     if (!file)
         throw Failure(tr("%1 cannot be read").arg(path));
-    if (found.count > 0) {
-        const QString where = found.line > 0 ? QStringLiteral("%1:%2").arg(path).arg(found.line) : path;
-        throw Failure(QStringLiteral("%1: %2").arg(where, found.first));
-    }
+    if (found.count > 0)
+        throw Failure(QStringLiteral("%1: %2").arg(where(path, found.line), found.first));
 
     Catalog catalog;
     const char* header = po_file_domain_header(file.get(), nullptr);
     catalog.header = header ? QString::fromUtf8(header) : QString();
     const QString charset = charsetOf(catalog.header);
     if (!isUtf8Charset(charset))
-        throw Failure(
-            tr("%1 is written in %2; a PO file is UTF-8 here (msgconv -t UTF-8 converts it)").arg(path, charset));
+        throw Failure(tr("%1: it is written in %2; a PO file is UTF-8 here (msgconv -t UTF-8 converts it)")
+                          .arg(where(path, lines.empty() ? 0 : lines.front()), charset));
 
+    std::size_t index = 0;
     for (const char* const* domain = po_file_domains(file.get()); domain && *domain; ++domain) {
         const Iterator messages(po_message_iterator(file.get(), *domain));
         while (po_message_t message = po_next_message(messages.get())) {
+            const int line = index < lines.size() ? lines[index] : 0;
+            ++index;
             if (po_message_is_obsolete(message))
                 continue;
             const char* context = po_message_msgctxt(message);
-            const QString source = text(po_message_msgid(message), path);
+            const QString source = text(po_message_msgid(message));
             if (!context && source.isEmpty())
                 continue;  // the header
             if (po_message_msgid_plural(message))
-                throw Failure(tr("%1: \"%2\" has plural forms, which the suite's texts do not have").arg(path, source));
+                throw Failure(tr("%1: \"%2\" has plural forms, which the suite's texts do not have")
+                                  .arg(where(path, line), source));
             Entry entry;
+            entry.line = line;
             entry.hasContext = context != nullptr;
-            entry.context = text(context, path);
+            entry.context = text(context);
             entry.source = source;
-            entry.translation = text(po_message_msgstr(message), path);
-            entry.comment = text(po_message_extracted_comments(message), path);
+            entry.translation = text(po_message_msgstr(message));
+            entry.comment = text(po_message_extracted_comments(message));
             entry.fuzzy = po_message_is_fuzzy(message) != 0;
             catalog.entries.push_back(std::move(entry));
         }

@@ -17,6 +17,7 @@ struct Entry {
     QString comment;      // extracted comment (#.)
     bool fuzzy = false;
     bool hasContext = true;
+    int line = 0;  // of its msgid in the file read; 0 when not known
 };
 
 struct Catalog {
