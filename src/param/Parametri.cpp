@@ -38,7 +38,12 @@ Parametri::Parametri() : d(std::make_unique<Impl>()) {
     SvuotaErrori();
     if (!queryTempFolder())
         return;
+    const int storeFailures = selection().storeFailures();
     if (!readInstallationFile())
+        return;
+    // The folders live in the store: without it every folder would read as empty,
+    // and the texts would be looked for at the root, hiding the cause already shown.
+    if (selection().storeFailures() != storeFailures)
         return;
     selection().selectHive(Hive::CurrentUser, false);
     selection().setProgram(QString());

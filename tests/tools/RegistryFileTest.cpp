@@ -2,6 +2,8 @@
 // files both ways, and the store as an administrator's scripts see it.
 #include "ToolTesting.h"
 
+#include "base/SqlDatabase.h"
+
 #include <QDir>
 
 #include <pwd.h>
@@ -210,6 +212,19 @@ TEST(ParamcorRegistryFile, ALinkOfAnotherUserInASharedFolderIsNeverFollowed) {
     plant(shared + "/x.reg", victim, 0);
     EXPECT_EQ(workshop.run({"registro", "esporta", "HKCU\\SOFTWARE\\Corvel", shared + "/x.reg"}).code, 0);
     EXPECT_TRUE(fileBytes(victim).startsWith("\xFF\xFE"));
+}
+
+// A machine hive of another program: the start says so and stops there, rather than
+// going on to look for the texts in a folder the store could not give.
+TEST(ParamcorRegistryAdmin, AStoreThatCannotBeReadIsReportedByItsCause) {
+    const Workshop workshop;
+    ASSERT_TRUE(QDir().mkpath(workshop.registry()));
+    const QString foreign = workshop.registry() + "/HKEY_LOCAL_MACHINE.db";
+    SqlDatabase(foreign, SqlDatabase::Mode::Create).exec("CREATE TABLE Clienti(Nome TEXT)");
+    const Outcome run = workshop.run({"lingua"});
+    EXPECT_EQ(run.code, 1);
+    EXPECT_TRUE(run.err.contains(foreign + " is not a hive of CVLParamcor")) << run;
+    EXPECT_FALSE(run.err.contains("CvlTradU.mdb")) << run;
 }
 
 TEST(ParamcorRegistryAdmin, ListsDeletesWhenConfirmedAndPipesFiles) {

@@ -108,6 +108,7 @@ void MainParametri::OpenKey() {
         emptyKey_ = openKey_ == 0 && created == regerr::AccessDenied && result == regerr::FileNotFound;
     }
     if (openKey_ == 0 && !emptyKey_) {
+        ++storeFailures_;
         message(QStringLiteral("Error opening key ") + path, mb::OkOnly);
         reportStoreProblem(store);
     }

@@ -33,6 +33,9 @@ public:
     int depth() const { return depth_; }
     KeyHandle openKey() const { return openKey_; }
     bool keyOpen() const { return openKey_ != 0 || emptyKey_; }
+    // Keys that could not be opened for a reason other than their absence, since
+    // the process started: a caller compares the count before and after a step.
+    int storeFailures() const { return storeFailures_; }
 
     void setProgram(const QString& program);  // also clears section and the no-maker-root flag
     void setSection(const QString& section) { section_ = section; }
@@ -82,7 +85,8 @@ private:
     bool noMakerRoot_ = false;
     QString registryRoot_;
     KeyHandle openKey_ = 0;
-    bool emptyKey_ = false;  // no key open, but reads find nothing and writes are refused
+    bool emptyKey_ = false;
+    int storeFailures_ = 0;  // no key open, but reads find nothing and writes are refused
     bool debugMode_ = false;
     bool skipDefaultWrite_ = false;
     bool reportErrors_ = false;
