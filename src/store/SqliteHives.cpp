@@ -54,7 +54,11 @@ long SqliteRegistryStore::Impl::failure(HiveState& h, int rc) {
                     std::to_string(options.busyTimeoutMs) + " ms)";
         return fromSqlite(rc);
     }
-    const char* message = h.conn ? sqlite3_errmsg(h.conn->db.get()) : "";
+    // A rollback after the failure leaves its own message ("no transaction is
+    // active" once SQLite rolled back by itself, as on a full disk): the first
+    // cause is the one told.
+    sqlite3* db = h.conn ? h.conn->db.get() : nullptr;
+    const char* message = db && sqlite3_extended_errcode(db) == rc ? sqlite3_errmsg(db) : sqlite3_errstr(rc);
     const int primary = rc & 0xFF;
     h.problem =
         file(h) + (primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB ? " is damaged: " : " failed: ") + message;
