@@ -207,6 +207,17 @@ TEST(ParamcorRegistryFile, ALinkOfAnotherUserInASharedFolderIsNeverFollowed) {
         EXPECT_TRUE(run.err.contains(says.arg(nobody))) << run;
         EXPECT_EQ(fileBytes(victim), "root's own");
     }
+    // The text database is written with SQLite, which follows any link: in a shared
+    // folder a text database that is a link is not written at all.
+    const QString po = workshop.path("e.po");
+    ASSERT_EQ(workshop.run({"testi", "esporta", "--lingua", "2", po}).code, 0);
+    const QString victimTexts = workshop.path("victim.mdb");
+    writeFile(victimTexts, fileBytes(workshop.userTexts()));
+    plant(shared + "/t.mdb", victimTexts, 65534);
+    expectRefused(workshop.run({"testi", "importa", "--file", shared + "/t.mdb", po}), 1,
+                  shared + "/t.mdb: it is a link, and links are not followed here");
+    EXPECT_EQ(fileBytes(victimTexts), fileBytes(workshop.userTexts()));
+
     // A link of the folder's owner is followed, as the kernel would.
     ASSERT_TRUE(QFile::remove(shared + "/x.reg"));
     plant(shared + "/x.reg", victim, 0);

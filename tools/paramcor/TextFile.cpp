@@ -3,6 +3,7 @@
 #include "CommandLine.h"
 #include "Session.h"
 #include "Wording.h"
+#include "texts/SharedFolderFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -34,9 +35,19 @@ QString unusable(const QString& path) {
     return QString();
 }
 
+bool othersMayWrite(const QString& folder) {
+    struct stat status {};
+    return ::stat(QFile::encodeName(folder).constData(), &status) == 0 && (status.st_mode & (S_IWGRP | S_IWOTH));
+}
+
 }  // namespace
 
 TextFile::TextFile(const QString& path, Mode mode) : path_(path) {
+    // SQLite follows a link and writes through it: in a folder others may write (the
+    // shared texts) only a plain file of ours or of the folder's group is written.
+    if (mode != Mode::ReadOnly && othersMayWrite(QFileInfo(path).absolutePath()))
+        if (const QString refused = texts::refusedFileReason(path); !refused.isEmpty())
+            throw Failure(refused);
     if (const QString reason = unusable(path); !reason.isEmpty())
         throw Failure(QStringLiteral("%1: %2").arg(path, reason));
     try {
