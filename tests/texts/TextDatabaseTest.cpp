@@ -158,7 +158,10 @@ TEST_F(TextDatabaseTest, WhatOthersPlantInTheSharedFolderIsNeverWrittenThrough) 
     // The user file or the delivery itself: refused with its name, never opened.
     const std::pair<std::function<void(const QString&)>, QString> plants[] = {
         {plantLink, "it is a link, and links are not followed here"},
-        {[&](const QString& name) { ASSERT_TRUE(QFile::remove(name) && ::link(QFile::encodeName(victim).constData(), QFile::encodeName(name).constData()) == 0); },
+        {[&](const QString& name) {
+             ASSERT_TRUE(QFile::remove(name) &&
+                         ::link(QFile::encodeName(victim).constData(), QFile::encodeName(name).constData()) == 0);
+         },
          "it has other names too (hard links), and is not used"},
         {[&](const QString& name) {
              if (root) {
@@ -174,7 +177,8 @@ TEST_F(TextDatabaseTest, WhatOthersPlantInTheSharedFolderIsNeverWrittenThrough) 
         plant(user);
         EXPECT_EQ(open(), reason.isEmpty());
         if (!reason.isEmpty()) {
-            EXPECT_EQ(messages().back().text, "Error while opening language files\n" + user + "\n26 " + user + ": " + reason);
+            EXPECT_EQ(messages().back().text,
+                      "Error while opening language files\n" + user + "\n26 " + user + ": " + reason);
         }
         texts.reset();
         test::writeTextFile(user + ".new", rows);

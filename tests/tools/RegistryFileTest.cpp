@@ -122,7 +122,8 @@ TEST(ParamcorRegistryFile, AFaultyFileIsRefusedWithItsLineAndNothingIsImported) 
         {w("").chopped(1), ":5: the file is cut short"},
         {w("").mid(2), ":1: unexpected encoding"},
         {QByteArray("\xEF\xBB\xBFWindows Registry Editor Version 5.00\r\n\xFF"), ":2: the file starts as UTF-8"},
-        {QByteArray("\xEF\xBB\xBFWindows Registry Editor Version 5.00\r\n\r\n[HKCU\\X]\r\n\"a\"=\"\xC3(\"\r\n"), ":4: the file starts as UTF-8"},
+        {QByteArray("\xEF\xBB\xBFWindows Registry Editor Version 5.00\r\n\r\n[HKCU\\X]\r\n\"a\"=\"\xC3(\"\r\n"),
+         ":4: the file starts as UTF-8"},
         {QByteArray("REGEDIT4\r\n\r\n[HKCU\\X]\r\n\"a\"=\"b\0\"\r\n", 32), ":4: unexpected encoding"},
         {w("[HKCU\\X]\n\"a\"=\"b" + QString(QChar(0xD800)) + "\"\n"), ":7: the text holds half of a UTF-16"},
         {w("[HKCU\\X]\n\"a\"=hex(1):41,00,\\\n  00,dc\n"), ":7: the hex(1) text holds half of a UTF-16"},
@@ -147,7 +148,8 @@ TEST(ParamcorRegistryFile, AFaultyFileIsRefusedWithItsLineAndNothingIsImported) 
     // A pipe no program writes to would hold the command for ever.
     const QString fifo = workshop.path("fifo.reg");
     ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
-    expectRefused(workshop.run({"registro", "importa", fifo}), 1, fifo + " cannot be read: no program writes to the pipe");
+    expectRefused(workshop.run({"registro", "importa", fifo}), 1,
+                  fifo + " cannot be read: no program writes to the pipe");
 }
 
 TEST(ParamcorRegistryFile, WhatCannotBeExportedLeavesNoFile) {

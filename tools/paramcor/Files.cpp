@@ -89,8 +89,8 @@ void refuseLinksOfOthers(const QString& path) {
         }
         struct stat folder {};
         const QString folderPath = walked.isEmpty() ? QStringLiteral("/") : walked;
-        if (::stat(QFile::encodeName(folderPath).constData(), &folder) == 0 &&
-            (folder.st_mode & (S_IWGRP | S_IWOTH)) && entry.st_uid != ::geteuid() && entry.st_uid != folder.st_uid)
+        if (::stat(QFile::encodeName(folderPath).constData(), &folder) == 0 && (folder.st_mode & (S_IWGRP | S_IWOTH)) &&
+            entry.st_uid != ::geteuid() && entry.st_uid != folder.st_uid)
             throw Failure(tr("%1 is a link of another user (%2) in a folder that others may write: it is not followed")
                               .arg(next, userName(entry.st_uid)));
         QByteArray target(PATH_MAX, '\0');

@@ -159,8 +159,8 @@ Contents contentsOf(RegistryStore& store, Hive hive, const std::string& path) {
 void listText(RegistryStore& store, Hive hive, const std::string& path, const QString& prefix, bool recursive) {
     const Contents contents = contentsOf(store, hive, path);
     for (const regfile::Value& value : contents.values)
-        printLine(prefix + (value.name.empty() ? QStringLiteral("@") : escaped(QString::fromStdString(value.name))) + u'\t' +
-                  registryTypeName(value.type) + u'\t' + decodedContents(value.type, value.data));
+        printLine(prefix + (value.name.empty() ? QStringLiteral("@") : escaped(QString::fromStdString(value.name))) +
+                  u'\t' + registryTypeName(value.type) + u'\t' + decodedContents(value.type, value.data));
     for (const std::string& name : contents.subkeys) {
         const QString below = prefix + escaped(QString::fromStdString(name)) + u'\\';
         printLine(below);

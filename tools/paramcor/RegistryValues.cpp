@@ -29,10 +29,9 @@ QString shortest(Number value) {
     return QString::fromLatin1(buffer, static_cast<qsizetype>(result.ptr - buffer));
 }
 
-
 QStringList multiText(const std::vector<std::uint8_t>& data) {
-    QStringList items = QString::fromUtf8(reinterpret_cast<const char*>(data.data()), qsizetype(data.size()))
-                            .split(QChar(u'\0'));
+    QStringList items =
+        QString::fromUtf8(reinterpret_cast<const char*>(data.data()), qsizetype(data.size())).split(QChar(u'\0'));
     while (!items.isEmpty() && items.last().isEmpty())
         items.removeLast();
     return items;

@@ -143,10 +143,10 @@ int importTexts(Session& session, const Arguments& arguments, const QStringList&
     }
     for (const po::Entry& entry : catalog.entries)
         if (!entry.hasContext || !entry.context.contains(kKeySeparator))
-            throw Failure(tr("%1: \"%2\" has no key (msgctxt \"Programma|Progressivo\"); nothing was imported")
-                              .arg(entry.line > 0 ? QStringLiteral("%1:%2").arg(operands[0]).arg(entry.line)
-                                                  : operands[0],
-                                   entry.source));
+            throw Failure(
+                tr("%1: \"%2\" has no key (msgctxt \"Programma|Progressivo\"); nothing was imported")
+                    .arg(entry.line > 0 ? QStringLiteral("%1:%2").arg(operands[0]).arg(entry.line) : operands[0],
+                         entry.source));
 
     const QString database = arguments.value(QStringLiteral("file"));
     // In the user's own database an imported translation is the customer's
