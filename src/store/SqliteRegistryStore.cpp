@@ -118,11 +118,19 @@ long SqliteRegistryStore::Impl::openOrCreate(Hive hive, const std::string& path,
     // A read-only open of the classes root skips one leading backslash, as Windows
     // does there and nowhere else; createKey refuses it there too.
     const bool skipBackslash = hive == Hive::ClassesRoot && !create && !path.empty() && path.front() == '\\';
-    std::string folded;
-    if (const long rc = store::normalizePath(skipBackslash ? path.substr(1) : path, folded, true))
-        return rc;
 
     const std::lock_guard lock(mutex);
+    // Programs open the same few keys again and again: the last path is not folded twice.
+    LastPath& last = lastPath;
+    if (!last.valid || last.skipBackslash != skipBackslash || last.raw != path) {
+        last.valid = false;
+        if (const long rc = store::normalizePath(skipBackslash ? path.substr(1) : path, last.folded, true))
+            return rc;
+        last.raw = path;
+        last.skipBackslash = skipBackslash;
+        last.valid = true;
+    }
+    const std::string& folded = last.folded;
     HiveState& h = hives[index];
     h.problem.clear();
     if (const long rc = openHive(h, create))
@@ -236,8 +244,10 @@ long SqliteRegistryStore::Impl::setValue(KeyHandle key, const std::string& name,
 
 long SqliteRegistryStore::Impl::closeKey(KeyHandle key) {
     const std::lock_guard lock(mutex);
-    keyCursors.erase(key);
-    valueCursors.erase(key);
+    if (!keyCursors.empty())
+        keyCursors.erase(key);
+    if (!valueCursors.empty())
+        valueCursors.erase(key);
     return handles.erase(key) != 0 ? regerr::Success : regerr::InvalidHandle;
 }
 

@@ -101,6 +101,12 @@ struct SqliteRegistryStore::Impl {
     std::unordered_map<KeyHandle, Cursor> keyCursors;
     std::unordered_map<KeyHandle, Cursor> valueCursors;
     KeyHandle nextHandle = 1;
+    struct LastPath {
+        std::string raw;     // as the caller gave it
+        std::string folded;  // normalised and folded
+        bool skipBackslash = false;
+        bool valid = false;
+    } lastPath;
 
     Impl(const std::string& userFolder, const std::string& machineFolder, Options opts);
 

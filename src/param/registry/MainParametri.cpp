@@ -89,10 +89,29 @@ QString MainParametri::ComposeKeyPath() const {
     return path;
 }
 
+const std::string& MainParametri::nativeKeyPath() const {
+    ComposedPath& c = composed_;
+    if (!c.valid || c.noMakerRoot != noMakerRoot_ || c.program != program_ || c.section != section_ ||
+        c.registryRoot != registryRoot_) {
+        c = {registryRoot_, program_, section_, noMakerRoot_, true, ComposeKeyPath().toStdString()};
+    }
+    return c.path;
+}
+
+std::string nativeName(const QString& name) {
+    std::string native(static_cast<std::size_t>(name.size()), '\0');
+    for (qsizetype i = 0; i < name.size(); ++i) {
+        const char16_t unit = name[i].unicode();
+        if (unit >= 0x80)
+            return name.toStdString();
+        native[static_cast<std::size_t>(i)] = static_cast<char>(unit);
+    }
+    return native;
+}
+
 void MainParametri::OpenKey() {
     CloseKey();
-    const QString path = ComposeKeyPath();
-    const std::string nativePath = path.toStdString();
+    const std::string& nativePath = nativeKeyPath();
     RegistryStore& store = *platform().registry;
     const long created = store.createKey(hive_, nativePath, &openKey_);
     if (created != regerr::Success) {
@@ -109,7 +128,7 @@ void MainParametri::OpenKey() {
     }
     if (openKey_ == 0 && !emptyKey_) {
         ++storeFailures_;
-        message(QStringLiteral("Error opening key ") + path, mb::OkOnly);
+        message(QStringLiteral("Error opening key ") + ComposeKeyPath(), mb::OkOnly);
         reportStoreProblem(store);
     }
 }

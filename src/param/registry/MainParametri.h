@@ -10,6 +10,8 @@
 
 #include <array>
 #include <cstdint>
+#include <string>
+#include <vector>
 
 namespace paramcor {
 
@@ -53,6 +55,9 @@ public:
 
     // --- Keys --------------------------------------------------------------------
     QString ComposeKeyPath() const;
+    // The same path as the store takes it, composed again only when the selection
+    // changed: reads are the suite's hot path.
+    const std::string& nativeKeyPath() const;
     void OpenKey();
     void CloseKey();
     bool ReportApiError(long code, const QString& call) const;
@@ -75,6 +80,7 @@ private:
     // Reads the open key's REG_SZ value as the suite's strings: at most 255
     // characters, one trailing zero dropped. MoreData when it is longer.
     long queryString(const std::string& name, std::uint32_t* type, QString* text) const;
+    std::vector<std::uint8_t>& readBuffer() const { return readBuffer_; }
     void reportStoreProblem(RegistryStore& store) const;
     // Shows a registry message: no explicit title.
     static void message(const QString& text, int flags);
@@ -94,7 +100,20 @@ private:
     std::array<Hive, kStackSlots> savedHives_{};
     std::array<QString, kStackSlots> savedPrograms_;
     std::array<QString, kStackSlots> savedSections_;
+
+    struct ComposedPath {
+        QString registryRoot, program, section;
+        bool noMakerRoot = false;
+        bool valid = false;
+        std::string path;
+    };
+    mutable ComposedPath composed_;
+    mutable std::vector<std::uint8_t> readBuffer_;  // kept between reads, so no read allocates it
 };
+
+// A name as the store takes it (UTF-8); the short ASCII names of the suite's values
+// need no heap.
+std::string nativeName(const QString& name);
 
 // The library's own save and restore of the selection. It restores what a Pop would
 // (hive, program, section) but leaves the client's Push stack alone, so the library

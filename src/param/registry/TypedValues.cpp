@@ -20,7 +20,7 @@ const QString kTooLong = QStringLiteral("ERROR! String parameters maximum lenght
 long MainParametri::queryString(const std::string& name, std::uint32_t* type, QString* text) const {
     if (emptyKey_)
         return regerr::FileNotFound;
-    std::vector<std::uint8_t> bytes;
+    std::vector<std::uint8_t>& bytes = readBuffer();
     std::uint32_t size = 0;
     const long result = platform().registry->queryValue(openKey_, name, type, &bytes, kStringCapacity, &size);
     if (result != regerr::Success)
@@ -47,23 +47,23 @@ QVariant MainParametri::ReadValue(const QString& name, const QVariant& defaultVa
         return {};
     }
 
-    const std::string nativeName = name.toStdString();
+    const std::string native = nativeName(name);
     std::uint32_t type = 0;
     long result;
     bool accepted;
     QVariant value;
     if (kind == ValueKind::String) {
         QString text;
-        result = queryString(nativeName, &type, &text);
+        result = queryString(native, &type, &text);
         accepted = type == regtype::String;
         value = text;
     } else if (emptyKey_) {
         result = regerr::FileNotFound;
         accepted = false;
     } else {
-        std::vector<std::uint8_t> bytes;
+        std::vector<std::uint8_t>& bytes = readBuffer();
         std::uint32_t size = 0;
-        result = platform().registry->queryValue(openKey_, nativeName, &type, &bytes, encoding->size, &size);
+        result = platform().registry->queryValue(openKey_, native, &type, &bytes, encoding->size, &size);
         accepted = size == encoding->size && type == encoding->registryType;
         if (result == regerr::Success && accepted)
             value = decodeValue(kind, bytes);
@@ -124,7 +124,7 @@ QString MainParametri::ReadString(const QString& name, const QString& defaultVal
         }
         std::uint32_t type = 0;
         QString text;
-        if (queryString(name.toStdString(), &type, &text) == regerr::Success)
+        if (queryString(nativeName(name), &type, &text) == regerr::Success)
             return text;
         if (debugMode_) {
             // No blank after the colon here, unlike the generic read: both are kept as
