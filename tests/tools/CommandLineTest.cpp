@@ -92,7 +92,7 @@ TEST(ParamcorCommandLine, TheToolSpeaksTheLanguageItIsGiven) {
     const Workshop workshop;
     EXPECT_EQ(workshop.run({"--lingua", "1", "--help"}).out.section(u'\n', 0, 0),
               QStringLiteral("Uso: paramcor COMANDO [OPZIONI] [ARGOMENTI]"));
-    expectRefused(workshop.run({"chiave", "--lingua", "6", "NESSUNO", "0001"}), 1, "no text has the key NESSUNO 0001");
+    expectRefused(workshop.run({"chiave", "--lingua", "6", "NESSUNO", "0001"}), 3, "no text has the key NESSUNO 0001");
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 #include "Files.h"
 
-#include "CommandLine.h"
+#include "Output.h"
 #include "Wording.h"
 
 #include <QFileInfo>

@@ -129,7 +129,7 @@ public:
                 return regerr::Success;
             }
         }
-        const long rc = store_->setValue(key, name, type, data);
+        const long rc = readOnly_ ? regerr::AccessDenied : store_->setValue(key, name, type, data);
         if (rc != regerr::Success) {
             const std::lock_guard lock(mutex_);
             ++failedWrites_;

@@ -2,7 +2,8 @@
 // the library and the Parametri object, made when a command first needs it.
 #pragma once
 
-#include "CommandLine.h"
+#include "Arguments.h"
+#include "Output.h"
 
 #include <CVLParamcor/Parametri.h>
 #include <CVLParamcor/Platform.h>

@@ -1,6 +1,6 @@
 #include "TextFile.h"
 
-#include "CommandLine.h"
+#include "Output.h"
 #include "Session.h"
 #include "Wording.h"
 
