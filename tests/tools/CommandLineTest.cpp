@@ -5,6 +5,7 @@
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QProcess>
+#include <QRegularExpression>
 
 namespace paramcor::test {
 namespace {
@@ -31,7 +32,9 @@ TEST(ParamcorCommandLine, LinesThatCannotRunTouchNothing) {
         const char* says;
     } lines[] = {
         {{}, "no command"},
-        {{"valore"}, "needs a subcommand"},
+        {{"valore"}, "paramcor: valore needs a subcommand"},
+        {{"--attesa", "abc", "lingua"}, "--attesa must be a whole number from 0 to 3600"},
+        {{"registro", "elenca", "-rx", "HKCU"}, "unknown option -x"},
         {{"percorso", "--xyz", "DXF"}, "unknown option --xyz"},
         {{"percorsi", "--tutti=yes"}, "--tutti takes no value"},
         {{"--registro", "elsewhere", "lingua"}, "--registro is given twice"},
@@ -75,15 +78,80 @@ TEST(ParamcorCommandLine, ReadingCommandsSpeakJsonAndTheVersionNamesTheStore) {
     EXPECT_TRUE(facts.contains("\nText database: " + workshop.userTexts() + "\n") &&
                 facts.contains(QStringLiteral("\nLanguage: 2 English\n")))
         << facts.toStdString();
+}
 
-    // As bash runs the completion for "paramcor registro el<TAB>".
+QStringList complete(const QStringList& words) {
     QProcess bash;
-    bash.start(QStringLiteral("bash"),
-               {"-c", "source \"$0\"; COMP_WORDS=(paramcor --registro /tmp registro el); COMP_CWORD=4; _paramcor; "
-                      "echo \"${COMPREPLY[*]}\"",
-                QStringLiteral(PARAMCOR_COMPLETION)});
-    ASSERT_TRUE(bash.waitForFinished());
-    EXPECT_EQ(bash.readAllStandardOutput(), QByteArray("elenca elimina\n"));
+    const QStringList script{"-c",
+                             "source \"$0\"; COMP_WORDS=(paramcor \"$@\"); COMP_CWORD=$#; _paramcor; "
+                             "printf '%s\\n' \"${COMPREPLY[@]}\"",
+                             QStringLiteral(PARAMCOR_COMPLETION)};
+    bash.start(QStringLiteral("bash"), script + words);
+    EXPECT_TRUE(bash.waitForFinished());
+    QStringList offered = QString::fromUtf8(bash.readAllStandardOutput()).split(u'\n', Qt::SkipEmptyParts);
+    offered.sort();
+    return offered;
+}
+
+// The completion, written from the command table, offers for every command what
+// its help names and the parser takes, and no more.
+TEST(ParamcorCommandLine, TheCompletionOffersWhatTheParserTakes) {
+    const QString overview = runTool({"--help"}).out;
+    QStringList everyCommand;
+    static const QRegularExpression optionLine(QStringLiteral("^  (?:-., )?(--[a-z]+)"));
+    for (const QString& line : overview.section(QStringLiteral("Options of every command:\n"), 1).split(u'\n')) {
+        if (line.isEmpty())
+            break;
+        if (const auto found = optionLine.match(line); found.hasMatch())
+            everyCommand << found.captured(1);
+    }
+    EXPECT_EQ(complete({"--"}), QStringList({"--attesa", "--help", "--installazione", "--registro", "--version"}));
+    int commands = 0;
+    for (const QString& line : overview.split(u'\n')) {
+        static const QRegularExpression usage(QStringLiteral("^  ([a-z]+(?: [a-z]+)?)((?: \\[--[^]]+\\])*)"));
+        const QRegularExpressionMatch match = usage.match(line);
+        if (!match.hasMatch())
+            continue;
+        ++commands;
+        const QStringList name = match.captured(1).split(u' ');
+        QStringList expected = everyCommand;
+        expected.removeAll(QStringLiteral("--version"));
+        static const QRegularExpression option(QStringLiteral("\\[(--[a-z0-9]+)( [A-Z]+)?\\]"));
+        for (const auto& found : option.globalMatch(match.captured(2))) {
+            expected << found.captured(1);
+            // The parser takes it here: what is wrong with this line is only its operands.
+            const QStringList given = found.captured(2).isEmpty() ? QStringList{found.captured(1)}
+                                                                  : QStringList{found.captured(1), "1"};
+            expectRefused(runTool(name + given + QStringList(5, "x")), 2, "too many arguments");
+        }
+        expected.sort();
+        EXPECT_EQ(complete(name + QStringList{"--"}), expected) << line.toStdString();
+    }
+    EXPECT_EQ(commands, 17);
+    EXPECT_EQ(complete({"registro", "el"}), QStringList({"elenca", "elimina"}));
+    EXPECT_EQ(complete({"--registro", "/tmp", "valore", "leggi", "--sezione", "S", "Taglio", "Giri", "Lo"}),
+              QStringList{"Long"});
+    EXPECT_EQ(complete({"chiave", "--lingua", "1"}), QStringList({"1", "10", "11", "12", "13", "14", "15"}));
+}
+
+// Help, the version and a read write nothing: not the store, not the builder's home;
+// and a read whose output is lost fails.
+TEST(ParamcorCommandLine, HelpVersionAndReadsWriteNothing) {
+    const Workshop workshop({}, true);
+    for (const QStringList& line : {QStringList{"--help"}, {"lingua", "--help"}, {"--version"}, {"percorsi"},
+                                    {"lingua"}, {"valore", "leggi", "--predefinito", "0", "Taglio", "Giri", "Long"}}) {
+        EXPECT_EQ(workshop.run(line).code, 0) << line.join(u' ').toStdString();
+        EXPECT_FALSE(QFileInfo::exists(workshop.registry())) << line.join(u' ').toStdString();
+    }
+    for (const QStringList& line : {QStringList{"--help"}, {"percorsi"}, {"registro", "elenca", "HKCU"}}) {
+        QProcess tool;
+        tool.setStandardOutputFile(QStringLiteral("/dev/full"));
+        tool.start(QStringLiteral(PARAMCOR_TOOL),
+                   QStringList{"--registro", workshop.registry(), "--installazione", workshop.installation()} + line);
+        ASSERT_TRUE(tool.waitForFinished());
+        EXPECT_EQ(tool.exitCode(), 1) << line.join(u' ').toStdString();
+        EXPECT_FALSE(tool.readAllStandardError().isEmpty());
+    }
 }
 
 // The tool's own words come from the texts in the language of --lingua, or the

@@ -72,6 +72,8 @@ int translateKey(Session& session, const Arguments& arguments, const QStringList
 int language(Session& session, const Arguments& arguments, const QStringList& operands) {
     const short wanted =
         operands.isEmpty() ? 0 : static_cast<short>(parseNumber(operands[0], 1, kLanguages, tr("the language")));
+    if (wanted == 0)
+        session.forbidWrites();  // a read writes nothing
     Parametri& par = session.parametri();
     const int mark = session.errors();
     const int refused = session.failedWrites();
