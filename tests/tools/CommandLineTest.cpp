@@ -143,7 +143,7 @@ TEST(ParamcorCommandLine, HelpVersionAndReadsWriteNothing) {
         EXPECT_EQ(workshop.run(line).code, 0) << line.join(u' ').toStdString();
         EXPECT_FALSE(QFileInfo::exists(workshop.registry())) << line.join(u' ').toStdString();
     }
-    for (const QStringList& line : {QStringList{"--help"}, {"percorsi"}, {"registro", "elenca", "HKCU"}}) {
+    for (const QStringList& line : {QStringList{"--help"}, {"percorsi"}, {"lingua", "--json"}}) {
         QProcess tool;
         tool.setStandardOutputFile(QStringLiteral("/dev/full"));
         tool.start(QStringLiteral(PARAMCOR_TOOL),
