@@ -3,7 +3,9 @@
 #include "ToolTesting.h"
 
 #include <QFileInfo>
+#include <QJsonArray>
 #include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
 #include <QRegularExpression>
 
@@ -70,6 +72,17 @@ TEST(ParamcorCommandLine, ReadingCommandsSpeakJsonAndTheVersionNamesTheStore) {
         EXPECT_TRUE(run.code == 0 && error.error == QJsonParseError::NoError) << run;
     }
     EXPECT_EQ(workshop.run({"lingua", "--json"}).out, QStringLiteral("{\"lingua\":2,\"nome\":\"English\"}\n"));
+    // Scripts pick a field by its key, whatever the language of the captions.
+    const auto keys = [&](const char* language) {
+        QStringList found;
+        for (const QJsonValue section : QJsonDocument::fromJson(
+                 workshop.run({"informazioni", "--json", "--lingua", language}).bytes).array())
+            for (const QJsonValue item : section[QStringLiteral("items")].toArray())
+                found << section[QStringLiteral("key")].toString() + u'.' + item[QStringLiteral("key")].toString();
+        return found;
+    };
+    EXPECT_TRUE(keys("1") == keys("2") && keys("1").contains(QStringLiteral("system.operating_system")))
+        << keys("1").join(u' ').toStdString();
     const Outcome version = workshop.run({"--version"});
     EXPECT_TRUE(version.out.startsWith(QStringLiteral("paramcor 6.0.0 (CVLParamcor 6.0.0)\n"))) << version;
     EXPECT_TRUE(version.out.contains(workshop.registry() + QStringLiteral("/HKEY_LOCAL_MACHINE.db"))) << version;
