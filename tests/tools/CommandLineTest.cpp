@@ -25,7 +25,10 @@ TEST(ParamcorCommandLine, EveryCommandHasHelp) {
         EXPECT_TRUE(help.code == 0 && help.err.isEmpty()) << help;
         EXPECT_TRUE(help.out.startsWith(QStringLiteral("Usage: paramcor ") + command)) << help;
     }
-    EXPECT_TRUE(runTool({"--help", "valore", "leggi"}).out.contains(QStringLiteral("Legge un parametro")));
+    // The English help names the member it runs, without its Italian help string.
+    const QString help = runTool({"--help", "valore", "leggi"}).out;
+    EXPECT_TRUE(help.contains(QStringLiteral("(Parametri::LeggiParametro)")) && !help.contains(QStringLiteral("Legge")))
+        << help.toStdString();
 }
 
 TEST(ParamcorCommandLine, LinesThatCannotRunTouchNothing) {
@@ -171,8 +174,14 @@ TEST(ParamcorCommandLine, HelpVersionAndReadsWriteNothing) {
 // user's (see the texts' commands); English where a language has no translation.
 TEST(ParamcorCommandLine, TheToolSpeaksTheLanguageItIsGiven) {
     const Workshop workshop;
-    EXPECT_EQ(workshop.run({"--lingua", "1", "--help"}).out.section(u'\n', 0, 0),
-              QStringLiteral("Uso: paramcor COMANDO [OPZIONI] [ARGOMENTI]"));
+    const QString italian = workshop.run({"--lingua", "1", "--help"}).out;
+    EXPECT_TRUE(italian.startsWith(QStringLiteral("Uso: paramcor COMANDO [OPZIONI] [ARGOMENTI]\n")) &&
+                italian.contains(QStringLiteral("\nOpzioni di ogni comando:\n")) &&
+                italian.contains(QStringLiteral("\n  3  non è stato trovato nulla")))
+        << italian.toStdString();
+    // On an account that has no settings yet, which help leaves as it is.
+    const Workshop untouched({}, true);
+    EXPECT_TRUE(untouched.run({"--lingua", "3", "lingua", "--help"}).out.startsWith(QStringLiteral("Aufruf: ")));
     expectRefused(workshop.run({"chiave", "--lingua", "6", "NESSUNO", "0001"}), 3, "no text has the key NESSUNO 0001");
 }
 

@@ -46,7 +46,7 @@ const QList<Option>& options() {
         {"attesa", 0, "SECONDI", "how long a write waits for another program that holds the store (default: 15)"},
         {"help", 'h', nullptr, "this help"},
         {"version", 0, nullptr, "the version and the store's files"},
-        {"json", 'j', nullptr, "what the command prints, as one JSON document"},
+        {"json", 'j', nullptr, "what a reading command prints, as one JSON document"},
         {"lingua", 0, "N", "the language N (1 to 15) instead of the user's, for this command only", Complete::Words,
          kLanguageNumbers},
         {"file", 0, "DB", "the text database DB instead of the user's CvlTradU.mdb", Complete::File},
@@ -55,10 +55,10 @@ const QList<Option>& options() {
         {"predefinito", 0, "VALORE", "print VALORE when the value is missing"},
         {"grezzo", 0, nullptr, "the stored registry type and bytes, whatever TIPO says"},
         {"tutti", 0, nullptr, "also the custom slots that the installation leaves empty"},
-        {"ricorsivo", 'r', nullptr, "every key below too"},
+        {"ricorsivo", 'r', nullptr, "the keys below CHIAVE too"},
         {"si", 0, nullptr, "delete without asking"},
         {"regedit4", 0, nullptr, "REGEDIT4 instead, in the Windows-1252 code page"},
-        {"modello", 0, nullptr, "the template (.pot) with every msgstr empty, from which translators start a new language"},
+        {"modello", 0, nullptr, "instead, the template (.pot) with every msgstr empty, from which translators start a new language"},
     };
     return table;
 }

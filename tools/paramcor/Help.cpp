@@ -3,7 +3,6 @@
 #include "Output.h"
 #include "Wording.h"
 
-#include <CVLParamcor/Parametri.h>
 
 namespace paramcor::tool {
 namespace {
@@ -59,11 +58,10 @@ void printCommandHelp(const Command& command) {
     printLine(tr("Usage: %1").arg(usageLine(command)));
     printLine();
     printLine(tr(QLatin1String(command.summary)));
-    if (command.member) {
-        const QString help = helpString(QLatin1String(command.member));
-        if (!help.isEmpty())
-            printLine(QStringLiteral("Parametri::%1: \"%2\"").arg(QLatin1String(command.member), help));
-    }
+    // The member's own help string is Italian, the library's documentation: only
+    // its name here, so that the help stays in one language.
+    if (command.member)
+        printLine(QStringLiteral("(Parametri::%1)").arg(QLatin1String(command.member)));
     QString details = QLatin1String(command.details);
     if (!details.isEmpty())
         details = tr(details);

@@ -98,7 +98,16 @@ public:
         return remember(hive, path, key, store_->createKey(hive, path, key));
     }
     long openKey(Hive hive, const std::string& path, KeyHandle* key) override {
-        return remember(hive, path, key, store_->openKey(hive, path, key));
+        const long rc = remember(hive, path, key, store_->openKey(hive, path, key));
+        // A store that may not be written and has no suite key yet (help on a new
+        // account): the chosen language still answers, from a key that lives here.
+        const std::lock_guard lock(mutex_);
+        if (rc == regerr::FileNotFound && readOnly_ && key && hive == Hive::CurrentUser && active_ && fold(path) == suiteKey_) {
+            *key = kVirtualKey;
+            suiteKeys_.insert(kVirtualKey);
+            return regerr::Success;
+        }
+        return rc;
     }
     long queryValue(KeyHandle key, const std::string& name, std::uint32_t* type, std::vector<std::uint8_t>* data,
                     std::uint32_t capacity, std::uint32_t* size) override {
@@ -117,6 +126,8 @@ public:
                 return regerr::Success;
             }
         }
+        if (key == kVirtualKey)
+            return regerr::FileNotFound;
         return store_->queryValue(key, name, type, data, capacity, size);
     }
     long setValue(KeyHandle key, const std::string& name, std::uint32_t type,
@@ -142,9 +153,11 @@ public:
             const std::lock_guard lock(mutex_);
             suiteKeys_.erase(key);
         }
-        return store_->closeKey(key);
+        return key == kVirtualKey ? regerr::Success : store_->closeKey(key);
     }
     long enumKey(KeyHandle key, std::uint32_t index, std::string* name) override {
+        if (key == kVirtualKey)
+            return regerr::NoMoreItems;
         return store_->enumKey(key, index, name);
     }
     std::string changeFile(Hive hive) const override { return store_->changeFile(hive); }
@@ -159,6 +172,8 @@ public:
     }
     long enumValue(KeyHandle key, std::uint32_t index, std::string* name, std::uint32_t* type,
                    std::vector<std::uint8_t>* data) override {
+        if (key == kVirtualKey)
+            return regerr::NoMoreItems;
         return store_->enumValue(key, index, name, type, data);
     }
     long beginBatch(Hive hive) override { return readOnly_ ? regerr::AccessDenied : store_->beginBatch(hive); }
@@ -178,6 +193,9 @@ public:
     std::string location(Hive hive) const override { return store_->location(hive); }
 
 private:
+    // No store hands out this handle: the address of nothing the process owns.
+    static constexpr KeyHandle kVirtualKey = ~KeyHandle{0} - 1;
+
     // The suite's key paths are ASCII; the library composes them without doubled
     // or trailing backslashes.
     static std::string fold(std::string text) {
