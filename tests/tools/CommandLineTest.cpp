@@ -9,6 +9,8 @@
 #include <QProcess>
 #include <QRegularExpression>
 
+#include <sqlite3.h>
+
 namespace paramcor::test {
 namespace {
 
@@ -168,6 +170,21 @@ TEST(ParamcorCommandLine, HelpVersionAndReadsWriteNothing) {
         EXPECT_EQ(tool.exitCode(), 1) << line.join(u' ').toStdString();
         EXPECT_FALSE(tool.readAllStandardError().isEmpty());
     }
+}
+
+// --attesa bounds a write's wait for another program, which the user is told of.
+TEST(ParamcorCommandLine, AWriteWaitsAsLongAsItIsToldAndSaysForWhat) {
+    const Workshop workshop;
+    sqlite3* holder = nullptr;
+    ASSERT_EQ(sqlite3_open((workshop.registry() + QStringLiteral("/HKEY_CURRENT_USER.db")).toUtf8().constData(), &holder),
+              SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(holder, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
+    const Outcome held = workshop.run({"--attesa", "2", "valore", "scrivi", "Taglio", "Giri", "Long", "2"});
+    sqlite3_close(holder);
+    EXPECT_TRUE(held.code == 1 && held.err.contains(QStringLiteral("waiting for another program that holds the store, "
+                                                                     "at most 2 s")) &&
+                held.err.contains(QStringLiteral("(2000 ms)")))
+        << held;
 }
 
 // The tool's own words come from the texts in the language of --lingua, or the

@@ -17,7 +17,7 @@ namespace {
 
 void printVersion(Session& session) {
     printLine(QStringLiteral("paramcor " PARAMCOR_VERSION " (CVLParamcor " PARAMCOR_VERSION ")"));
-    const auto* store = dynamic_cast<const SqliteRegistryStore*>(&session.baseStore());
+    const SqliteRegistryStore* store = session.hiveFiles();
     if (!store)
         return;
     for (const Hive hive : {Hive::CurrentUser, Hive::LocalMachine, Hive::ClassesRoot})

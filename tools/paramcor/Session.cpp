@@ -1,5 +1,6 @@
 #include "Session.h"
 
+#include "WaitingStore.h"
 #include "Wording.h"
 
 #include <CVLParamcor/Languages.h>
@@ -242,7 +243,8 @@ Session::Session(const Arguments& arguments) : messages_(std::make_shared<ToolMe
     } else {
         store = defaultRegistryStore(options);
     }
-    store_ = std::make_shared<LanguageOverride>(store);
+    files_ = dynamic_cast<const SqliteRegistryStore*>(store.get());
+    store_ = std::make_shared<LanguageOverride>(std::make_shared<WaitingStore>(store, options.busyTimeoutMs / 1000));
     p.registry = store_;
     p.messages = messages_;
     if (arguments.has(QStringLiteral("installazione"))) {
@@ -261,6 +263,10 @@ Session::~Session() {
 
 RegistryStore& Session::store() {
     return *store_;
+}
+
+const SqliteRegistryStore* Session::hiveFiles() const {
+    return files_;
 }
 
 RegistryStore& Session::baseStore() {

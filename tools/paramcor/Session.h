@@ -8,6 +8,7 @@
 #include <CVLParamcor/Parametri.h>
 #include <CVLParamcor/Platform.h>
 #include <CVLParamcor/RegistryStore.h>
+#include <CVLParamcor/SqliteRegistryStore.h>
 
 #include <functional>
 #include <memory>
@@ -30,6 +31,8 @@ public:
     // The store itself, without the language the run may have chosen.
     RegistryStore& baseStore();
     std::shared_ptr<RegistryStore> sharedStore();
+    // The files of the store, when it keeps its hives in files; null otherwise.
+    const SqliteRegistryStore* hiveFiles() const;
 
     // From now on the library's writes to the store are refused, as a user without
     // rights sees it: the command only reads.
@@ -73,6 +76,7 @@ private:
     std::shared_ptr<LanguageOverride> store_;
     std::unique_ptr<Parametri> parametri_;
     short language_ = 0;
+    const SqliteRegistryStore* files_ = nullptr;
 };
 
 // A failed call of `store` on `hive`, for a message: the registry's code and what
