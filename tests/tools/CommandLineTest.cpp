@@ -2,6 +2,7 @@
 // that cannot run, which end with one line on standard error and touch nothing.
 #include "ToolTesting.h"
 
+#include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -185,6 +186,23 @@ TEST(ParamcorCommandLine, AWriteWaitsAsLongAsItIsToldAndSaysForWhat) {
                                                                      "at most 2 s")) &&
                 held.err.contains(QStringLiteral("(2000 ms)")))
         << held;
+}
+
+// A user who may not change the machine's settings is told so when a command tried,
+// in the user's language; a read tries nothing and tells nothing.
+TEST(ParamcorCommandLine, AReadOnlyMachineStoreIsToldOnlyToWhatTriedToChangeIt) {
+    const Workshop workshop;
+    ASSERT_EQ(workshop.run({"valore", "scrivi", "--macchina", "Taglio", "Giri", "Long", "1"}).code, 0);
+    ASSERT_TRUE(QFile::setPermissions(workshop.registry() + QStringLiteral("/HKEY_LOCAL_MACHINE.db"),
+                                      QFile::ReadOwner | QFile::ReadGroup | QFile::ReadOther));
+    for (const QStringList& read : {QStringList{"traduci", "Annulla"}, {"percorsi"}, {"informazioni"}}) {
+        const Outcome run = workshop.run(read);
+        EXPECT_TRUE(run.code == 0 && run.err.isEmpty()) << run;
+    }
+    const Outcome changed = workshop.run({"lingua", "1"});
+    EXPECT_TRUE(changed.code == 0 && changed.err.contains(QStringLiteral(
+                                         "avviso: le impostazioni della macchina sono di sola lettura per l'utente")))
+        << changed;
 }
 
 // The tool's own words come from the texts in the language of --lingua, or the

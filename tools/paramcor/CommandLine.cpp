@@ -53,6 +53,7 @@ int run(const QStringList& arguments) {
             printOverview(line.group);
     } else {
         const int code = line.command->run(session, line.arguments, line.operands);
+        session.tellRefusedMachineWrites();
         finishOutput();
         return session.failed() ? kFailed : code;
     }

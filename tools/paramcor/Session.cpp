@@ -7,6 +7,7 @@
 #include <CVLParamcor/SqliteRegistryStore.h>
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
 
@@ -15,7 +16,13 @@
 #include <cstdio>
 #include <mutex>
 #include <set>
+#include <utility>
 #include <vector>
+
+#include <grp.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace paramcor::tool {
 
@@ -235,6 +242,12 @@ Session::Session(const Arguments& arguments) : messages_(std::make_shared<ToolMe
     if (arguments.has(QStringLiteral("attesa")))
         options.busyTimeoutMs =
             parseNumber(arguments.value(QStringLiteral("attesa")), 0, 3600, QStringLiteral("--attesa")) * 1000;
+    // The library would tell of a machine store that may not be written at once, in
+    // English, from inside the store; the tool tells it once the command is done.
+    options.refused = [this](const std::string& file) {
+        if (file.ends_with("HKEY_LOCAL_MACHINE.db"))
+            refusedMachineFile_ = QString::fromStdString(file);
+    };
     if (arguments.has(QStringLiteral("registro"))) {
         const QString folder = arguments.value(QStringLiteral("registro"));
         if (folder.isEmpty())
@@ -353,6 +366,29 @@ QString storeError(RegistryStore& store, Hive hive, long code) {
                           .arg(reglimit::KeyDepth)
                           .arg(reglimit::KeyPath);
     return text;
+}
+
+// The machine's settings are shared by the suite's operators; a user outside their
+// group may read them and not change them, which a command that tried is told, once.
+void Session::tellRefusedMachineWrites() {
+    if (refusedMachineFile_.isEmpty())
+        return;
+    const QString file = std::exchange(refusedMachineFile_, QString());
+    struct stat st {};
+    if (::stat(QFile::encodeName(file).constData(), &st) != 0)
+        return;
+    const passwd* user = ::getpwuid(::geteuid());
+    const QString name = user ? QString::fromLocal8Bit(user->pw_name) : QString::number(::geteuid());
+    const group* owners = ::getgrgid(st.st_gid);
+    QString text;
+    if (owners != nullptr && st.st_gid != 0 && (st.st_mode & S_IWGRP) != 0)
+        text = tr("the machine settings are read-only for the user %1: only the group %2 may change %3; an "
+                  "administrator adds an operator with \"adduser %1 %2\", which counts from the next login")
+                   .arg(name, QString::fromLocal8Bit(owners->gr_name), file);
+    else
+        text = tr("the machine settings are read-only for the user %1: %2 may not be written").arg(name, file);
+    std::fprintf(stderr, "%s%s%s\n", qUtf8Printable(errorPrefix()), qUtf8Printable(tr("warning: ")),
+                 qUtf8Printable(text));
 }
 
 bool Session::failed() const {

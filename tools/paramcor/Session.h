@@ -63,6 +63,10 @@ public:
     // A failed store call on `hive`, for a message: "error 32: <file> is held by...".
     QString storeError(Hive hive, long code);
 
+    // Tells the user, in the user's language, when the command tried to change the
+    // machine's settings and the store refused (a user outside the operators' group).
+    void tellRefusedMachineWrites();
+
     // Whether the library showed an error message during the run.
     bool failed() const;
 
@@ -77,6 +81,7 @@ private:
     std::unique_ptr<Parametri> parametri_;
     short language_ = 0;
     const SqliteRegistryStore* files_ = nullptr;
+    QString refusedMachineFile_;
 };
 
 // A failed call of `store` on `hive`, for a message: the registry's code and what
