@@ -17,16 +17,16 @@ class Session;
 enum class Complete { Nothing, File, Folder, Words };
 
 struct Option {
-    const char* name;         // "lingua", given as --lingua
-    char letter;              // 'r' for -r; 0: none
-    const char* valueName;    // "N"; null: a flag
-    const char* help;         // one line, English; the help translates it
+    const char* name;       // "lingua", given as --lingua
+    char letter;            // 'r' for -r; 0: none
+    const char* valueName;  // "N"; null: a flag
+    const char* help;       // one line, English; the help translates it
     Complete complete = Complete::Nothing;
-    const char* words = "";   // for Complete::Words
+    const char* words = "";  // for Complete::Words
 };
 
 struct Operand {
-    const char* name;         // "PROGRAMMA"; "[DEFAULT]" is optional
+    const char* name;  // "PROGRAMMA"; "[DEFAULT]" is optional
     Complete complete = Complete::Nothing;
     const char* words = "";
 };
@@ -40,8 +40,8 @@ struct Command {
     const char* summary;      // one line for the overview
     const char* details;      // the rest of its --help, English; may be empty
     CommandFunction run;
-    const char* member = nullptr;  // the member of Parametri it runs, whose help string --help shows
-    bool reads = false;       // only reads: it writes nothing anywhere
+    const char* member = nullptr;     // the member of Parametri it runs, whose help string --help shows
+    bool reads = false;               // only reads: it writes nothing anywhere
     QString (*moreHelp)() = nullptr;  // help made when it is shown (the languages' names)
 
     QString operandLine() const;  // "PROGRAMMA NOME [TIPO]"

@@ -15,14 +15,14 @@ QString longNames(const QStringList& names) {
 // How bash completes one word: a kind letter and, for fixed words, the words.
 QString kind(Complete complete, const char* words) {
     switch (complete) {
-    case Complete::File:
-        return QStringLiteral("F");
-    case Complete::Folder:
-        return QStringLiteral("D");
-    case Complete::Words:
-        return QStringLiteral("W:") + QLatin1String(words);
-    case Complete::Nothing:
-        break;
+        case Complete::File:
+            return QStringLiteral("F");
+        case Complete::Folder:
+            return QStringLiteral("D");
+        case Complete::Words:
+            return QStringLiteral("W:") + QLatin1String(words);
+        case Complete::Nothing:
+            break;
     }
     return QStringLiteral("-");
 }
@@ -54,23 +54,26 @@ QString bashCompletion() {
         script += QStringLiteral("        --%1) value='%2' ;;\n")
                       .arg(QLatin1String(option.name), kind(option.complete, option.words));
     }
-    script += QStringLiteral("    esac\n"
-                             "    if [[ -n $value ]]; then\n") +
-              completeReply(QStringLiteral("value")).replace(QStringLiteral("\n    "), QStringLiteral("\n        "))
+    script += QStringLiteral(
+                  "    esac\n"
+                  "    if [[ -n $value ]]; then\n") +
+              completeReply(QStringLiteral("value"))
+                  .replace(QStringLiteral("\n    "), QStringLiteral("\n        "))
                   .prepend(QStringLiteral("    ")) +
-              QStringLiteral("        return\n"
-                             "    fi\n\n"
-                             "    # The command's words so far, without options and their values.\n"
-                             "    local i word skip=0 command=()\n"
-                             "    for ((i = 1; i < COMP_CWORD; i++)); do\n"
-                             "        word=${COMP_WORDS[i]}\n"
-                             "        if ((skip)); then skip=0; continue; fi\n"
-                             "        case $word in\n"
-                             "            %1) skip=1 ;;\n"
-                             "            -*) ;;\n"
-                             "            *) command+=(\"$word\") ;;\n"
-                             "        esac\n"
-                             "    done\n\n")
+              QStringLiteral(
+                  "        return\n"
+                  "    fi\n\n"
+                  "    # The command's words so far, without options and their values.\n"
+                  "    local i word skip=0 command=()\n"
+                  "    for ((i = 1; i < COMP_CWORD; i++)); do\n"
+                  "        word=${COMP_WORDS[i]}\n"
+                  "        if ((skip)); then skip=0; continue; fi\n"
+                  "        case $word in\n"
+                  "            %1) skip=1 ;;\n"
+                  "            -*) ;;\n"
+                  "            *) command+=(\"$word\") ;;\n"
+                  "        esac\n"
+                  "    done\n\n")
                   .arg(valued.join(u'|'));
 
     QStringList topWords;
@@ -81,9 +84,10 @@ QString bashCompletion() {
     for (const QString& name : globalOptions())
         if (!everyCommand.contains(name))
             everyCommand << name;
-    script += QStringLiteral("    local choices= options=\"%1\" length=0 kinds=()\n"
-                             "    case \"${command[*]}\" in\n"
-                             "        \"\") choices=\"%2\"; options=\"%3\" ;;\n")
+    script += QStringLiteral(
+                  "    local choices= options=\"%1\" length=0 kinds=()\n"
+                  "    case \"${command[*]}\" in\n"
+                  "        \"\") choices=\"%2\"; options=\"%3\" ;;\n")
                   .arg(longNames(commonOptions()), topWords.join(u' '), longNames(everyCommand));
     for (const QString& group : groups()) {
         QStringList subcommands;
@@ -98,8 +102,7 @@ QString bashCompletion() {
         for (const Operand& operand : command.operands)
             kinds << QStringLiteral("'%1'").arg(kind(operand.complete, operand.words));
         script += QStringLiteral("        \"%1\"|\"%1 \"*) options+=\"%2\"; length=%3; kinds=(%4) ;;\n")
-                      .arg(name,
-                           command.options.isEmpty() ? QString() : u' ' + longNames(command.options))
+                      .arg(name, command.options.isEmpty() ? QString() : u' ' + longNames(command.options))
                       .arg(command.name.size())
                       .arg(kinds.join(u' '));
     }
@@ -115,8 +118,9 @@ QString bashCompletion() {
                   "    fi\n"
                   "    local operand=${kinds[${#command[@]} - length]}\n") +
               completeReply(QStringLiteral("operand")) +
-              QStringLiteral("}\n"
-                             "complete -o default -F _paramcor paramcor\n");
+              QStringLiteral(
+                  "}\n"
+                  "complete -o default -F _paramcor paramcor\n");
     return script;
 }
 

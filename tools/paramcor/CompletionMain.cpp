@@ -12,8 +12,8 @@ int main(int argc, char** argv) {
         return 2;
     }
     QFile file(QString::fromLocal8Bit(argv[1]));
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(paramcor::tool::bashCompletion().toUtf8()) < 0 ||
-        !file.flush()) {
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) ||
+        file.write(paramcor::tool::bashCompletion().toUtf8()) < 0 || !file.flush()) {
         std::fprintf(stderr, "%s: %s\n", argv[1], qPrintable(file.errorString()));
         return 1;
     }

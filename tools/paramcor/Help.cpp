@@ -3,7 +3,6 @@
 #include "Output.h"
 #include "Wording.h"
 
-
 namespace paramcor::tool {
 namespace {
 

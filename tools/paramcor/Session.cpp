@@ -110,7 +110,8 @@ public:
         // A store that may not be written and has no suite key yet (help on a new
         // account): the chosen language still answers, from a key that lives here.
         const std::lock_guard lock(mutex_);
-        if (rc == regerr::FileNotFound && readOnly_ && key && hive == Hive::CurrentUser && active_ && fold(path) == suiteKey_) {
+        if (rc == regerr::FileNotFound && readOnly_ && key && hive == Hive::CurrentUser && active_ &&
+            fold(path) == suiteKey_) {
             *key = kVirtualKey;
             suiteKeys_.insert(kVirtualKey);
             return regerr::Success;
@@ -361,8 +362,9 @@ QString storeError(RegistryStore& store, Hive hive, long code) {
     if (code == regerr::AccessDenied)
         return text + QStringLiteral(": the store may not be written");
     if (code == regerr::NameTooLong)
-        return text + QStringLiteral(": a key deeper than %1 levels or a key path longer than %2 characters, the "
-                                     "registry's limits")
+        return text + QStringLiteral(
+                          ": a key deeper than %1 levels or a key path longer than %2 characters, the "
+                          "registry's limits")
                           .arg(reglimit::KeyDepth)
                           .arg(reglimit::KeyPath);
     return text;

@@ -27,9 +27,10 @@ void SessionTexts::lookForTexts() {
                           TextFile::Mode::ReadOnly);
             if (language < 1 || language > kLanguages)
                 return;
-            const QByteArray sql = QStringLiteral("SELECT TESTO_01, Testo_02, %1 FROM Testi WHERE Programma = 'PARAMCOR'")
-                                       .arg(languageColumn(language))
-                                       .toUtf8();
+            const QByteArray sql =
+                QStringLiteral("SELECT TESTO_01, Testo_02, %1 FROM Testi WHERE Programma = 'PARAMCOR'")
+                    .arg(languageColumn(language))
+                    .toUtf8();
             auto select = file.prepare(sql.constData());
             while (select.step())
                 if (!select.text(2).trimmed().isEmpty())
