@@ -203,6 +203,10 @@ TEST(ParamcorCommandLine, AReadOnlyMachineStoreIsToldOnlyToWhatTriedToChangeIt) 
     EXPECT_TRUE(changed.code == 0 && changed.err.contains(QStringLiteral(
                                          "avviso: le impostazioni della macchina sono di sola lettura per l'utente")))
         << changed;
+    // A change the user's store refuses is no success.
+    ASSERT_TRUE(QFile::setPermissions(workshop.registry() + QStringLiteral("/HKEY_CURRENT_USER.db"),
+                                      QFile::ReadOwner | QFile::ReadGroup | QFile::ReadOther));
+    expectRefused(workshop.run({"lingua", "3"}), 1, "may not be written");
 }
 
 // The tool's own words come from the texts in the language of --lingua, or the
