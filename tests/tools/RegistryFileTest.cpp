@@ -5,6 +5,7 @@
 #include "base/SqlDatabase.h"
 
 #include <QDir>
+#include <QFileInfo>
 
 #include <pwd.h>
 #include <sys/stat.h>
@@ -54,8 +55,12 @@ TEST(ParamcorRegistryFile, ExportedAndImportedIntoAnEmptyStoreGivesTheSameBytesA
         QStringList line = {"registro", "esporta", "hkcu\\software\\CORVEL", file};
         if (regedit4)
             line << "--regedit4";
+        const mode_t mask = ::umask(027);  // the tool's, which it inherits
         const Outcome exported = from.run(line);
+        ::umask(mask);
         ASSERT_TRUE(exported.code == 0 && exported.err.isEmpty()) << exported;
+        // An export follows the umask, as cp does.
+        EXPECT_EQ(QFileInfo(file).permissions() & 0x0777, QFile::ReadGroup | QFile::ReadUser | QFile::WriteUser);
         const Outcome imported = to.run({"registro", "importa", file});
         ASSERT_TRUE(imported.code == 0 && imported.err.isEmpty()) << imported;
         const QStringList list = {"registro", "elenca", "-r", "HKCU\\SOFTWARE\\Corvel"};

@@ -63,7 +63,7 @@ TEST(ParamcorFolders, OneByAnyOfItsNamesOrAllInATable) {
                                          std::pair{"PercorsoDxf", root + "Disegni/Dxf/"},
                                          std::pair{"Archivio", QStringLiteral("/srv/archivio/")}})
         EXPECT_EQ(workshop.run({"percorso", name}).out, expected + u'\n') << name;
-    expectRefused(workshop.run({"percorso", "Dwg"}), 1,
+    expectRefused(workshop.run({"percorso", "Dwg"}), 3,
                   "paramcor: percorso: the installation declares no folder \"Dwg\" (paramcor percorsi lists them)\n");
     QStringList cells;
     for (const QString& line : workshop.run({"percorsi"}).out.split(u'\n', Qt::SkipEmptyParts))

@@ -1,7 +1,12 @@
 // The subcommands of paramcor, each in the file of its subject.
 #pragma once
 
-#include "CommandLine.h"
+#include "Arguments.h"
+#include "Output.h"
+
+namespace paramcor::tool {
+class Session;
+}
 
 namespace paramcor::tool {
 

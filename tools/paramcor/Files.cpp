@@ -1,6 +1,6 @@
 #include "Files.h"
 
-#include "CommandLine.h"
+#include "Output.h"
 #include "Wording.h"
 
 #include <QBuffer>
@@ -21,6 +21,12 @@
 
 namespace paramcor::tool {
 namespace {
+
+mode_t currentUmask() {
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    return mask;
+}
 
 QString systemError(int code) {
     return QString::fromLocal8Bit(std::strerror(code));
@@ -129,11 +135,21 @@ QByteArray readPipe(int fd, const QString& path) {
 
 }  // namespace
 
+QString whyUnreachable(const QString& path) {
+    struct stat status {};
+    if (::stat(QFile::encodeName(path).constData(), &status) == 0)
+        return QString();
+    // A folder on the way that may not be entered is no missing file.
+    if (errno == ENOENT)
+        return tr("there is no such file");
+    return tr("it cannot be read (%1)").arg(systemError(errno));
+}
+
 std::unique_ptr<QIODevice> openToRead(const QString& path, const QString& what) {
     refuseLinksOfOthers(path);
     const QFileInfo info(path);
-    if (!info.exists())
-        throw Failure(tr("%1: there is no such file").arg(path));
+    if (const QString why = whyUnreachable(path); !why.isEmpty())
+        throw Failure(QStringLiteral("%1: %2").arg(path, why));
     if (info.isDir())
         throw Failure(tr("%1 is a folder, not %2").arg(path, what));
     if (info.size() > kMaxFileSize)
@@ -197,8 +213,9 @@ void writeWhole(const QString& path, const QByteArray& bytes) {
     if (!temporary.open())
         cannotWrite(path, temporary.errorString());
     const int fd = static_cast<int>(temporary.handle());
-    if (exists)
-        ::fchmod(fd, status.st_mode & 07777);
+    // An export is a file for others to read: a new one takes the rights the umask
+    // leaves, as cp gives them; one replaced keeps its own.
+    ::fchmod(fd, exists ? status.st_mode & 07777 : 0666 & ~currentUmask());
     if (!writeAll(fd, bytes) || ::fsync(fd) != 0)
         cannotWrite(path, systemError(errno));
     if (::rename(QFile::encodeName(temporary.fileName()).constData(), QFile::encodeName(target).constData()) != 0)

@@ -12,6 +12,10 @@ namespace paramcor::tool {
 // Far beyond any settings or translations of the suite.
 constexpr qint64 kMaxFileSize = 64 * 1024 * 1024;
 
+// Why `path` cannot be reached ("there is no such file", "it cannot be read
+// (Permission denied)"); empty when it exists.
+QString whyUnreachable(const QString& path);
+
 // A file the user gave, open for reading once it is known to be a file of at most
 // kMaxFileSize bytes; `what` names it in errors ("a PO file"). A named pipe is read
 // whole first, and refused when no program writes to it.

@@ -70,7 +70,8 @@ int showFolder(Session& session, const Arguments& arguments, const QStringList& 
         });
         if (!known)
             throw Failure(tr("the installation declares no folder \"%1\" (paramcor percorsi lists them)")
-                              .arg(operands[0].trimmed()));
+                              .arg(operands[0].trimmed()),
+                          kNotFound);
     }
     const int mark = session.errors();
     const QString path = par.Percorso(operands[0]);

@@ -9,29 +9,59 @@
 namespace paramcor::tool {
 namespace {
 
+constexpr short kEnglish = 2;
+
+// "Operating system" -> "operating_system": a key scripts can rely on.
+QString keyOf(const QString& english) {
+    QString key;
+    for (const QChar c : english.toLower()) {
+        if (c.isLetterOrNumber() && c.unicode() < 128)
+            key += c;
+        else if (!key.isEmpty() && !key.endsWith(u'_'))
+            key += u'_';
+    }
+    while (key.endsWith(u'_'))
+        key.chop(1);
+    return key;
+}
+
 // The text as sections of captions and values, in their order: "[Title]" opens a
-// section, "caption: value" is a line of it.
-QJsonArray sectionsOf(const QString& text) {
+// section, "caption: value" is a line of it. The keys come from the English text,
+// line by line, so that they are the same whatever the language of the captions.
+QJsonArray sectionsOf(const QString& text, const QString& english) {
+    const QStringList lines = text.split(u'\n', Qt::SkipEmptyParts);
+    const QStringList englishLines = english.split(u'\n', Qt::SkipEmptyParts);
+    const auto englishCaption = [&](qsizetype i, const QString& fallback) {
+        if (englishLines.size() != lines.size())
+            return fallback;  // not the same layout: the captions themselves
+        const QString& line = englishLines[i];
+        return line.startsWith(u'[') ? line.mid(1, line.size() - 2) : line.left(line.indexOf(QLatin1String(": ")));
+    };
     QJsonArray sections;
     QJsonObject section;
-    QJsonArray lines;
+    QJsonArray items;
     const auto close = [&] {
         if (section.isEmpty())
             return;
-        section.insert(QStringLiteral("voci"), lines);
+        section.insert(QStringLiteral("items"), items);
         sections.append(section);
         section = {};
-        lines = {};
+        items = {};
     };
-    for (const QString& line : text.split(u'\n', Qt::SkipEmptyParts)) {
+    for (qsizetype i = 0; i < lines.size(); ++i) {
+        const QString& line = lines[i];
         if (line.startsWith(u'[') && line.endsWith(u']')) {
             close();
-            section.insert(QStringLiteral("titolo"), line.mid(1, line.size() - 2));
+            const QString title = line.mid(1, line.size() - 2);
+            section.insert(QStringLiteral("key"), keyOf(englishCaption(i, title)));
+            section.insert(QStringLiteral("title"), title);
             continue;
         }
         const qsizetype colon = line.indexOf(QLatin1String(": "));
-        lines.append(QJsonObject{{QStringLiteral("voce"), line.left(colon)},
-                                 {QStringLiteral("valore"), colon < 0 ? QString() : line.mid(colon + 2)}});
+        const QString caption = line.left(colon);
+        items.append(QJsonObject{{QStringLiteral("key"), keyOf(englishCaption(i, caption))},
+                                 {QStringLiteral("caption"), caption},
+                                 {QStringLiteral("value"), colon < 0 ? QString() : line.mid(colon + 2)}});
     }
     close();
     return sections;
@@ -48,7 +78,11 @@ int systemInformation(Session& session, const Arguments& arguments, const QStrin
     QString text = par.InformazioniSistema();
     session.throwIfReportedSince(mark);
     if (arguments.has(QStringLiteral("json"))) {
-        printJson(sectionsOf(text));
+        const short language = par.Lingua();
+        session.overrideLanguage(kEnglish);
+        const QString english = par.InformazioniSistema();
+        session.overrideLanguage(language);
+        printJson(sectionsOf(text, english));
         return 0;
     }
     if (text.endsWith(u'\n'))

@@ -60,7 +60,7 @@ int translateKey(Session& session, const Arguments& arguments, const QStringList
     const QString text = par.TraduciChiave(operands[0], operands[1]);
     session.throwIfReportedSince(mark);
     if (text == QLatin1String("???"))  // the library's answer for a key it does not have
-        throw Failure(tr("no text has the key %1 %2").arg(operands[0], operands[1]));
+        throw Failure(tr("no text has the key %1 %2").arg(operands[0], operands[1]), kNotFound);
     if (arguments.has(QStringLiteral("json")))
         printJson(QJsonObject{
             {"programma", operands[0]}, {"progressivo", operands[1]}, {"lingua", par.Lingua()}, {"testo", text}});
@@ -72,12 +72,19 @@ int translateKey(Session& session, const Arguments& arguments, const QStringList
 int language(Session& session, const Arguments& arguments, const QStringList& operands) {
     const short wanted =
         operands.isEmpty() ? 0 : static_cast<short>(parseNumber(operands[0], 1, kLanguages, tr("the language")));
+    if (wanted == 0)
+        session.forbidWrites();  // a read writes nothing
     Parametri& par = session.parametri();
     const int mark = session.errors();
+    const int refused = session.failedWrites();
     if (wanted != 0)
         par.Lingua(wanted);
-    const short current = par.Lingua();
     session.throwIfReportedSince(mark);
+    // The library drops a write the store refuses (a hive that may not be written).
+    if (session.failedWrites() > refused)
+        throw Failure(tr("the language cannot be written: %1")
+                          .arg(session.storeError(Hive::CurrentUser, session.lastFailedWrite())));
+    const short current = par.Lingua();
     if (arguments.has(QStringLiteral("json")))
         printJson(QJsonObject{{"lingua", current}, {"nome", languageName(current)}});
     else

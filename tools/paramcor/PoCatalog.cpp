@@ -1,7 +1,7 @@
 #include "PoCatalog.h"
 
 #include "base/CodePage.h"
-#include "CommandLine.h"
+#include "Output.h"
 #include "Files.h"
 #include "Wording.h"
 

@@ -6,6 +6,7 @@
 #include "RegFile.h"
 #include "RegistryValues.h"
 #include "Session.h"
+#include "Wording.h"
 
 #include <CVLParamcor/OsservatoreRegistro.h>
 
@@ -188,7 +189,9 @@ QJsonObject listJson(RegistryStore& store, Hive hive, const std::string& path, b
 bool confirmed(const Arguments& arguments, const QString& question) {
     if (arguments.has(QStringLiteral("si")))
         return true;
-    std::fprintf(stderr, "%s%s [s/N] ", qUtf8Printable(errorPrefix()), qUtf8Printable(question));
+    // The question and its answers in the user's language: "[s/N]" in Italian.
+    std::fprintf(stderr, "%s%s %s ", qUtf8Printable(errorPrefix()), qUtf8Printable(question),
+                 qUtf8Printable(tr("[y/N]")));
     std::fflush(stderr);
     std::string answer;
     const bool answered = static_cast<bool>(std::getline(std::cin, answer));

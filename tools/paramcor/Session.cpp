@@ -1,11 +1,13 @@
 #include "Session.h"
 
+#include "WaitingStore.h"
 #include "Wording.h"
 
 #include <CVLParamcor/Languages.h>
 #include <CVLParamcor/SqliteRegistryStore.h>
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
 
@@ -14,7 +16,13 @@
 #include <cstdio>
 #include <mutex>
 #include <set>
+#include <utility>
 #include <vector>
+
+#include <grp.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace paramcor::tool {
 
@@ -98,7 +106,17 @@ public:
         return remember(hive, path, key, store_->createKey(hive, path, key));
     }
     long openKey(Hive hive, const std::string& path, KeyHandle* key) override {
-        return remember(hive, path, key, store_->openKey(hive, path, key));
+        const long rc = remember(hive, path, key, store_->openKey(hive, path, key));
+        // A store that may not be written and has no suite key yet (help on a new
+        // account): the chosen language still answers, from a key that lives here.
+        const std::lock_guard lock(mutex_);
+        if (rc == regerr::FileNotFound && readOnly_ && key && hive == Hive::CurrentUser && active_ &&
+            fold(path) == suiteKey_) {
+            *key = kVirtualKey;
+            suiteKeys_.insert(kVirtualKey);
+            return regerr::Success;
+        }
+        return rc;
     }
     long queryValue(KeyHandle key, const std::string& name, std::uint32_t* type, std::vector<std::uint8_t>* data,
                     std::uint32_t capacity, std::uint32_t* size) override {
@@ -117,6 +135,8 @@ public:
                 return regerr::Success;
             }
         }
+        if (key == kVirtualKey)
+            return regerr::FileNotFound;
         return store_->queryValue(key, name, type, data, capacity, size);
     }
     long setValue(KeyHandle key, const std::string& name, std::uint32_t type,
@@ -129,7 +149,7 @@ public:
                 return regerr::Success;
             }
         }
-        const long rc = store_->setValue(key, name, type, data);
+        const long rc = readOnly_ ? regerr::AccessDenied : store_->setValue(key, name, type, data);
         if (rc != regerr::Success) {
             const std::lock_guard lock(mutex_);
             ++failedWrites_;
@@ -142,9 +162,11 @@ public:
             const std::lock_guard lock(mutex_);
             suiteKeys_.erase(key);
         }
-        return store_->closeKey(key);
+        return key == kVirtualKey ? regerr::Success : store_->closeKey(key);
     }
     long enumKey(KeyHandle key, std::uint32_t index, std::string* name) override {
+        if (key == kVirtualKey)
+            return regerr::NoMoreItems;
         return store_->enumKey(key, index, name);
     }
     std::string changeFile(Hive hive) const override { return store_->changeFile(hive); }
@@ -159,6 +181,8 @@ public:
     }
     long enumValue(KeyHandle key, std::uint32_t index, std::string* name, std::uint32_t* type,
                    std::vector<std::uint8_t>* data) override {
+        if (key == kVirtualKey)
+            return regerr::NoMoreItems;
         return store_->enumValue(key, index, name, type, data);
     }
     long beginBatch(Hive hive) override { return readOnly_ ? regerr::AccessDenied : store_->beginBatch(hive); }
@@ -178,6 +202,9 @@ public:
     std::string location(Hive hive) const override { return store_->location(hive); }
 
 private:
+    // No store hands out this handle: the address of nothing the process owns.
+    static constexpr KeyHandle kVirtualKey = ~KeyHandle{0} - 1;
+
     // The suite's key paths are ASCII; the library composes them without doubled
     // or trailing backslashes.
     static std::string fold(std::string text) {
@@ -216,6 +243,12 @@ Session::Session(const Arguments& arguments) : messages_(std::make_shared<ToolMe
     if (arguments.has(QStringLiteral("attesa")))
         options.busyTimeoutMs =
             parseNumber(arguments.value(QStringLiteral("attesa")), 0, 3600, QStringLiteral("--attesa")) * 1000;
+    // The library would tell of a machine store that may not be written at once, in
+    // English, from inside the store; the tool tells it once the command is done.
+    options.refused = [this](const std::string& file) {
+        if (file.ends_with("HKEY_LOCAL_MACHINE.db"))
+            refusedMachineFile_ = QString::fromStdString(file);
+    };
     if (arguments.has(QStringLiteral("registro"))) {
         const QString folder = arguments.value(QStringLiteral("registro"));
         if (folder.isEmpty())
@@ -224,7 +257,8 @@ Session::Session(const Arguments& arguments) : messages_(std::make_shared<ToolMe
     } else {
         store = defaultRegistryStore(options);
     }
-    store_ = std::make_shared<LanguageOverride>(store);
+    files_ = dynamic_cast<const SqliteRegistryStore*>(store.get());
+    store_ = std::make_shared<LanguageOverride>(std::make_shared<WaitingStore>(store, options.busyTimeoutMs / 1000));
     p.registry = store_;
     p.messages = messages_;
     if (arguments.has(QStringLiteral("installazione"))) {
@@ -243,6 +277,10 @@ Session::~Session() {
 
 RegistryStore& Session::store() {
     return *store_;
+}
+
+const SqliteRegistryStore* Session::hiveFiles() const {
+    return files_;
 }
 
 RegistryStore& Session::baseStore() {
@@ -324,11 +362,35 @@ QString storeError(RegistryStore& store, Hive hive, long code) {
     if (code == regerr::AccessDenied)
         return text + QStringLiteral(": the store may not be written");
     if (code == regerr::NameTooLong)
-        return text + QStringLiteral(": a key deeper than %1 levels or a key path longer than %2 characters, the "
-                                     "registry's limits")
+        return text + QStringLiteral(
+                          ": a key deeper than %1 levels or a key path longer than %2 characters, the "
+                          "registry's limits")
                           .arg(reglimit::KeyDepth)
                           .arg(reglimit::KeyPath);
     return text;
+}
+
+// The machine's settings are shared by the suite's operators; a user outside their
+// group may read them and not change them, which a command that tried is told, once.
+void Session::tellRefusedMachineWrites() {
+    if (refusedMachineFile_.isEmpty())
+        return;
+    const QString file = std::exchange(refusedMachineFile_, QString());
+    struct stat st {};
+    if (::stat(QFile::encodeName(file).constData(), &st) != 0)
+        return;
+    const passwd* user = ::getpwuid(::geteuid());
+    const QString name = user ? QString::fromLocal8Bit(user->pw_name) : QString::number(::geteuid());
+    const group* owners = ::getgrgid(st.st_gid);
+    QString text;
+    if (owners != nullptr && st.st_gid != 0 && (st.st_mode & S_IWGRP) != 0)
+        text = tr("the machine settings are read-only for the user %1: only the group %2 may change %3; an "
+                  "administrator adds an operator with \"adduser %1 %2\", which counts from the next login")
+                   .arg(name, QString::fromLocal8Bit(owners->gr_name), file);
+    else
+        text = tr("the machine settings are read-only for the user %1: %2 may not be written").arg(name, file);
+    std::fprintf(stderr, "%s%s%s\n", qUtf8Printable(errorPrefix()), qUtf8Printable(tr("warning: ")),
+                 qUtf8Printable(text));
 }
 
 bool Session::failed() const {

@@ -2,11 +2,13 @@
 // the library and the Parametri object, made when a command first needs it.
 #pragma once
 
-#include "CommandLine.h"
+#include "Arguments.h"
+#include "Output.h"
 
 #include <CVLParamcor/Parametri.h>
 #include <CVLParamcor/Platform.h>
 #include <CVLParamcor/RegistryStore.h>
+#include <CVLParamcor/SqliteRegistryStore.h>
 
 #include <functional>
 #include <memory>
@@ -29,6 +31,8 @@ public:
     // The store itself, without the language the run may have chosen.
     RegistryStore& baseStore();
     std::shared_ptr<RegistryStore> sharedStore();
+    // The files of the store, when it keeps its hives in files; null otherwise.
+    const SqliteRegistryStore* hiveFiles() const;
 
     // From now on the library's writes to the store are refused, as a user without
     // rights sees it: the command only reads.
@@ -59,6 +63,10 @@ public:
     // A failed store call on `hive`, for a message: "error 32: <file> is held by...".
     QString storeError(Hive hive, long code);
 
+    // Tells the user, in the user's language, when the command tried to change the
+    // machine's settings and the store refused (a user outside the operators' group).
+    void tellRefusedMachineWrites();
+
     // Whether the library showed an error message during the run.
     bool failed() const;
 
@@ -72,6 +80,8 @@ private:
     std::shared_ptr<LanguageOverride> store_;
     std::unique_ptr<Parametri> parametri_;
     short language_ = 0;
+    const SqliteRegistryStore* files_ = nullptr;
+    QString refusedMachineFile_;
 };
 
 // A failed call of `store` on `hive`, for a message: the registry's code and what

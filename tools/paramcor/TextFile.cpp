@@ -1,6 +1,7 @@
 #include "TextFile.h"
 
-#include "CommandLine.h"
+#include "Files.h"
+#include "Output.h"
 #include "Session.h"
 #include "Wording.h"
 #include "texts/SharedFolderFiles.h"
@@ -23,8 +24,8 @@ namespace {
 // it can be tried.
 QString unusable(const QString& path) {
     QFile file(path);
-    if (!file.exists())
-        return tr("there is no such file");
+    if (const QString why = whyUnreachable(path); !why.isEmpty())
+        return why;
     if (!file.open(QIODevice::ReadOnly))
         return tr("it cannot be read (%1)").arg(file.errorString());
     const QByteArray header = file.read(100);

@@ -4,22 +4,27 @@
 // Traduci in the language of --lingua or the stored one; a text the database
 // lacks, or has not translated into that language, is said in English.
 //
-// The texts are the running library's: the tool never starts it for them alone,
-// except for its help. What is said before a command has started it (a command
-// line that is wrong, which must touch nothing) or by a command that leaves it
-// alone (the registry files, a named text database) is English.
+// What is said before a command has started the library (a command line that is
+// wrong, which must touch nothing) or by a command that leaves it alone (the
+// registry files, a named text database) is English.
 #pragma once
 
 #include <QString>
 
 namespace paramcor::tool {
 
-class Session;
+// Where the texts come from: the English text in the user's language, or an
+// empty string when there is no translation (yet).
+class TextSource {
+public:
+    virtual ~TextSource() = default;
+    virtual QString translate(const QString& english) = 0;
+};
 
 // The text `english` in the user's language.
 QString tr(const QString& english);
 
-// The run whose library and text database the texts come from; null: English.
-void setTextSource(Session* session);
+// The source of the texts while it lasts; null: English.
+void setTextSource(TextSource* source);
 
 }  // namespace paramcor::tool
