@@ -10,6 +10,8 @@
 
 #include <array>
 #include <cstdint>
+#include <set>
+#include <string>
 
 namespace paramcor {
 
@@ -32,7 +34,7 @@ public:
     bool reportErrors() const { return reportErrors_; }
     int depth() const { return depth_; }
     KeyHandle openKey() const { return openKey_; }
-    bool keyOpen() const { return openKey_ != 0 || emptyKey_; }
+    bool keyOpen() const { return openKey_ != 0; }
 
     void setProgram(const QString& program);  // also clears section and the no-maker-root flag
     void setSection(const QString& section) { section_ = section; }
@@ -72,7 +74,7 @@ private:
     // Reads the open key's REG_SZ value as the suite's strings: at most 255
     // characters, one trailing zero dropped. MoreData when it is longer.
     long queryString(const std::string& name, std::uint32_t* type, QString* text) const;
-    void reportStoreProblem(RegistryStore& store) const;
+    void reportStoreProblem(RegistryStore& store);
     // Shows a registry message: no explicit title.
     static void message(const QString& text, int flags);
 
@@ -82,7 +84,6 @@ private:
     bool noMakerRoot_ = false;
     QString registryRoot_;
     KeyHandle openKey_ = 0;
-    bool emptyKey_ = false;  // no key open, but reads find nothing and writes are refused
     bool debugMode_ = false;
     bool skipDefaultWrite_ = false;
     bool reportErrors_ = false;
@@ -90,6 +91,7 @@ private:
     std::array<Hive, kStackSlots> savedHives_{};
     std::array<QString, kStackSlots> savedPrograms_;
     std::array<QString, kStackSlots> savedSections_;
+    std::set<std::string> storeProblemsTold_;  // each named once per process
 };
 
 // The library's own save and restore of the selection. It restores what a Pop would
