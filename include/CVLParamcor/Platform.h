@@ -103,7 +103,7 @@ CVLPARAMCOR_EXPORT std::shared_ptr<RegistryStore> defaultRegistryStore();
 CVLPARAMCOR_EXPORT std::shared_ptr<RegistryStore> defaultRegistryStore(const SqliteRegistryStore::Options& options);
 CVLPARAMCOR_EXPORT std::shared_ptr<MessageBoxes> headlessMessageBoxes();
 CVLPARAMCOR_EXPORT std::shared_ptr<Dialogs> headlessDialogs();
-QString libraryFolder();  // the installed one, or the folder of the loaded library
+CVLPARAMCOR_EXPORT QString libraryFolder();  // the installed one, or the folder of the loaded library
 CVLPARAMCOR_EXPORT double secondsSinceMidnight();
 CVLPARAMCOR_EXPORT Separators systemSeparators();
 

@@ -73,10 +73,12 @@ private:
 // user outside their group may read them and not change them: tell that user once
 // per process, at the first change refused, rather than at every creation. A
 // machine store nobody has set up is empty for everybody, and nothing to tell.
+// A new platform is a new start: it is told again.
+std::atomic<bool> toldReadOnlyMachineStore = false;
+
 void tellReadOnlyMachineStore(const std::string& file) {
-    static std::atomic<bool> told = false;
     struct stat st {};
-    if (told.exchange(true) || ::stat(file.c_str(), &st) != 0)
+    if (toldReadOnlyMachineStore.exchange(true) || ::stat(file.c_str(), &st) != 0)
         return;
     const passwd* user = ::getpwuid(::geteuid());
     const QString name = user ? QString::fromLocal8Bit(user->pw_name) : QString::number(::geteuid());
@@ -136,6 +138,7 @@ void installPlatform(Platform replacement) {
         release();
     fillDefaults(replacement);
     installed() = std::move(replacement);
+    toldReadOnlyMachineStore = false;
 }
 
 std::shared_ptr<RegistryStore> defaultRegistryStore() {

@@ -14,6 +14,11 @@ namespace paramcor::store {
 
 namespace {
 
+// What counts as large: 1 MB of free pages (at SQLite's default page size), 4 MB
+// of log. The log is also cut back to this size whenever it is emptied.
+constexpr std::int64_t kLargeFreePages = 256;
+constexpr off_t kLargeWal = 4 * 1024 * 1024;
+
 // Where SQLite's unix VFS places its shared lock on a database file: a writer
 // needs the range for itself to checkpoint when it closes, or to leave WAL mode.
 constexpr off_t kSharedLockStart = 0x40000000 + 2;
@@ -227,6 +232,9 @@ Opened openConnection(const HiveFile& hive, bool write, int busyTimeoutMs, std::
     }
     if (rc == SQLITE_OK)
         rc = sqlite3_exec(raw, "PRAGMA synchronous=NORMAL", nullptr, nullptr, nullptr);
+    if (rc == SQLITE_OK)
+        rc = sqlite3_exec(raw, ("PRAGMA journal_size_limit=" + std::to_string(kLargeWal)).c_str(), nullptr, nullptr,
+                          nullptr);
     Opened result;
     if (rc == SQLITE_OK)
         rc = refoldNames(raw, result.refolded);
@@ -253,6 +261,25 @@ Opened openConnection(const HiveFile& hive, bool write, int busyTimeoutMs, std::
     }
     out = std::move(c);
     return result;
+}
+
+void shrinkAfterLargeChange(sqlite3* db) {
+    if (sqlite3_get_autocommit(db) == 0)
+        return;  // inside a batch: at its commit
+    std::int64_t freePages = 0;
+    if (queryInt(db, "PRAGMA freelist_count", freePages) == SQLITE_OK && freePages >= kLargeFreePages) {
+        std::int64_t autoVacuum = 0;
+        queryInt(db, "PRAGMA auto_vacuum", autoVacuum);
+        // A hive made before its pages could be given back switches at its first
+        // large delete: VACUUM rewrites it once, as incremental.
+        constexpr std::int64_t kIncremental = 2;
+        sqlite3_exec(db, autoVacuum == kIncremental ? "PRAGMA incremental_vacuum" : "PRAGMA auto_vacuum=INCREMENTAL; VACUUM",
+                     nullptr, nullptr, nullptr);
+    }
+    off_t walSize = 0;
+    const char* file = sqlite3_db_filename(db, "main");
+    if (file != nullptr && exists(std::string(file) + "-wal", &walSize) && walSize > kLargeWal)
+        sqlite3_wal_checkpoint_v2(db, "main", SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
 }
 
 }  // namespace paramcor::store

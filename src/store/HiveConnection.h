@@ -63,4 +63,9 @@ struct Opened {
 // out not to allow it.
 Opened openConnection(const HiveFile& hive, bool write, int busyTimeoutMs, std::unique_ptr<Connection>& out);
 
+// After a committed change: when it left many free pages or a large -wal, gives the
+// space back, so that a hive shrinks after a large delete and its log after a large
+// import. Failures are left for the next time: the change itself is committed.
+void shrinkAfterLargeChange(sqlite3* db);
+
 }  // namespace paramcor::store

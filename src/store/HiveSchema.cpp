@@ -158,9 +158,18 @@ int refoldValues(sqlite3* db, bool& changed) {
 }  // namespace
 
 int initializeHive(sqlite3* db, bool& foreign) {
-    int rc = sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
+    // The pragma takes the write lock, as BEGIN IMMEDIATE would, and on a file still
+    // empty makes it one whose freed pages can be given back (shrinkAfterLargeChange);
+    // after BEGIN IMMEDIATE it would be too late for that, and on its own it would
+    // write a header that other processes take for a foreign database.
+    int rc = sqlite3_exec(db, "BEGIN", nullptr, nullptr, nullptr);
     if (rc != SQLITE_OK)
         return rc;
+    rc = sqlite3_exec(db, "PRAGMA auto_vacuum=INCREMENTAL", nullptr, nullptr, nullptr);
+    if (rc != SQLITE_OK) {
+        sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
+        return rc;
+    }
     std::int64_t applicationId = 0;
     std::int64_t objects = 0;
     rc = queryInt(db, "PRAGMA application_id", applicationId);

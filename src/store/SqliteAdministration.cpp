@@ -75,6 +75,7 @@ long SqliteRegistryStore::Impl::deleteTree(KeyHandle key, const std::string& pat
         return regerr::FileNotFound;
     committed(*hive);
     hive->dropCaches();  // key ids and values of the whole tree
+    store::shrinkAfterLargeChange(hive->conn->db.get());
     return regerr::Success;
 }
 
@@ -190,6 +191,7 @@ long SqliteRegistryStore::Impl::commitBatch(Hive hive) {
         }
         if (!h.publish())
             h.dropCaches();
+        store::shrinkAfterLargeChange(h.conn->db.get());
         return regerr::Success;
     });
 }

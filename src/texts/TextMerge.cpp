@@ -51,12 +51,12 @@ public:
         std::vector<qint64> sharing;
         bool found = false;
         byWording_.bind(1, wording);
-        // The seek finds wordings equal but for case; the walk goes on only while
-        // they are equal to the letter, as it always has.
+        // The seek finds wordings equal but for case; only those equal to the letter
+        // take the delivered translations, wherever the others stand among them.
         while (byWording_.step()) {
             found = true;
             if (byWording_.text(1) != wording)
-                break;
+                continue;
             if (byWording_.integer(2) == 0 && byWording_.text(3) != delivered.at(kDataModificaColumn).toString())
                 sharing.push_back(byWording_.integer(0));
         }

@@ -152,4 +152,27 @@ TEST(SqliteHiveFiles, HivesFoldedWithAnOlderTableAreFoldedAgain) {
     }
 }
 
+// A large import leaves no large log behind, and a large delete gives the file's
+// pages back.
+TEST(SqliteHiveFiles, AHiveShrinksAfterALargeImportAndALargeDelete) {
+    TempFolder root("shrink");
+    SqliteRegistryStore store(root.str());
+    const fs::path hive = store.hiveFile(Hive::CurrentUser);
+    ASSERT_EQ(store.beginBatch(Hive::CurrentUser), regerr::Success);
+    for (std::uint32_t i = 0; i < 20000; ++i) {
+        const KeyHandle key = create(store, "Software\\Big\\" + numbered("k", i));
+        put(store, key, "v", regtype::String, Bytes(300, 'x'));
+        store.closeKey(key);
+    }
+    ASSERT_EQ(store.commitBatch(Hive::CurrentUser), regerr::Success);
+    const auto full = fs::file_size(hive);
+    EXPECT_GT(full, 6u << 20);
+    EXPECT_LE(fs::file_size(hive.string() + "-wal"), 4u << 20);
+
+    const KeyHandle software = create(store, "Software");
+    ASSERT_EQ(store.deleteTree(software, "Big"), regerr::Success);
+    EXPECT_LT(fs::file_size(hive), full / 20);
+    EXPECT_LE(fs::file_size(hive.string() + "-wal"), 4u << 20);
+}
+
 }  // namespace paramcor::test

@@ -65,15 +65,20 @@ TEST_F(TextDatabaseTest, ADeliveryIsCopiedWhenThereIsNoUserFileAndThenSetAside) 
 }
 
 TEST_P(TextLayouts, MergeKeepsCorrectionsAndUpdatesEverySharedWording) {
-    test::writeTextFile(user, {{"CNC", "0001", "Salva", "Save (old)", "20250101"},
-                               {"TAGLIO", "0001", "Salva", "Save (old)", "20250101"},
+    // The case twins of the sample texts, a twin standing between rows of the
+    // delivered wording.
+    test::writeTextFile(user, {{"CVLPARAMCOR", "0002", "Conferma", "Confirm (old)", "20250101"},
+                               {"CVLPARAMCOR", "0008", "conferma", "confirm, lower case", "20250101"},
+                               {"LASTRE", "0066", "Conferma", "Confirm (old)", "20250101"},
+                               {"CVLPARAMCOR", "0037", "peso", "weight, lower case", "20250101"},
+                               {"PARAMCOR", "0097", "Peso", "Weight (old)", "20250101"},
                                {"TAGLIO", "0002", "Lastra", "My slab", "20250101", true},
                                {"TAGLIO", "0003", "Vecchio", "Old", "20250101", true},
-                               {"TAGLIO", "0004", "Uguale", "Same", "20260301"},
-                               {"TAGLIO", "0005", "salva", "save, lower case", "20250101"}});
+                               {"TAGLIO", "0004", "Uguale", "Same", "20260301"}});
     if (GetParam())
         test::redeclarePlain(user);
-    test::writeTextFile(delivered, {{"TAGLIO", "0001", "Salva", "Save", "20260301"},
+    test::writeTextFile(delivered, {{"CVLPARAMCOR", "0002", "Conferma", "Confirm", "20260301"},
+                                    {"PARAMCOR", "0097", "Peso", "Weight", "20260301"},
                                     {"TAGLIO", "0002", "Lastra", "Slab", "20260301"},
                                     {"TAGLIO", "0003", "Nuovo", "New", "20260301"},  // new wording, known key
                                     {"TAGLIO", "0004", "Uguale", "Changed", "20260301"},
@@ -81,14 +86,17 @@ TEST_P(TextLayouts, MergeKeepsCorrectionsAndUpdatesEverySharedWording) {
                                     {"LASTRE", "0002", "UGUALE", "SAME", "20260301"}});  // not found to the letter
     EXPECT_TRUE(open());
     const auto merge = texts->lastMerge();
-    EXPECT_EQ(std::tuple(merge.added, merge.replaced, merge.updated), std::tuple(1, 1, 2));
+    EXPECT_EQ(std::tuple(merge.added, merge.replaced, merge.updated), std::tuple(1, 1, 3));
     const std::vector<TextRow> expected{
-        {"CNC", "0001", "Salva", "Save", "20260301"}, {"LASTRE", "0001", "Spessore", "Thickness", "20260301"},
-        {"TAGLIO", "0001", "Salva", "Save", "20260301"},
+        {"CVLPARAMCOR", "0002", "Conferma", "Confirm", "20260301"},
+        {"CVLPARAMCOR", "0008", "conferma", "confirm, lower case", "20250101"},
+        {"CVLPARAMCOR", "0037", "peso", "weight, lower case", "20250101"},
+        {"LASTRE", "0001", "Spessore", "Thickness", "20260301"},
+        {"LASTRE", "0066", "Conferma", "Confirm", "20260301"},
+        {"PARAMCOR", "0097", "Peso", "Weight", "20260301"},
         {"TAGLIO", "0002", "Lastra", "My slab", "20250101", true},  // corrected by the user
         {"TAGLIO", "0003", "Nuovo", "New", "20260301"},             // taken whole, correction or not
-        {"TAGLIO", "0004", "Uguale", "Same", "20260301"},           // same date: left alone
-        {"TAGLIO", "0005", "salva", "save, lower case", "20250101"}};
+        {"TAGLIO", "0004", "Uguale", "Same", "20260301"}};          // same date: left alone
     EXPECT_EQ(test::readTextFile(user), expected);
     EXPECT_TRUE(messages().empty() && !QFile::exists(user + ".old"));
 

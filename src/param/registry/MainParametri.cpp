@@ -4,7 +4,6 @@
 
 #include <CVLParamcor/Platform.h>
 
-#include <set>
 #include <stdexcept>
 #include <string>
 
@@ -114,20 +113,19 @@ void MainParametri::OpenKey() {
     const std::string& nativePath = nativeKeyPath();
     RegistryStore& store = *platform().registry;
     const long created = store.createKey(hive_, nativePath, &openKey_);
+    long opened = created;
     if (created != regerr::Success) {
         // A store we may not write (the machine's, for a user) can still be read.
         openKey_ = 0;
-        const long result = store.openKey(hive_, nativePath, &openKey_);
-        if (result != regerr::Success)
+        opened = store.openKey(hive_, nativePath, &openKey_);
+        if (opened != regerr::Success)
             openKey_ = 0;
-        ReportApiError(result, QStringLiteral("RegOpenKeyEx"));
-        // A key that does not exist where we may not create it reads as an empty,
-        // read-only key: a machine store nobody has set up yet, or a key only the
-        // suite's operators may add. Nothing is wrong with the caller's request.
-        emptyKey_ = openKey_ == 0 && created == regerr::AccessDenied && result == regerr::FileNotFound;
+        ReportApiError(opened, QStringLiteral("RegOpenKeyEx"));
     }
-    if (openKey_ == 0 && !emptyKey_) {
-        ++storeFailures_;
+    if (openKey_ == 0) {
+        // A key merely missing where it may not be made is no fault of the store.
+        if (created != regerr::AccessDenied || opened != regerr::FileNotFound)
+            ++storeFailures_;
         message(QStringLiteral("Error opening key ") + ComposeKeyPath(), mb::OkOnly);
         reportStoreProblem(store);
     }
@@ -135,16 +133,14 @@ void MainParametri::OpenKey() {
 
 // The system's message names no file and no cause. Where the store can say which
 // file failed and why, the user hears it once per process, not at every access.
-void MainParametri::reportStoreProblem(RegistryStore& store) const {
-    static std::set<std::string> told;
+void MainParametri::reportStoreProblem(RegistryStore& store) {
     const std::string problem = store.diagnostic(hive_);
-    if (problem.empty() || !told.insert(problem).second)
+    if (problem.empty() || !storeProblemsTold_.insert(problem).second)
         return;
     message(QStringLiteral("ERROR! ") + QString::fromStdString(problem), mb::Critical);
 }
 
 void MainParametri::CloseKey() {
-    emptyKey_ = false;
     if (openKey_ == 0)
         return;
     const long result = platform().registry->closeKey(openKey_);

@@ -10,6 +10,7 @@
 
 #include <array>
 #include <cstdint>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -34,7 +35,7 @@ public:
     bool reportErrors() const { return reportErrors_; }
     int depth() const { return depth_; }
     KeyHandle openKey() const { return openKey_; }
-    bool keyOpen() const { return openKey_ != 0 || emptyKey_; }
+    bool keyOpen() const { return openKey_ != 0; }
     // Keys that could not be opened for a reason other than their absence, since
     // the process started: a caller compares the count before and after a step.
     int storeFailures() const { return storeFailures_; }
@@ -81,7 +82,7 @@ private:
     // characters, one trailing zero dropped. MoreData when it is longer.
     long queryString(const std::string& name, std::uint32_t* type, QString* text) const;
     std::vector<std::uint8_t>& readBuffer() const { return readBuffer_; }
-    void reportStoreProblem(RegistryStore& store) const;
+    void reportStoreProblem(RegistryStore& store);
     // Shows a registry message: no explicit title.
     static void message(const QString& text, int flags);
 
@@ -91,8 +92,7 @@ private:
     bool noMakerRoot_ = false;
     QString registryRoot_;
     KeyHandle openKey_ = 0;
-    bool emptyKey_ = false;
-    int storeFailures_ = 0;  // no key open, but reads find nothing and writes are refused
+    int storeFailures_ = 0;
     bool debugMode_ = false;
     bool skipDefaultWrite_ = false;
     bool reportErrors_ = false;
@@ -100,6 +100,7 @@ private:
     std::array<Hive, kStackSlots> savedHives_{};
     std::array<QString, kStackSlots> savedPrograms_;
     std::array<QString, kStackSlots> savedSections_;
+    std::set<std::string> storeProblemsTold_;  // each named once per process
 
     struct ComposedPath {
         QString registryRoot, program, section;
