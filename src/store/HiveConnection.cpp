@@ -184,6 +184,8 @@ Opened openForReading(const HiveFile& hive, int busyTimeoutMs, std::unique_ptr<C
         return fail(fromSqlite(rc), hive.file + " cannot be read: " + (raw ? sqlite3_errmsg(raw) : "out of memory"));
     struct stat st {};
     ::stat(hive.file.c_str(), &st);
+    c->device = st.st_dev;
+    c->inode = st.st_ino;
     c->counter.open(hive.file + "-changes", false, st);
     out = std::move(c);
     return {};
@@ -245,6 +247,9 @@ Opened openConnection(const HiveFile& hive, bool write, int busyTimeoutMs, std::
 
     struct stat st {};
     ::stat(hive.file.c_str(), &st);
+    c->device = st.st_dev;
+    c->inode = st.st_ino;
+    ::lstat((hive.file + "-wal").c_str(), &c->wal);
     c->counter.open(hive.file + "-changes", true, st);
     if (c->counter.state() == ChangeCounter::State::ReadOnly) {
         // A write nobody hears of would leave other programs reading old values.

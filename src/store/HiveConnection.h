@@ -6,6 +6,8 @@
 #include "HiveFiles.h"
 #include "SqliteSupport.h"
 
+#include <sys/stat.h>
+
 #include <memory>
 #include <string>
 
@@ -50,6 +52,13 @@ struct Connection {
     bool stillWhole(const std::string& file) const;
 
     int snapshotLock = -1;  // a descriptor whose read lock keeps writers from checkpointing into the file
+
+    // The file opened, by device and inode: a hive removed or replaced under the
+    // program leaves the connection on a file nobody else will ever read.
+    dev_t device = 0;
+    ino_t inode = 0;
+    struct stat wal {};  // the -wal file when the connection was made, if any
+    bool isFile(const struct stat& st) const { return st.st_dev == device && st.st_ino == inode; }
 };
 
 struct Opened {

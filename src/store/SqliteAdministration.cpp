@@ -24,12 +24,16 @@ long SqliteRegistryStore::Impl::writableHive(KeyHandle key, OpenKey& open, HiveS
     h.problem.clear();
     if (h.batch == Batch::Lost)
         return readyToWrite(h);
-    if (const long rc = openHive(h, false))
+    if (const long rc = openToWrite(h, false))
         return rc;
     if (!h.conn) {
         if (whenRemoved != regerr::FileNotFound)
             h.problem = file(h) + " was removed";
         return whenRemoved;
+    }
+    if (open.stale(h)) {
+        h.problem = file(h) + " was replaced since the key was opened: open it again";
+        return regerr::KeyDeleted;
     }
     if (const long rc = readyToWrite(h))
         return rc;
@@ -86,9 +90,9 @@ long SqliteRegistryStore::Impl::enumerable(KeyHandle key, OpenKey& open, HiveSta
     open = it->second;
     HiveState& h = hives[open.hive];
     h.problem.clear();
-    if (const long rc = openHive(h, false))
+    if (const long rc = openToRead(h))
         return rc;
-    if (!h.conn)
+    if (!h.conn || open.stale(h))
         return regerr::NoMoreItems;
     hive = &h;
     return regerr::Success;
@@ -160,7 +164,7 @@ long SqliteRegistryStore::Impl::enumValue(KeyHandle key, std::uint32_t index, st
 long SqliteRegistryStore::Impl::beginBatch(Hive hive) {
     return onBatchHive(hive, false, [this](HiveState& h) {
         h.problem.clear();
-        if (const long rc = openHive(h, true))
+        if (const long rc = openToWrite(h, true))
             return rc;
         if (const long rc = readyToWrite(h))
             return rc;
@@ -182,6 +186,10 @@ long SqliteRegistryStore::Impl::commitBatch(Hive hive) {
         }
         h.batch = Batch::None;
         h.problem.clear();
+        if (forgetIfReplaced(h)) {  // the batch went into a file nobody will read
+            h.problem = file(h) + " was removed or replaced while the batch was written: nothing was kept";
+            return regerr::IoFailed;
+        }
         const int rc = stepOnce(h.conn->commit.get());
         if (!succeeded(rc)) {
             stepOnce(h.conn->rollback.get());

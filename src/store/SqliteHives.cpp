@@ -91,6 +91,43 @@ long SqliteRegistryStore::Impl::openHive(HiveState& h, bool create) {
     return connect(h, store::mayWrite(file(h), st));
 }
 
+bool SqliteRegistryStore::Impl::forgetIfReplaced(HiveState& h) {
+    if (!h.conn || h.batch == Batch::Open)
+        return false;
+    struct stat st {};
+    if (::stat(file(h).c_str(), &st) == 0 && h.conn->isFile(st))
+        return false;
+    // The -wal beside a file moved into place is the old file's, and SQLite would
+    // lay its writes over the new one. Closing must not copy them anywhere: by then
+    // they may be another process's writes to the new file. While nobody has written
+    // since this process did, they are its own: empty them into the old file.
+    sqlite3* db = h.conn->db.get();
+    sqlite3_db_config(db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    struct stat wal {};
+    if (h.conn->writable() && h.caching() && h.conn->counter.load() == h.cache.seen() &&
+        ::lstat((file(h) + "-wal").c_str(), &wal) == 0 && wal.st_dev == h.conn->wal.st_dev &&
+        wal.st_ino == h.conn->wal.st_ino)
+        sqlite3_wal_checkpoint_v2(db, "main", SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
+    // Other programs still on the old file follow its counter: moving it makes them
+    // look again, and find the new file.
+    if (h.conn->counter.writable())
+        h.conn->counter.bump();
+    h.conn.reset();
+    h.dropCaches();
+    return true;
+}
+
+long SqliteRegistryStore::Impl::openToWrite(HiveState& h, bool create) {
+    forgetIfReplaced(h);
+    return openHive(h, create);
+}
+
+long SqliteRegistryStore::Impl::openToRead(HiveState& h) {
+    if (h.caching() && h.conn->counter.load() != h.cache.seen())
+        forgetIfReplaced(h);
+    return openHive(h, false);
+}
+
 long SqliteRegistryStore::Impl::createHive(HiveState& h) {
     if (const long rc = store::makeFolder(h.place, h.problem))
         return rc;
@@ -128,6 +165,11 @@ long SqliteRegistryStore::Impl::connect(HiveState& h, bool writable) {
     if (opened.rc != regerr::Success) {
         h.problem = std::move(opened.why);
         return opened.rc;
+    }
+    if (!c->isFile(h.lastFile)) {
+        ++h.generation;
+        h.lastFile.st_dev = c->device;
+        h.lastFile.st_ino = c->inode;
     }
     h.conn = std::move(c);
     h.readOnlyWhy = std::move(opened.why);

@@ -125,7 +125,7 @@ long SqliteRegistryStore::Impl::openOrCreate(Hive hive, const std::string& path,
     const std::lock_guard lock(mutex);
     HiveState& h = hives[index];
     h.problem.clear();
-    if (const long rc = openHive(h, create))
+    if (const long rc = create ? openToWrite(h, true) : openToRead(h))
         return rc;
     std::int64_t id = 0;
     if (!h.conn) {  // no file yet: only the root key exists
@@ -148,7 +148,7 @@ long SqliteRegistryStore::Impl::openOrCreate(Hive hive, const std::string& path,
                 return rc;
     }
     *key = nextHandle++;
-    handles.emplace(*key, OpenKey{index, id, create});
+    handles.emplace(*key, OpenKey{index, id, create, h.generation});
     return regerr::Success;
 }
 
@@ -182,10 +182,12 @@ long SqliteRegistryStore::Impl::queryValue(KeyHandle key, const std::string& nam
     const OpenKey open = it->second;
     HiveState& h = hives[open.hive];
     h.problem.clear();
-    if (const long rc = openHive(h, false))
+    if (const long rc = openToRead(h))
         return rc;
     if (!h.conn)  // no file yet: the root key has no values
         return regerr::FileNotFound;
+    if (open.stale(h))
+        return regerr::KeyDeleted;  // its id means another key, or none, in the file there now
 
     h.refresh();
     if (h.caching())

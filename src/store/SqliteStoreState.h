@@ -10,7 +10,10 @@
 #include "HiveCache.h"
 #include "HiveConnection.h"
 #include "HiveFiles.h"
+#include "HiveSchema.h"
 #include "SqliteSupport.h"
+
+#include <sys/stat.h>
 
 #include <array>
 #include <cstdint>
@@ -51,6 +54,8 @@ struct HiveState {
     Batch batch = Batch::None;
     std::string problem;      // why the last operation could not use the hive as it should
     std::string readOnlyWhy;  // why a connection that should write may only read
+    struct stat lastFile {};        // the file last connected
+    std::uint64_t generation = 0;  // counts the files the hive's name has led to: key ids hold in one only
 
     bool caching() const { return conn && conn->counter.mapped(); }
 
@@ -82,6 +87,11 @@ struct OpenKey {
     int hive;
     std::int64_t id;
     bool writable;
+    std::uint64_t generation;  // HiveState::generation when opened
+
+    // Whether the id may name another key, or none, in the file the hive is now; the
+    // root key is the same in every file.
+    bool stale(const HiveState& h) const { return id != kRootKeyId && generation != h.generation; }
 };
 
 }  // namespace store
@@ -119,6 +129,15 @@ struct SqliteRegistryStore::Impl {
     // Makes sure the hive's file is open. Without `create` a missing file is no
     // error: the hive is empty, and h.conn stays null.
     long openHive(HiveState& h, bool create);
+    // openHive for a write: first drops a connection to a file that the hive's name
+    // no longer leads to (the hive removed or replaced under the program), so that
+    // the write lands where every other program will look.
+    long openToWrite(HiveState& h, bool create);
+    // openHive for a read: the same check, but only when the change counter moved,
+    // as a writer that finds its file replaced moves the old file's counter.
+    long openToRead(HiveState& h);
+    // Drops the connection if its file is no longer the hive's; true when it did.
+    bool forgetIfReplaced(HiveState& h);
     long createHive(HiveState& h);
     // Opens a file that is ours, or empty and being made ours.
     long connect(HiveState& h, bool writable);

@@ -210,6 +210,48 @@ TEST(SqliteRegistryStore, EveryWriteSurvivesTheWriterDyingAndABatchIsKeptWholeOr
     EXPECT_EQ(store.abortBatch(Hive::LocalMachine), regerr::InvalidParameter);
 }
 
+TEST(SqliteRegistryStore, WritesLandInTheHiveThatIsThereWhenItWasRemovedOrReplacedMeanwhile) {
+    TempFolder root("replaced");
+    const fs::path folder = root.path() / "user";
+    SqliteRegistryStore running(folder.string());
+    SqliteRegistryStore reader(folder.string());
+    // As Parametri writes: open, set, close.
+    const auto write = [&](std::uint32_t n) {
+        StoreKey key(running);
+        ASSERT_EQ(key.create(Hive::CurrentUser, "Software\\App"), regerr::Success) << n;
+        ASSERT_EQ(running.setValue(key.handle(), "n", regtype::Dword, dword(n)), regerr::Success) << n;
+    };
+    const auto kept = [&] {
+        SqliteRegistryStore later(folder.string());
+        return read(later, open(later, "Software\\App"), "n").data;
+    };
+    write(1);
+    EXPECT_EQ(read(reader, open(reader, "Software\\App"), "n").data, dword(1));
+    const KeyHandle heldOpen = create(running, "Software\\App");
+
+    fs::remove_all(folder);
+    write(2);
+    EXPECT_EQ(kept(), dword(2));
+    EXPECT_EQ(read(reader, open(reader, "Software\\App"), "n").data, dword(2));
+
+    {
+        TempFolder elsewhere("replacement");
+        {
+            SqliteRegistryStore other(elsewhere.str());
+            put(other, create(other, "Software\\Other"), "x", regtype::Dword, dword(9));
+            put(other, create(other, "Software\\Other\\Deeper"), "x", regtype::Dword, dword(9));
+        }
+        fs::rename(elsewhere.path() / "HKEY_CURRENT_USER.db", folder / "HKEY_CURRENT_USER.db");
+    }
+    write(3);
+    EXPECT_EQ(kept(), dword(3));
+    EXPECT_EQ(read(reader, open(reader, "Software\\App"), "n").data, dword(3));
+    EXPECT_EQ(tryOpen(reader, "Software\\Other\\Deeper"), regerr::Success);
+    // A key opened in the old file names nothing in the new one: its writes fail.
+    EXPECT_EQ(running.setValue(heldOpen, "n", regtype::Dword, dword(4)), regerr::KeyDeleted);
+    EXPECT_EQ(kept(), dword(3));
+}
+
 TEST(SqliteRegistryStore, KeyPathsKeepTheRegistrysLimits) {
     // 512 levels (empty names are none), and at most 32,766 characters in a path;
     // names of up to 256 characters are the conformance suite's.
