@@ -176,8 +176,14 @@ Opened openForReading(const HiveFile& hive, int busyTimeoutMs, std::unique_ptr<C
     if (rc == SQLITE_OK)
         sqlite3_busy_timeout(raw, busyTimeoutMs);
     std::string why;
-    if (rc == SQLITE_OK && !isOurHive(raw, hive.file, rc, why))
+    if (rc == SQLITE_OK && !isOurHive(raw, hive.file, rc, why)) {
+        if (rc == SQLITE_OK && isUnfinishedHive(raw)) {
+            Opened result;
+            result.unfinished = true;
+            return result;
+        }
         return fail(rc == SQLITE_OK ? regerr::BadDatabase : fromSqlite(rc), why);
+    }
     if (rc == SQLITE_OK)
         rc = prepareStatements(*c);
     if (rc != SQLITE_OK)
@@ -218,8 +224,13 @@ Opened openConnection(const HiveFile& hive, bool write, int busyTimeoutMs, std::
         sqlite3_busy_timeout(raw, busyTimeoutMs);
     // Only read until the file has proved to be ours, in its schema version too.
     std::string why;
-    if (rc == SQLITE_OK && !isOurHive(raw, hive.file, rc, why) && rc == SQLITE_OK)
-        return fail(regerr::BadDatabase, why);
+    if (rc == SQLITE_OK && !isOurHive(raw, hive.file, rc, why) && rc == SQLITE_OK) {
+        if (!isUnfinishedHive(raw))
+            return fail(regerr::BadDatabase, why);
+        Opened result;
+        result.unfinished = true;
+        return result;
+    }
     if (rc == SQLITE_OK) {
         // The -wal and -shm files stay when the last writer closes, so that
         // read-only openers, who cannot create them, find them.

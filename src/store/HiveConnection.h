@@ -65,6 +65,7 @@ struct Opened {
     long rc = 0;
     std::string why;         // for a failure, and for a writer that may only read
     bool refolded = false;   // names were folded again: others must forget what they read
+    bool unfinished = false; // the hive's creation never committed: it is to be made again
 };
 
 // Opens a hive file that is there, regular and ours by its header. With `write`

@@ -198,6 +198,13 @@ bool isOurHive(sqlite3* db, const std::string& file, int& rc, std::string& why) 
     return true;
 }
 
+bool isUnfinishedHive(sqlite3* db) {
+    std::int64_t applicationId = -1;
+    std::int64_t objects = -1;
+    return queryInt(db, "PRAGMA application_id", applicationId) == SQLITE_OK && applicationId == 0 &&
+           queryInt(db, "SELECT count(*) FROM sqlite_master", objects) == SQLITE_OK && objects == 0;
+}
+
 int refoldNames(sqlite3* db, bool& changed) {
     changed = false;
     std::int64_t edition = 0;

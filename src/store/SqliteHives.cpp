@@ -138,6 +138,11 @@ long SqliteRegistryStore::Impl::createHive(HiveState& h) {
     }
     if (const long rc = store::createHiveFile(h.place, h.problem))
         return rc;
+    h.makingHive = true;
+    const struct Made {
+        bool& making;
+        ~Made() { making = false; }
+    } made{h.makingHive};
     sqlite3* raw = nullptr;
     int rc = sqlite3_open_v2(file(h).c_str(), &raw, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
     store::Database db(raw);
@@ -162,6 +167,8 @@ long SqliteRegistryStore::Impl::connect(HiveState& h, bool writable) {
     store::tighten(h.place);
     std::unique_ptr<Connection> c;
     store::Opened opened = store::openConnection(h.place, writable, options.busyTimeoutMs, c);
+    if (opened.unfinished)  // read as empty until a write makes it
+        return writable && !h.makingHive ? createHive(h) : regerr::Success;
     if (opened.rc != regerr::Success) {
         h.problem = std::move(opened.why);
         return opened.rc;

@@ -56,6 +56,7 @@ struct HiveState {
     std::string readOnlyWhy;  // why a connection that should write may only read
     struct stat lastFile {};        // the file last connected
     std::uint64_t generation = 0;  // counts the files the hive's name has led to: key ids hold in one only
+    bool makingHive = false;       // createHive runs: connect must not start it again
 
     bool caching() const { return conn && conn->counter.mapped(); }
 

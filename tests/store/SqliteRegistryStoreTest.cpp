@@ -115,6 +115,28 @@ TEST(SqliteRegistryStore, FilesThatAreNotHivesAreNamedAndNeverChanged) {
         for (std::uint32_t i = 0; i < 100; ++i)
             put(store, create(store, numbered("Software\\K", i)), "v", regtype::Binary, Bytes(4000, 1));
     }
+    // One whose making was killed between writing the file and removing its journal:
+    // the header bears our mark, and the journal takes everything back. It is made again.
+    {
+        TempFolder killed("killed");
+        fs::create_directories(killed.path());
+        const fs::path made = killed.path() / "HKEY_CURRENT_USER.db";
+        writeFile(made, "");
+        sqlite3* db = nullptr;
+        ASSERT_EQ(sqlite3_open(made.c_str(), &db), SQLITE_OK);
+        // Unsynced, the journal bears its mark at once, as a synced one does by the commit.
+        ASSERT_EQ(sqlite3_exec(db, ("PRAGMA synchronous=OFF; BEGIN IMMEDIATE; CREATE TABLE keys(x); PRAGMA application_id=" +
+                                    std::to_string(0x43564C50) + ";").c_str(), nullptr, nullptr, nullptr),
+                  SQLITE_OK);
+        const std::string journal = fileBytes(made.string() + "-journal");
+        ASSERT_EQ(sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr), SQLITE_OK);
+        sqlite3_close(db);
+        writeFile(made.string() + "-journal", journal);
+        SqliteRegistryStore store(killed.str());
+        put(store, create(store, "Software\\App"), "v", regtype::Dword, dword(1));
+        EXPECT_EQ(read(store, open(store, "Software\\App"), "v").data, dword(1));
+    }
+
     // One damaged after the store opened it: its pages past the first are overwritten,
     // once another program has moved them all out of the -wal into the file.
     makeDatabase(file, "SELECT count(*) FROM keys");
