@@ -126,6 +126,19 @@ public:
     // again and again; empty when the store has none.
     virtual std::string changeFile(Hive hive) const;
 
+    // What changed in a hive since `position`, for programs told of changes through
+    // changeFile, so that they read again only what changed: each changed key by its
+    // path as the store spells it, with `subtree` when everything below it may have
+    // changed too (a deleted tree). `position` is the store's own mark: 0 at first, then
+    // as the last call left it. The whole hive ({"", true}) when the store cannot tell
+    // any closer: the first call, the hive's file replaced, a watcher too far behind.
+    // InvalidFunction when the store keeps no record of changes.
+    struct KeyChange {
+        std::string path;
+        bool subtree = false;
+    };
+    virtual long changesSince(Hive hive, std::uint64_t& position, std::vector<KeyChange>& changes);
+
     // The same where the registry tells of changes itself (Windows): `event`, a
     // Windows event handle, is signalled once at the next change of a value or a
     // subkey of `key`, with `subtree` of any key below it too, by any process
@@ -188,6 +201,10 @@ private:
     RegistryStore& store_;
     KeyHandle handle_ = 0;
 };
+
+inline long RegistryStore::changesSince(Hive, std::uint64_t&, std::vector<KeyChange>&) {
+    return regerr::InvalidFunction;
+}
 
 inline long RegistryStore::enumKey(KeyHandle, std::uint32_t, std::string*) {
     return regerr::InvalidFunction;

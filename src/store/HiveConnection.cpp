@@ -193,6 +193,7 @@ Opened openForReading(const HiveFile& hive, int busyTimeoutMs, std::unique_ptr<C
     c->device = st.st_dev;
     c->inode = st.st_ino;
     c->counter.open(hive.file + "-changes", false, st);
+    c->noteFiles(hive.file);
     out = std::move(c);
     return {};
 }
@@ -204,6 +205,38 @@ Connection::~Connection() {
     // nothing is read after it.
     if (snapshotLock >= 0)
         ::close(snapshotLock);
+}
+
+namespace {
+
+struct stat identity(const std::string& path) {
+    struct stat st {};
+    if (::lstat(path.c_str(), &st) != 0)
+        st = {};
+    return st;
+}
+
+bool same(const struct stat& a, const struct stat& b) {
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+}  // namespace
+
+void Connection::noteFiles(const std::string& file) {
+    wal = identity(file + "-wal");
+    shm = identity(file + "-shm");
+    changes = identity(file + "-changes");
+}
+
+Connection::Moved Connection::moved(const std::string& file) const {
+    const struct stat hive = identity(file);
+    if (hive.st_ino == 0 || !isFile(hive))
+        return Moved::Hive;
+    // Snapshots read the hive file alone.
+    if (access != Access::Snapshot &&
+        (!same(identity(file + "-wal"), wal) || !same(identity(file + "-shm"), shm)))
+        return Moved::SideFiles;
+    return same(identity(file + "-changes"), changes) ? Moved::Nothing : Moved::SideFiles;
 }
 
 bool Connection::stillWhole(const std::string& file) const {
@@ -244,6 +277,8 @@ Opened openConnection(const HiveFile& hive, bool write, int busyTimeoutMs, std::
     if (rc == SQLITE_OK)
         rc = refoldNames(raw, result.refolded);
     if (rc == SQLITE_OK)
+        rc = addChangeLog(raw);
+    if (rc == SQLITE_OK)
         rc = prepareStatements(*c);
     if (rc != SQLITE_OK) {
         const int primary = rc & 0xFF;
@@ -260,9 +295,9 @@ Opened openConnection(const HiveFile& hive, bool write, int busyTimeoutMs, std::
     ::stat(hive.file.c_str(), &st);
     c->device = st.st_dev;
     c->inode = st.st_ino;
-    ::lstat((hive.file + "-wal").c_str(), &c->wal);
     c->counter.open(hive.file + "-changes", true, st);
-    if (c->counter.state() == ChangeCounter::State::ReadOnly) {
+    c->noteFiles(hive.file);
+    if (c->counter.state() == ChangeCounter::State::ReadOnly || c->counter.redirected()) {
         // A write nobody hears of would leave other programs reading old values.
         c->access = Access::Read;
         result.why = c->counter.problem() + ": this program reads the hive only";

@@ -57,8 +57,18 @@ struct Connection {
     // program leaves the connection on a file nobody else will ever read.
     dev_t device = 0;
     ino_t inode = 0;
-    struct stat wal {};  // the -wal file when the connection was made, if any
     bool isFile(const struct stat& st) const { return st.st_dev == device && st.st_ino == inode; }
+
+    // The files beside it when the connection was made (an inode of 0: there was none).
+    // SQLite keeps using the -wal and -shm it opened, and the counter stays mapped: one
+    // removed or replaced leaves this process apart from the others.
+    struct stat wal {};
+    struct stat shm {};
+    struct stat changes {};
+    void noteFiles(const std::string& file);
+
+    enum class Moved { Nothing, SideFiles, Hive };
+    Moved moved(const std::string& file) const;
 };
 
 struct Opened {

@@ -11,6 +11,7 @@
 namespace paramcor {
 
 using store::stepOnce;
+using KeyChange = RegistryStore::KeyChange;
 using store::succeeded;
 
 long SqliteRegistryStore::Impl::writableHive(KeyHandle key, OpenKey& open, HiveState*& hive, long whenRemoved) {
@@ -210,6 +211,65 @@ long SqliteRegistryStore::Impl::abortBatch(Hive hive) {
         h.dropCaches();
         return regerr::Success;
     });
+}
+
+namespace {
+
+// A position in the change log of one of the files the hive's name has led to.
+constexpr int kSequenceBits = 48;
+std::uint64_t logPosition(std::uint64_t generation, std::int64_t sequence) {
+    return (generation << kSequenceBits) | static_cast<std::uint64_t>(sequence);
+}
+
+}  // namespace
+
+long SqliteRegistryStore::Impl::changesSince(Hive hive, std::uint64_t& position, std::vector<KeyChange>& changes) {
+    const std::lock_guard lock(mutex);
+    changes.clear();
+    HiveState* found = hiveOf(hive);
+    if (!found)
+        return regerr::InvalidHandle;
+    HiveState& h = *found;
+    h.problem.clear();
+    // Called once for each notification, not for each read: the place to look whether
+    // the hive's files are still those this process uses.
+    forgetIfReplaced(h);
+    if (const long rc = openHive(h, false))
+        return rc;
+    const std::uint64_t seen = position;
+    const auto everything = [&](std::int64_t last) {
+        position = logPosition(h.generation, last);
+        if (position != seen)
+            changes.push_back({std::string(), true});
+        return regerr::Success;
+    };
+    if (!h.conn)
+        return everything(0);
+    const std::uint64_t generation = seen >> kSequenceBits;
+    const auto since = static_cast<std::int64_t>(seen & ((std::uint64_t(1) << kSequenceBits) - 1));
+    store::Statement select;
+    int rc = store::prepare(h.conn->db.get(),
+                            "SELECT seq, path, subtree FROM changes WHERE seq > ?1 ORDER BY seq", select);
+    if (rc != SQLITE_OK)  // a hive that keeps no log yet, read by a process that may not add it
+        return everything(0);
+    sqlite3_bind_int64(select.get(), 1, generation == h.generation ? since : 0);
+    std::int64_t last = since;
+    bool whole = seen == 0 || generation != h.generation;
+    while ((rc = sqlite3_step(select.get())) == SQLITE_ROW) {
+        const std::int64_t sequence = sqlite3_column_int64(select.get(), 0);
+        whole = whole || (last == since && sequence != since + 1);  // trimmed past what was seen
+        last = sequence;
+        if (!whole)
+            changes.push_back({store::columnText(select.get(), 1), sqlite3_column_int(select.get(), 2) != 0});
+    }
+    if (rc != SQLITE_DONE)
+        return failure(h, rc);
+    if (whole) {
+        changes.clear();
+        return everything(last);
+    }
+    position = logPosition(h.generation, last);
+    return regerr::Success;
 }
 
 std::string SqliteRegistryStore::Impl::diagnostic(Hive hive) {

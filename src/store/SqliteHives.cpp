@@ -94,22 +94,27 @@ long SqliteRegistryStore::Impl::openHive(HiveState& h, bool create) {
 bool SqliteRegistryStore::Impl::forgetIfReplaced(HiveState& h) {
     if (!h.conn || h.batch == Batch::Open)
         return false;
-    struct stat st {};
-    if (::stat(file(h).c_str(), &st) == 0 && h.conn->isFile(st))
+    const Connection::Moved moved = h.conn->moved(file(h));
+    if (moved == Connection::Moved::Nothing)
         return false;
-    // The -wal beside a file moved into place is the old file's, and SQLite would
-    // lay its writes over the new one. Closing must not copy them anywhere: by then
-    // they may be another process's writes to the new file. While nobody has written
-    // since this process did, they are its own: empty them into the old file.
     sqlite3* db = h.conn->db.get();
-    sqlite3_db_config(db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
-    struct stat wal {};
-    if (h.conn->writable() && h.caching() && h.conn->counter.load() == h.cache.seen() &&
-        ::lstat((file(h) + "-wal").c_str(), &wal) == 0 && wal.st_dev == h.conn->wal.st_dev &&
-        wal.st_ino == h.conn->wal.st_ino)
-        sqlite3_wal_checkpoint_v2(db, "main", SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
-    // Other programs still on the old file follow its counter: moving it makes them
-    // look again, and find the new file.
+    if (moved == Connection::Moved::Hive) {
+        // The -wal beside a file moved into place is the old file's, and SQLite would
+        // lay its writes over the new one. Closing must not copy them anywhere: by
+        // then they may be another process's writes to the new file. While nobody has
+        // written since this process did, they are its own: empty them into the old file.
+        sqlite3_db_config(db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+        struct stat wal {};
+        if (h.conn->writable() && h.caching() && h.conn->counter.load() == h.cache.seen() &&
+            ::lstat((file(h) + "-wal").c_str(), &wal) == 0 && wal.st_dev == h.conn->wal.st_dev &&
+            wal.st_ino == h.conn->wal.st_ino)
+            sqlite3_wal_checkpoint_v2(db, "main", SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
+    } else if (h.conn->writable()) {
+        // The same hive file: what went into a -wal removed since belongs in it.
+        sqlite3_wal_checkpoint_v2(db, "main", SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
+    }
+    // Other programs still on the old files follow the old counter: moving it makes
+    // them look again, and find the new ones.
     if (h.conn->counter.writable())
         h.conn->counter.bump();
     h.conn.reset();
@@ -203,9 +208,10 @@ long SqliteRegistryStore::Impl::readyToWrite(HiveState& h) {
         struct stat st {};
         ::stat(file(h).c_str(), &st);
         counter.open(file(h) + "-changes", true, st);
+        h.conn->noteFiles(file(h));
         h.cache.setSeen(counter.load());
         h.dropCaches();
-        if (counter.state() == store::ChangeCounter::State::ReadOnly) {
+        if (counter.state() == store::ChangeCounter::State::ReadOnly || counter.redirected()) {
             h.conn->access = Access::Read;
             h.readOnlyWhy = h.problem = counter.problem() + ": this program reads the hive only";
             return regerr::AccessDenied;

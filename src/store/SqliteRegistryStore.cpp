@@ -312,6 +312,10 @@ std::string SqliteRegistryStore::diagnostic(Hive hive) {
     return d->diagnostic(hive);
 }
 
+long SqliteRegistryStore::changesSince(Hive hive, std::uint64_t& position, std::vector<KeyChange>& changes) {
+    return d->changesSince(hive, position, changes);
+}
+
 std::string SqliteRegistryStore::changeFile(Hive hive) const {
     const int index = store::hiveIndex(hive);
     return index < 0 ? std::string() : d->hives[index].place.file + "-changes";

@@ -198,6 +198,9 @@ struct SqliteRegistryStore::Impl {
     long abortBatch(Hive hive);
 
     std::string diagnostic(Hive hive);
+
+    // The change log read for a watcher (SqliteAdministration.cpp).
+    long changesSince(Hive hive, std::uint64_t& position, std::vector<KeyChange>& changes);
 };
 
 }  // namespace paramcor
