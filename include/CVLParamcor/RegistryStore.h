@@ -84,11 +84,19 @@ public:
     virtual long queryValue(KeyHandle key, const std::string& name, std::uint32_t* type,
                             std::vector<std::uint8_t>* data, std::uint32_t capacity, std::uint32_t* size) = 0;
 
-    // Writes a value; it is durable when the call returns.
+    // Writes a value. When the call returns, every process reads it, and it survives
+    // the writing program's crash; like the Windows registry, which writes its hives
+    // to disk lazily, the store does not wait for the disk, so a power loss or a crash
+    // of the system may take the last writes. flushKey waits for the disk.
     virtual long setValue(KeyHandle key, const std::string& name, std::uint32_t type,
                           const std::vector<std::uint8_t>& data) = 0;
 
     virtual long closeKey(KeyHandle key) = 0;
+
+    // Returns once every write committed to the key's hive is on the disk, to survive
+    // a power loss too (RegFlushKey): for the few writes that must, as it costs the
+    // disk's time. Any open key of the hive will do.
+    virtual long flushKey(KeyHandle key);
 
     // Enumeration, for tools that copy or export a whole key: call with index 0, 1,
     // 2... until NoMoreItems. A key added or set meanwhile may shift the indexes, as
@@ -201,6 +209,10 @@ private:
     RegistryStore& store_;
     KeyHandle handle_ = 0;
 };
+
+inline long RegistryStore::flushKey(KeyHandle) {
+    return regerr::Success;  // a store without a disk of its own has nothing to wait for
+}
 
 inline long RegistryStore::changesSince(Hive, std::uint64_t&, std::vector<KeyChange>&) {
     return regerr::InvalidFunction;

@@ -14,6 +14,11 @@
 #include "KeyPaths.h"
 #include "NameFolding.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
 #include <limits>
 #include <utility>
 
@@ -243,6 +248,41 @@ long SqliteRegistryStore::Impl::closeKey(KeyHandle key) {
     return handles.erase(key) != 0 ? regerr::Success : regerr::InvalidHandle;
 }
 
+namespace {
+
+// Waits for the disk to hold what was written to the file; a file that is not there
+// holds nothing to wait for.
+bool synced(const std::string& path, bool folder = false) {
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | (folder ? O_DIRECTORY : O_NONBLOCK));
+    if (fd < 0)
+        return errno == ENOENT;
+    const bool done = ::fsync(fd) == 0;
+    const int error = errno;
+    ::close(fd);
+    errno = error;
+    return done;
+}
+
+}  // namespace
+
+long SqliteRegistryStore::Impl::flushKey(KeyHandle key) {
+    const std::lock_guard lock(mutex);
+    const auto it = handles.find(key);
+    if (it == handles.end())
+        return regerr::InvalidHandle;
+    HiveState& h = hives[it->second.hive];
+    h.problem.clear();
+    // The committed writes are in the -wal, or copied from it into the hive; the
+    // folder holds their names.
+    for (const auto& [path, folder] : {std::pair(file(h) + "-wal", false), std::pair(file(h), false),
+                                       std::pair(h.place.folder, true)})
+        if (!synced(path, folder)) {
+            h.problem = path + " cannot be written to the disk: " + std::strerror(errno);
+            return regerr::IoFailed;
+        }
+    return regerr::Success;
+}
+
 SqliteRegistryStore::SqliteRegistryStore(const std::string& folder) : SqliteRegistryStore(folder, folder, Options{}) {}
 
 SqliteRegistryStore::SqliteRegistryStore(const std::string& folder, Options options)
@@ -277,6 +317,10 @@ long SqliteRegistryStore::setValue(KeyHandle key, const std::string& name, std::
 
 long SqliteRegistryStore::closeKey(KeyHandle key) {
     return d->closeKey(key);
+}
+
+long SqliteRegistryStore::flushKey(KeyHandle key) {
+    return d->flushKey(key);
 }
 
 long SqliteRegistryStore::enumKey(KeyHandle key, std::uint32_t index, std::string* name) {

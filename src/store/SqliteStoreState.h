@@ -161,6 +161,7 @@ struct SqliteRegistryStore::Impl {
     // one is open).
     long createKeys(HiveState& h, const std::string& path, std::int64_t& id);
     long closeKey(KeyHandle key);
+    long flushKey(KeyHandle key);
     long fetchValue(HiveState& h, std::int64_t key, const std::string& folded, CachedValue& out);
     long queryValue(KeyHandle key, const std::string& name, std::uint32_t* type, std::vector<std::uint8_t>* data,
                     std::uint32_t capacity, std::uint32_t* size);

@@ -193,6 +193,8 @@ TEST(SqliteRegistryStore, EveryWriteSurvivesTheWriterDyingAndABatchIsKeptWholeOr
         for (std::uint32_t i = 0; i < kValues; ++i)
             if (store.setValue(key, numbered("v", i), regtype::Dword, dword(i * 3)) != regerr::Success)
                 return 2;
+        if (store.flushKey(key) != regerr::Success || store.flushKey(key + 1) != regerr::InvalidHandle)
+            return 4;
         // Dies in the middle of a batch.
         if (store.beginBatch(Hive::CurrentUser) != regerr::Success ||
             store.createKey(Hive::CurrentUser, "Software\\Dying", &key) != regerr::Success ||
