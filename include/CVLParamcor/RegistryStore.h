@@ -165,6 +165,14 @@ public:
     virtual long commitBatch(Hive hive);
     virtual long abortBatch(Hive hive);
 
+    // One state of a hive, for exports and listings: between beginReading and
+    // endReading every read of the hive through this store sees it as it was at the
+    // first of them, whatever other processes commit meanwhile; they do not wait.
+    // Writes through this store wait for endReading: they give SharingViolation.
+    // InvalidFunction where the store cannot (then each read sees the latest state).
+    virtual long beginReading(Hive hive);
+    virtual long endReading(Hive hive);
+
     // Why the store last could not use a hive as it should, naming its file and the
     // cause ("... is not a hive of CVLParamcor: ..."), for the person who must put it
     // right; empty when there is nothing to tell. Calls still answer with the
@@ -174,6 +182,24 @@ public:
     // Where the hive is kept, for the people who support an installation: a file,
     // or empty when the store does not say (the Windows registry).
     virtual std::string location(Hive hive) const;
+};
+
+// Reads of one hive seen as one state for as long as this lives (beginReading).
+class StoreReading {
+public:
+    StoreReading(RegistryStore& store, Hive hive) : store_(store), hive_(hive), began_(store.beginReading(hive)) {}
+    ~StoreReading() {
+        if (began_ == regerr::Success)
+            store_.endReading(hive_);
+    }
+    StoreReading(const StoreReading&) = delete;
+    StoreReading& operator=(const StoreReading&) = delete;
+    long began() const { return began_; }
+
+private:
+    RegistryStore& store_;
+    Hive hive_;
+    long began_;
 };
 
 // A key open on a store, closed when it goes out of scope, whichever way.
@@ -209,6 +235,14 @@ private:
     RegistryStore& store_;
     KeyHandle handle_ = 0;
 };
+
+inline long RegistryStore::beginReading(Hive) {
+    return regerr::InvalidFunction;
+}
+
+inline long RegistryStore::endReading(Hive) {
+    return regerr::InvalidFunction;
+}
 
 inline long RegistryStore::flushKey(KeyHandle) {
     return regerr::Success;  // a store without a disk of its own has nothing to wait for

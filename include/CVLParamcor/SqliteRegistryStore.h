@@ -90,6 +90,8 @@ public:
     long beginBatch(Hive hive) override;
     long commitBatch(Hive hive) override;
     long abortBatch(Hive hive) override;
+    long beginReading(Hive hive) override;
+    long endReading(Hive hive) override;
     std::string diagnostic(Hive hive) override;
 
     // The file that holds a hive.

@@ -213,6 +213,40 @@ long SqliteRegistryStore::Impl::abortBatch(Hive hive) {
     });
 }
 
+long SqliteRegistryStore::Impl::beginReading(Hive hive) {
+    const std::lock_guard lock(mutex);
+    HiveState* found = hiveOf(hive);
+    if (!found)
+        return regerr::InvalidHandle;
+    HiveState& h = *found;
+    if (h.reading || h.batch != Batch::None)
+        return regerr::InvalidParameter;
+    h.problem.clear();
+    if (const long rc = openToRead(h))
+        return rc;
+    if (!h.conn)
+        return regerr::Success;  // no file: the empty hive stays empty for the reader
+    // A deferred transaction takes its snapshot at its first read: read at once.
+    int rc = sqlite3_exec(h.conn->db.get(), "BEGIN; SELECT count(*) FROM keys WHERE id = 1", nullptr, nullptr, nullptr);
+    if (rc != SQLITE_OK) {
+        sqlite3_exec(h.conn->db.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+        return failure(h, rc);
+    }
+    h.reading = true;
+    return regerr::Success;
+}
+
+long SqliteRegistryStore::Impl::endReading(Hive hive) {
+    const std::lock_guard lock(mutex);
+    HiveState* h = hiveOf(hive);
+    if (!h)
+        return regerr::InvalidHandle;
+    if (h->reading && h->conn)
+        sqlite3_exec(h->conn->db.get(), "COMMIT", nullptr, nullptr, nullptr);
+    h->reading = false;
+    return regerr::Success;
+}
+
 namespace {
 
 // A position in the change log of one of the files the hive's name has led to.

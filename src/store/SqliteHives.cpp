@@ -60,6 +60,7 @@ long SqliteRegistryStore::Impl::failure(HiveState& h, int rc) {
         file(h) + (primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB ? " is damaged: " : " failed: ") + message;
     if (h.batch == Batch::Open)
         h.batch = Batch::Lost;
+    h.reading = false;
     h.conn.reset();
     h.dropCaches();
     return fromSqlite(rc);
@@ -92,7 +93,7 @@ long SqliteRegistryStore::Impl::openHive(HiveState& h, bool create) {
 }
 
 bool SqliteRegistryStore::Impl::forgetIfReplaced(HiveState& h) {
-    if (!h.conn || h.batch == Batch::Open)
+    if (!h.conn || h.batch == Batch::Open || h.reading)
         return false;
     const Connection::Moved moved = h.conn->moved(file(h));
     if (moved == Connection::Moved::Nothing)
@@ -202,6 +203,10 @@ long SqliteRegistryStore::Impl::readyToWrite(HiveState& h) {
     if (!h.conn->writable()) {
         h.problem = h.readOnlyWhy;
         return regerr::AccessDenied;
+    }
+    if (h.reading) {
+        h.problem = file(h) + " is being read as one state: writes wait until the reading ends";
+        return regerr::SharingViolation;
     }
     store::ChangeCounter& counter = h.conn->counter;
     if (counter.state() == store::ChangeCounter::State::Missing) {

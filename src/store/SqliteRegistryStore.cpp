@@ -352,6 +352,14 @@ long SqliteRegistryStore::abortBatch(Hive hive) {
     return d->abortBatch(hive);
 }
 
+long SqliteRegistryStore::beginReading(Hive hive) {
+    return d->beginReading(hive);
+}
+
+long SqliteRegistryStore::endReading(Hive hive) {
+    return d->endReading(hive);
+}
+
 std::string SqliteRegistryStore::diagnostic(Hive hive) {
     return d->diagnostic(hive);
 }

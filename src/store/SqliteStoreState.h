@@ -52,13 +52,14 @@ struct HiveState {
     std::unique_ptr<Connection> conn;  // null until the file is opened, and while it does not exist
     store::HiveCache cache;
     Batch batch = Batch::None;
+    bool reading = false;  // within beginReading: one read transaction, the cache set aside
     std::string problem;      // why the last operation could not use the hive as it should
     std::string readOnlyWhy;  // why a connection that should write may only read
     struct stat lastFile {};        // the file last connected
     std::uint64_t generation = 0;  // counts the files the hive's name has led to: key ids hold in one only
     bool makingHive = false;       // createHive runs: connect must not start it again
 
-    bool caching() const { return conn && conn->counter.mapped(); }
+    bool caching() const { return conn && conn->counter.mapped() && !reading; }
 
     void dropCaches() { cache.clear(); }
 
@@ -197,6 +198,8 @@ struct SqliteRegistryStore::Impl {
     long beginBatch(Hive hive);
     long commitBatch(Hive hive);
     long abortBatch(Hive hive);
+    long beginReading(Hive hive);
+    long endReading(Hive hive);
 
     std::string diagnostic(Hive hive);
 

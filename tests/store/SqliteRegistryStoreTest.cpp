@@ -276,6 +276,29 @@ TEST(SqliteRegistryStore, WritesLandInTheHiveThatIsThereWhenItWasRemovedOrReplac
     EXPECT_EQ(kept(), dword(3));
 }
 
+TEST(SqliteRegistryStore, AReadingSeesOneStateWhateverOthersCommit) {
+    TempFolder root("reading");
+    SqliteRegistryStore reader(root.str());
+    SqliteRegistryStore writer(root.str());
+    put(writer, create(writer, "Software\\A"), "v", regtype::Dword, dword(1));
+    const KeyHandle a = open(reader, "Software\\A");
+    EXPECT_EQ(read(reader, a, "v").data, dword(1));  // in the cache too
+    {
+        const StoreReading oneState(reader, Hive::CurrentUser);
+        ASSERT_EQ(oneState.began(), regerr::Success);
+        EXPECT_EQ(reader.beginReading(Hive::CurrentUser), regerr::InvalidParameter);
+        put(writer, create(writer, "Software\\A"), "v", regtype::Dword, dword(2));
+        put(writer, create(writer, "Software\\B"), "v", regtype::Dword, dword(2));
+        EXPECT_EQ(read(reader, a, "v").data, dword(1));
+        EXPECT_EQ(tryOpen(reader, "Software\\B"), regerr::FileNotFound);
+        EXPECT_EQ(names(listed(reader, open(reader, "Software"), false)), std::vector<std::string>{"A"});
+        EXPECT_EQ(tryOpen(reader, "Software\\C", Hive::CurrentUser, true), regerr::SharingViolation);
+    }
+    EXPECT_EQ(read(reader, a, "v").data, dword(2));
+    EXPECT_EQ(tryOpen(reader, "Software\\B"), regerr::Success);
+    EXPECT_EQ(tryOpen(reader, "Software\\C", Hive::CurrentUser, true), regerr::Success);
+}
+
 TEST(SqliteRegistryStore, KeyPathsKeepTheRegistrysLimits) {
     // 512 levels (empty names are none), and at most 32,766 characters in a path;
     // names of up to 256 characters are the conformance suite's.
