@@ -84,11 +84,19 @@ public:
     virtual long queryValue(KeyHandle key, const std::string& name, std::uint32_t* type,
                             std::vector<std::uint8_t>* data, std::uint32_t capacity, std::uint32_t* size) = 0;
 
-    // Writes a value; it is durable when the call returns.
+    // Writes a value. When the call returns, every process reads it, and it survives
+    // the writing program's crash; like the Windows registry, which writes its hives
+    // to disk lazily, the store does not wait for the disk, so a power loss or a crash
+    // of the system may take the last writes. flushKey waits for the disk.
     virtual long setValue(KeyHandle key, const std::string& name, std::uint32_t type,
                           const std::vector<std::uint8_t>& data) = 0;
 
     virtual long closeKey(KeyHandle key) = 0;
+
+    // Returns once every write committed to the key's hive is on the disk, to survive
+    // a power loss too (RegFlushKey): for the few writes that must, as it costs the
+    // disk's time. Any open key of the hive will do.
+    virtual long flushKey(KeyHandle key);
 
     // Enumeration, for tools that copy or export a whole key: call with index 0, 1,
     // 2... until NoMoreItems. A key added or set meanwhile may shift the indexes, as
@@ -126,6 +134,19 @@ public:
     // again and again; empty when the store has none.
     virtual std::string changeFile(Hive hive) const;
 
+    // What changed in a hive since `position`, for programs told of changes through
+    // changeFile, so that they read again only what changed: each changed key by its
+    // path as the store spells it, with `subtree` when everything below it may have
+    // changed too (a deleted tree). `position` is the store's own mark: 0 at first, then
+    // as the last call left it. The whole hive ({"", true}) when the store cannot tell
+    // any closer: the first call, the hive's file replaced, a watcher too far behind.
+    // InvalidFunction when the store keeps no record of changes.
+    struct KeyChange {
+        std::string path;
+        bool subtree = false;
+    };
+    virtual long changesSince(Hive hive, std::uint64_t& position, std::vector<KeyChange>& changes);
+
     // The same where the registry tells of changes itself (Windows): `event`, a
     // Windows event handle, is signalled once at the next change of a value or a
     // subkey of `key`, with `subtree` of any key below it too, by any process
@@ -144,6 +165,14 @@ public:
     virtual long commitBatch(Hive hive);
     virtual long abortBatch(Hive hive);
 
+    // One state of a hive, for exports and listings: between beginReading and
+    // endReading every read of the hive through this store sees it as it was at the
+    // first of them, whatever other processes commit meanwhile; they do not wait.
+    // Writes through this store wait for endReading: they give SharingViolation.
+    // InvalidFunction where the store cannot (then each read sees the latest state).
+    virtual long beginReading(Hive hive);
+    virtual long endReading(Hive hive);
+
     // Why the store last could not use a hive as it should, naming its file and the
     // cause ("... is not a hive of CVLParamcor: ..."), for the person who must put it
     // right; empty when there is nothing to tell. Calls still answer with the
@@ -153,6 +182,24 @@ public:
     // Where the hive is kept, for the people who support an installation: a file,
     // or empty when the store does not say (the Windows registry).
     virtual std::string location(Hive hive) const;
+};
+
+// Reads of one hive seen as one state for as long as this lives (beginReading).
+class StoreReading {
+public:
+    StoreReading(RegistryStore& store, Hive hive) : store_(store), hive_(hive), began_(store.beginReading(hive)) {}
+    ~StoreReading() {
+        if (began_ == regerr::Success)
+            store_.endReading(hive_);
+    }
+    StoreReading(const StoreReading&) = delete;
+    StoreReading& operator=(const StoreReading&) = delete;
+    long began() const { return began_; }
+
+private:
+    RegistryStore& store_;
+    Hive hive_;
+    long began_;
 };
 
 // A key open on a store, closed when it goes out of scope, whichever way.
@@ -188,6 +235,22 @@ private:
     RegistryStore& store_;
     KeyHandle handle_ = 0;
 };
+
+inline long RegistryStore::beginReading(Hive) {
+    return regerr::InvalidFunction;
+}
+
+inline long RegistryStore::endReading(Hive) {
+    return regerr::InvalidFunction;
+}
+
+inline long RegistryStore::flushKey(KeyHandle) {
+    return regerr::Success;  // a store without a disk of its own has nothing to wait for
+}
+
+inline long RegistryStore::changesSince(Hive, std::uint64_t&, std::vector<KeyChange>&) {
+    return regerr::InvalidFunction;
+}
 
 inline long RegistryStore::enumKey(KeyHandle, std::uint32_t, std::string*) {
     return regerr::InvalidFunction;

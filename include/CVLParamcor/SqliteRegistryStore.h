@@ -13,6 +13,11 @@ namespace paramcor {
 
 // Several processes may use the same files at once: every write is committed when
 // it returns, and a write made by one process is seen by the next read of any other.
+// A committed write survives the crash of any program; the disk is not waited for
+// (SQLite's WAL with synchronous=NORMAL), so a power loss may take the writes since
+// the last flushKey, or since SQLite last copied the -wal into the hive, which it does
+// every thousand pages or so, waiting for the disk then. The hive itself is never
+// damaged by a power loss.
 // A hive whose file cannot be written is opened read-only: createKey then fails with
 // AccessDenied and openKey still works, as for a Windows user without rights; so
 // does a hive whose change counter (below) this process may not write. A reader
@@ -74,15 +79,19 @@ public:
     long setValue(KeyHandle key, const std::string& name, std::uint32_t type,
                   const std::vector<std::uint8_t>& data) override;
     long closeKey(KeyHandle key) override;
+    long flushKey(KeyHandle key) override;
     long enumKey(KeyHandle key, std::uint32_t index, std::string* name) override;
     long enumValue(KeyHandle key, std::uint32_t index, std::string* name, std::uint32_t* type,
                    std::vector<std::uint8_t>* data) override;
     long deleteValue(KeyHandle key, const std::string& name) override;
     long deleteTree(KeyHandle key, const std::string& path) override;
     std::string changeFile(Hive hive) const override;
+    long changesSince(Hive hive, std::uint64_t& position, std::vector<KeyChange>& changes) override;
     long beginBatch(Hive hive) override;
     long commitBatch(Hive hive) override;
     long abortBatch(Hive hive) override;
+    long beginReading(Hive hive) override;
+    long endReading(Hive hive) override;
     std::string diagnostic(Hive hive) override;
 
     // The file that holds a hive.

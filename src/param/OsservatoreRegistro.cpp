@@ -3,8 +3,11 @@
 #include <CVLParamcor/Platform.h>
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QFileSystemWatcher>
+
+#include <sys/stat.h>
 
 #include <map>
 #include <utility>
@@ -61,6 +64,11 @@ QString storedPath(RegistryStore& store, Hive hive, const QString& path) {
     return spelled;
 }
 
+// Whether `path` is `key` or lies below it; both upper-cased.
+bool within(const QString& path, const QString& key) {
+    return key.isEmpty() || path == key || (path.startsWith(key) && path.at(key.size()) == u'\\');
+}
+
 }  // namespace
 
 struct OsservatoreRegistro::Impl {
@@ -69,14 +77,17 @@ struct OsservatoreRegistro::Impl {
         QString key;
         bool subtree;
         Snapshot seen;
+        std::uint64_t position = 0;  // in the store's change log
     };
 
     std::shared_ptr<RegistryStore> store;
     QFileSystemWatcher files;
+    std::map<QString, std::pair<dev_t, ino_t>> followedFiles;  // what each followed path was
     std::vector<Watch> watches;
 
     // Follows each watched hive's change file, or while it does not exist yet, the
-    // nearest folder on its way, whose change tells that it may have come.
+    // nearest folder on its way, whose change tells that it may have come. A file
+    // replaced is followed anew: the system follows the file, not its name.
     void follow() {
         QStringList wanted;
         for (const Watch& w : watches) {
@@ -90,11 +101,72 @@ struct OsservatoreRegistro::Impl {
         }
         const QStringList followed = files.files() + files.directories();
         for (const QString& path : followed)
-            if (!wanted.contains(path))
+            if (!wanted.contains(path)) {
                 files.removePath(path);
-        for (const QString& path : wanted)
-            if (!followed.contains(path))
-                files.addPath(path);
+                followedFiles.erase(path);
+            }
+        for (const QString& path : wanted) {
+            struct stat st {};
+            const auto identity = ::stat(QFile::encodeName(path).constData(), &st) == 0
+                                      ? std::pair(st.st_dev, st.st_ino)
+                                      : std::pair(dev_t(0), ino_t(0));
+            const auto known = followedFiles.find(path);
+            if (followed.contains(path) && known != followedFiles.end() && known->second == identity)
+                continue;
+            files.removePath(path);
+            files.addPath(path);
+            followedFiles[path] = identity;
+        }
+    }
+
+    // Reads again what the store says changed and tells which keys differ.
+    void update(Watch& w, std::vector<QString>& changedKeys) {
+        std::vector<RegistryStore::KeyChange> changes;
+        if (store->changesSince(w.hive, w.position, changes) != regerr::Success)
+            changes = {{std::string(), true}};
+        const QString watched = w.key.toUpper();
+        std::map<QString, std::pair<QString, bool>> regions;  // upper-cased path: path, subtree
+        for (const auto& change : changes) {
+            const QString path = QString::fromStdString(change.path);
+            const QString upper = path.toUpper();
+            if (change.subtree && within(watched, upper)) {  // the watched key and all below
+                regions.clear();
+                regions[watched] = {storedPath(*store, w.hive, w.key), true};
+                break;
+            }
+            if (within(upper, watched) && (w.subtree || upper == watched)) {
+                auto& region = regions[upper];
+                region.first = path;
+                region.second = region.second || change.subtree;
+            }
+        }
+        for (const auto& [upper, region] : regions)
+            reread(w, upper, region.first, region.second && w.subtree, changedKeys);
+    }
+
+    // Reads the key at `path` again, with `subtree` all below it, in place of what was
+    // seen there.
+    void reread(Watch& w, const QString& upper, const QString& path, bool subtree, std::vector<QString>& changedKeys) {
+        Snapshot now;
+        read(*store, w.hive, path, subtree, now);
+        std::vector<Snapshot::iterator> before;
+        if (const auto it = w.seen.find(upper); it != w.seen.end())
+            before.push_back(it);
+        const QString below = upper.isEmpty() ? QString() : upper + u'\\';
+        for (auto it = w.seen.lower_bound(below); subtree && it != w.seen.end() && it->first.startsWith(below); ++it)
+            if (it->first != upper)
+                before.push_back(it);
+        for (const auto it : before) {
+            const auto fresh = now.find(it->first);
+            if (fresh == now.end() || !(fresh->second == it->second))
+                changedKeys.push_back(it->second.path);
+        }
+        for (const auto& [folded, contents] : now)
+            if (!w.seen.count(folded))
+                changedKeys.push_back(contents.path);
+        for (const auto it : before)
+            w.seen.erase(it);
+        w.seen.merge(now);
     }
 };
 
@@ -107,20 +179,8 @@ OsservatoreRegistro::OsservatoreRegistro(std::shared_ptr<RegistryStore> store, Q
         // A file replaced or made meanwhile must be followed anew.
         d->follow();
         for (Impl::Watch& w : d->watches) {
-            Snapshot now;
-            read(*d->store, w.hive, storedPath(*d->store, w.hive, w.key), w.subtree, now);
-            if (now == w.seen)
-                continue;
             std::vector<QString> keys;
-            for (const auto& [folded, contents] : now) {
-                const auto it = w.seen.find(folded);
-                if (it == w.seen.end() || !(it->second == contents))
-                    keys.push_back(contents.path);
-            }
-            for (const auto& [folded, contents] : w.seen)
-                if (!now.count(folded))
-                    keys.push_back(contents.path);
-            w.seen = std::move(now);
+            d->update(w, keys);
             const Hive hive = w.hive;
             for (const QString& key : keys)
                 emit Cambiata(hive, key);
@@ -138,6 +198,8 @@ bool OsservatoreRegistro::Osserva(Hive hive, const QString& chiave, bool sottoch
     const QString key = chiave.split(u'\\', Qt::SkipEmptyParts).join(u'\\');
     Smetti(hive, key);
     Impl::Watch watch{hive, key, sottochiavi, {}};
+    std::vector<RegistryStore::KeyChange> before;  // what changes after this position, the watch hears
+    d->store->changesSince(hive, watch.position, before);
     read(*d->store, hive, storedPath(*d->store, hive, key), sottochiavi, watch.seen);
     d->watches.push_back(std::move(watch));
     d->follow();

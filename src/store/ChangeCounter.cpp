@@ -86,6 +86,7 @@ void ChangeCounter::open(const std::string& path, bool writer, const struct stat
     path_ = path;
     problem_.clear();
     state_ = State::Missing;
+    redirected_ = false;
 
     File fd(::open(path.c_str(), (writer ? O_RDWR : O_RDONLY) | kOpenFlags));
     bool openedForWriting = writer && fd.get() >= 0;
@@ -100,6 +101,7 @@ void ChangeCounter::open(const std::string& path, bool writer, const struct stat
     if (fd.get() < 0) {
         if (errno == ENOENT)
             return;
+        redirected_ = errno == ELOOP;
         fail(State::Unusable, errno == ELOOP ? path + " is a symbolic link, which the store does not follow"
                                              : path + " cannot be opened: " + describeErrno(errno));
         return;

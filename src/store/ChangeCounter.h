@@ -41,6 +41,9 @@ public:
     State state() const { return state_; }
     bool mapped() const { return word_ != nullptr; }
     bool writable() const { return state_ == State::Writable; }
+    // A symbolic link in its place: somebody redirects the hive's news, and writes
+    // would go unheard by whoever follows the file.
+    bool redirected() const { return redirected_; }
     // Why the counter is Unusable, or ReadOnly for a writer; empty otherwise.
     const std::string& problem() const { return problem_; }
 
@@ -61,6 +64,7 @@ private:
     std::uint64_t* word_ = nullptr;
     std::string path_;
     State state_ = State::Missing;
+    bool redirected_ = false;
     std::string problem_;
 };
 

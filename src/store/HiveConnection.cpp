@@ -181,15 +181,24 @@ Opened openForReading(const HiveFile& hive, int busyTimeoutMs, std::unique_ptr<C
     if (rc == SQLITE_OK)
         sqlite3_busy_timeout(raw, busyTimeoutMs);
     std::string why;
-    if (rc == SQLITE_OK && !isOurHive(raw, hive.file, rc, why))
+    if (rc == SQLITE_OK && !isOurHive(raw, hive.file, rc, why)) {
+        if (rc == SQLITE_OK && isUnfinishedHive(raw)) {
+            Opened result;
+            result.unfinished = true;
+            return result;
+        }
         return fail(rc == SQLITE_OK ? regerr::BadDatabase : fromSqlite(rc), why);
+    }
     if (rc == SQLITE_OK)
         rc = prepareStatements(*c);
     if (rc != SQLITE_OK)
         return fail(fromSqlite(rc), hive.file + " cannot be read: " + (raw ? sqlite3_errmsg(raw) : "out of memory"));
     struct stat st {};
     ::stat(hive.file.c_str(), &st);
+    c->device = st.st_dev;
+    c->inode = st.st_ino;
     c->counter.open(hive.file + "-changes", false, st);
+    c->noteFiles(hive.file);
     out = std::move(c);
     return {};
 }
@@ -201,6 +210,38 @@ Connection::~Connection() {
     // nothing is read after it.
     if (snapshotLock >= 0)
         ::close(snapshotLock);
+}
+
+namespace {
+
+struct stat identity(const std::string& path) {
+    struct stat st {};
+    if (::lstat(path.c_str(), &st) != 0)
+        st = {};
+    return st;
+}
+
+bool same(const struct stat& a, const struct stat& b) {
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+}  // namespace
+
+void Connection::noteFiles(const std::string& file) {
+    wal = identity(file + "-wal");
+    shm = identity(file + "-shm");
+    changes = identity(file + "-changes");
+}
+
+Connection::Moved Connection::moved(const std::string& file) const {
+    const struct stat hive = identity(file);
+    if (hive.st_ino == 0 || !isFile(hive))
+        return Moved::Hive;
+    // Snapshots read the hive file alone.
+    if (access != Access::Snapshot &&
+        (!same(identity(file + "-wal"), wal) || !same(identity(file + "-shm"), shm)))
+        return Moved::SideFiles;
+    return same(identity(file + "-changes"), changes) ? Moved::Nothing : Moved::SideFiles;
 }
 
 bool Connection::stillWhole(const std::string& file) const {
@@ -221,8 +262,13 @@ Opened openConnection(const HiveFile& hive, bool write, int busyTimeoutMs, std::
         sqlite3_busy_timeout(raw, busyTimeoutMs);
     // Only read until the file has proved to be ours, in its schema version too.
     std::string why;
-    if (rc == SQLITE_OK && !isOurHive(raw, hive.file, rc, why) && rc == SQLITE_OK)
-        return fail(regerr::BadDatabase, why);
+    if (rc == SQLITE_OK && !isOurHive(raw, hive.file, rc, why) && rc == SQLITE_OK) {
+        if (!isUnfinishedHive(raw))
+            return fail(regerr::BadDatabase, why);
+        Opened result;
+        result.unfinished = true;
+        return result;
+    }
     if (rc == SQLITE_OK) {
         // The -wal and -shm files stay when the last writer closes, so that
         // read-only openers, who cannot create them, find them.
@@ -239,6 +285,8 @@ Opened openConnection(const HiveFile& hive, bool write, int busyTimeoutMs, std::
     if (rc == SQLITE_OK)
         rc = refoldNames(raw, result.refolded);
     if (rc == SQLITE_OK)
+        rc = addChangeLog(raw);
+    if (rc == SQLITE_OK)
         rc = prepareStatements(*c);
     if (rc != SQLITE_OK) {
         const int primary = rc & 0xFF;
@@ -253,8 +301,11 @@ Opened openConnection(const HiveFile& hive, bool write, int busyTimeoutMs, std::
 
     struct stat st {};
     ::stat(hive.file.c_str(), &st);
+    c->device = st.st_dev;
+    c->inode = st.st_ino;
     c->counter.open(hive.file + "-changes", true, st);
-    if (c->counter.state() == ChangeCounter::State::ReadOnly) {
+    c->noteFiles(hive.file);
+    if (c->counter.state() == ChangeCounter::State::ReadOnly || c->counter.redirected()) {
         // A write nobody hears of would leave other programs reading old values.
         c->access = Access::Read;
         result.why = c->counter.problem() + ": this program reads the hive only";

@@ -6,6 +6,8 @@
 #include "HiveFiles.h"
 #include "SqliteSupport.h"
 
+#include <sys/stat.h>
+
 #include <memory>
 #include <string>
 
@@ -50,12 +52,30 @@ struct Connection {
     bool stillWhole(const std::string& file) const;
 
     int snapshotLock = -1;  // a descriptor whose read lock keeps writers from checkpointing into the file
+
+    // The file opened, by device and inode: a hive removed or replaced under the
+    // program leaves the connection on a file nobody else will ever read.
+    dev_t device = 0;
+    ino_t inode = 0;
+    bool isFile(const struct stat& st) const { return st.st_dev == device && st.st_ino == inode; }
+
+    // The files beside it when the connection was made (an inode of 0: there was none).
+    // SQLite keeps using the -wal and -shm it opened, and the counter stays mapped: one
+    // removed or replaced leaves this process apart from the others.
+    struct stat wal {};
+    struct stat shm {};
+    struct stat changes {};
+    void noteFiles(const std::string& file);
+
+    enum class Moved { Nothing, SideFiles, Hive };
+    Moved moved(const std::string& file) const;
 };
 
 struct Opened {
     long rc = 0;
     std::string why;         // for a failure, and for a writer that may only read
     bool refolded = false;   // names were folded again: others must forget what they read
+    bool unfinished = false; // the hive's creation never committed: it is to be made again
 };
 
 // Opens a hive file that is there, regular and ours by its header. With `write`

@@ -12,6 +12,34 @@ namespace {
 
 // Table "about" holds what the file says of itself: the edition of the folding
 // table its names were folded with (hives made before it was kept have none: 1).
+// The change log: each committed change of a key, by its path, so that a watcher
+// reads what changed since it last looked instead of its whole subtree. `subtree`
+// marks a change of everything below the key too (a tree deleted, names folded
+// again). Triggers write it, so that every way of writing does, and trim it: a
+// watcher further behind reads its subtree again.
+constexpr int kChangesKept = 4096;
+
+std::string changeLogSql() {
+    return "CREATE TABLE changes(seq INTEGER PRIMARY KEY AUTOINCREMENT, path TEXT NOT NULL,"
+           " subtree INTEGER NOT NULL);"
+           "CREATE TRIGGER changes_trim AFTER INSERT ON changes BEGIN"
+           " DELETE FROM changes WHERE seq <= NEW.seq - " +
+           std::to_string(kChangesKept) +
+           "; END;"
+           "CREATE TRIGGER keys_made AFTER INSERT ON keys BEGIN"
+           " INSERT INTO changes(path, subtree) VALUES(NEW.path, 0); END;"
+           "CREATE TRIGGER keys_renamed AFTER UPDATE ON keys BEGIN"
+           " INSERT INTO changes(path, subtree) VALUES(NEW.path, 1); END;"
+           "CREATE TRIGGER keys_deleted AFTER DELETE ON keys BEGIN"
+           " INSERT INTO changes(path, subtree) VALUES(OLD.path, 1); END;"
+           "CREATE TRIGGER vals_made AFTER INSERT ON vals BEGIN"
+           " INSERT INTO changes(path, subtree) SELECT path, 0 FROM keys WHERE id = NEW.key; END;"
+           "CREATE TRIGGER vals_set AFTER UPDATE ON vals BEGIN"
+           " INSERT INTO changes(path, subtree) SELECT path, 0 FROM keys WHERE id = NEW.key; END;"
+           "CREATE TRIGGER vals_deleted AFTER DELETE ON vals BEGIN"
+           " INSERT INTO changes(path, subtree) SELECT path, 0 FROM keys WHERE id = OLD.key; END;";
+}
+
 std::string schemaSql() {
     return "CREATE TABLE keys("
            " id INTEGER PRIMARY KEY,"
@@ -30,7 +58,8 @@ std::string schemaSql() {
            "CREATE TABLE about(name TEXT PRIMARY KEY, value INTEGER NOT NULL) WITHOUT ROWID;"
            "INSERT INTO about VALUES('folding', " +
            std::to_string(kFoldingEdition) +
-           ");"
+           ");" +
+           changeLogSql() +
            "PRAGMA application_id = " +
            std::to_string(kApplicationId) +
            ";"
@@ -205,6 +234,34 @@ bool isOurHive(sqlite3* db, const std::string& file, int& rc, std::string& why) 
         return false;
     }
     return true;
+}
+
+int addChangeLog(sqlite3* db) {
+    const auto present = [db](int& rc) {
+        std::int64_t tables = 0;
+        rc = queryInt(db, "SELECT count(*) FROM sqlite_master WHERE type = 'table' AND name = 'changes'", tables);
+        return tables != 0;
+    };
+    int rc = SQLITE_OK;
+    if (present(rc) || rc != SQLITE_OK)
+        return rc;
+    rc = sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
+    if (rc != SQLITE_OK)
+        return rc;
+    if (!present(rc) && rc == SQLITE_OK)  // another process may have done it meanwhile
+        rc = sqlite3_exec(db, changeLogSql().c_str(), nullptr, nullptr, nullptr);
+    if (rc == SQLITE_OK)
+        rc = sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr);
+    if (rc != SQLITE_OK)
+        sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
+    return rc;
+}
+
+bool isUnfinishedHive(sqlite3* db) {
+    std::int64_t applicationId = -1;
+    std::int64_t objects = -1;
+    return queryInt(db, "PRAGMA application_id", applicationId) == SQLITE_OK && applicationId == 0 &&
+           queryInt(db, "SELECT count(*) FROM sqlite_master", objects) == SQLITE_OK && objects == 0;
 }
 
 int refoldNames(sqlite3* db, bool& changed) {

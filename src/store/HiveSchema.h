@@ -23,6 +23,14 @@ int initializeHive(sqlite3* db, bool& foreign);
 // `rc` gets an SQLite failure, if that is what happened.
 bool isOurHive(sqlite3* db, const std::string& file, int& rc, std::string& why);
 
+// Gives a hive made before changes were logged its change log.
+int addChangeLog(sqlite3* db);
+
+// Whether the open file is an empty database: what SQLite leaves of a hive whose
+// creation was killed before it committed, once it has rolled the creation back.
+// Its header bore our mark before SQLite saw the file, so it is ours to make again.
+bool isUnfinishedHive(sqlite3* db);
+
 // Folds the names of a hive written with an older folding table again, in one
 // transaction, so that they are found whatever their case. Two keys or two values
 // whose names now fold alike become one: the one whose name was already folded so

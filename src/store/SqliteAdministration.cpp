@@ -11,6 +11,7 @@
 namespace paramcor {
 
 using store::stepOnce;
+using KeyChange = RegistryStore::KeyChange;
 using store::succeeded;
 
 long SqliteRegistryStore::Impl::writableHive(KeyHandle key, OpenKey& open, HiveState*& hive, long whenRemoved) {
@@ -24,12 +25,16 @@ long SqliteRegistryStore::Impl::writableHive(KeyHandle key, OpenKey& open, HiveS
     h.problem.clear();
     if (h.batch == Batch::Lost)
         return readyToWrite(h);
-    if (const long rc = openHive(h, false))
+    if (const long rc = openToWrite(h, false))
         return rc;
     if (!h.conn) {
         if (whenRemoved != regerr::FileNotFound)
             h.problem = file(h) + " was removed";
         return whenRemoved;
+    }
+    if (open.stale(h)) {
+        h.problem = file(h) + " was replaced since the key was opened: open it again";
+        return regerr::KeyDeleted;
     }
     if (const long rc = readyToWrite(h))
         return rc;
@@ -87,9 +92,9 @@ long SqliteRegistryStore::Impl::enumerable(KeyHandle key, OpenKey& open, HiveSta
     open = it->second;
     HiveState& h = hives[open.hive];
     h.problem.clear();
-    if (const long rc = openHive(h, false))
+    if (const long rc = openToRead(h))
         return rc;
-    if (!h.conn)
+    if (!h.conn || open.stale(h))
         return regerr::NoMoreItems;
     hive = &h;
     return regerr::Success;
@@ -161,7 +166,7 @@ long SqliteRegistryStore::Impl::enumValue(KeyHandle key, std::uint32_t index, st
 long SqliteRegistryStore::Impl::beginBatch(Hive hive) {
     return onBatchHive(hive, false, [this](HiveState& h) {
         h.problem.clear();
-        if (const long rc = openHive(h, true))
+        if (const long rc = openToWrite(h, true))
             return rc;
         if (const long rc = readyToWrite(h))
             return rc;
@@ -183,6 +188,10 @@ long SqliteRegistryStore::Impl::commitBatch(Hive hive) {
         }
         h.batch = Batch::None;
         h.problem.clear();
+        if (forgetIfReplaced(h)) {  // the batch went into a file nobody will read
+            h.problem = file(h) + " was removed or replaced while the batch was written: nothing was kept";
+            return regerr::IoFailed;
+        }
         const int rc = stepOnce(h.conn->commit.get());
         if (!succeeded(rc)) {
             stepOnce(h.conn->rollback.get());
@@ -204,6 +213,99 @@ long SqliteRegistryStore::Impl::abortBatch(Hive hive) {
         h.dropCaches();
         return regerr::Success;
     });
+}
+
+long SqliteRegistryStore::Impl::beginReading(Hive hive) {
+    const std::lock_guard lock(mutex);
+    HiveState* found = hiveOf(hive);
+    if (!found)
+        return regerr::InvalidHandle;
+    HiveState& h = *found;
+    if (h.reading || h.batch != Batch::None)
+        return regerr::InvalidParameter;
+    h.problem.clear();
+    if (const long rc = openToRead(h))
+        return rc;
+    if (!h.conn)
+        return regerr::Success;  // no file: the empty hive stays empty for the reader
+    // A deferred transaction takes its snapshot at its first read: read at once.
+    int rc = sqlite3_exec(h.conn->db.get(), "BEGIN; SELECT count(*) FROM keys WHERE id = 1", nullptr, nullptr, nullptr);
+    if (rc != SQLITE_OK) {
+        sqlite3_exec(h.conn->db.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+        return failure(h, rc);
+    }
+    h.reading = true;
+    return regerr::Success;
+}
+
+long SqliteRegistryStore::Impl::endReading(Hive hive) {
+    const std::lock_guard lock(mutex);
+    HiveState* h = hiveOf(hive);
+    if (!h)
+        return regerr::InvalidHandle;
+    if (h->reading && h->conn)
+        sqlite3_exec(h->conn->db.get(), "COMMIT", nullptr, nullptr, nullptr);
+    h->reading = false;
+    return regerr::Success;
+}
+
+namespace {
+
+// A position in the change log of one of the files the hive's name has led to.
+constexpr int kSequenceBits = 48;
+std::uint64_t logPosition(std::uint64_t generation, std::int64_t sequence) {
+    return (generation << kSequenceBits) | static_cast<std::uint64_t>(sequence);
+}
+
+}  // namespace
+
+long SqliteRegistryStore::Impl::changesSince(Hive hive, std::uint64_t& position, std::vector<KeyChange>& changes) {
+    const std::lock_guard lock(mutex);
+    changes.clear();
+    HiveState* found = hiveOf(hive);
+    if (!found)
+        return regerr::InvalidHandle;
+    HiveState& h = *found;
+    h.problem.clear();
+    // Called once for each notification, not for each read: the place to look whether
+    // the hive's files are still those this process uses.
+    forgetIfReplaced(h);
+    if (const long rc = openHive(h, false))
+        return rc;
+    const std::uint64_t seen = position;
+    const auto everything = [&](std::int64_t last) {
+        position = logPosition(h.generation, last);
+        if (position != seen)
+            changes.push_back({std::string(), true});
+        return regerr::Success;
+    };
+    if (!h.conn)
+        return everything(0);
+    const std::uint64_t generation = seen >> kSequenceBits;
+    const auto since = static_cast<std::int64_t>(seen & ((std::uint64_t(1) << kSequenceBits) - 1));
+    store::Statement select;
+    int rc = store::prepare(h.conn->db.get(),
+                            "SELECT seq, path, subtree FROM changes WHERE seq > ?1 ORDER BY seq", select);
+    if (rc != SQLITE_OK)  // a hive that keeps no log yet, read by a process that may not add it
+        return everything(0);
+    sqlite3_bind_int64(select.get(), 1, generation == h.generation ? since : 0);
+    std::int64_t last = since;
+    bool whole = seen == 0 || generation != h.generation;
+    while ((rc = sqlite3_step(select.get())) == SQLITE_ROW) {
+        const std::int64_t sequence = sqlite3_column_int64(select.get(), 0);
+        whole = whole || (last == since && sequence != since + 1);  // trimmed past what was seen
+        last = sequence;
+        if (!whole)
+            changes.push_back({store::columnText(select.get(), 1), sqlite3_column_int(select.get(), 2) != 0});
+    }
+    if (rc != SQLITE_DONE)
+        return failure(h, rc);
+    if (whole) {
+        changes.clear();
+        return everything(last);
+    }
+    position = logPosition(h.generation, last);
+    return regerr::Success;
 }
 
 std::string SqliteRegistryStore::Impl::diagnostic(Hive hive) {

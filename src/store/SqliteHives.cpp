@@ -64,6 +64,7 @@ long SqliteRegistryStore::Impl::failure(HiveState& h, int rc) {
         file(h) + (primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB ? " is damaged: " : " failed: ") + message;
     if (h.batch == Batch::Open)
         h.batch = Batch::Lost;
+    h.reading = false;
     h.conn.reset();
     h.dropCaches();
     return fromSqlite(rc);
@@ -95,6 +96,48 @@ long SqliteRegistryStore::Impl::openHive(HiveState& h, bool create) {
     return connect(h, store::mayWrite(file(h), st));
 }
 
+bool SqliteRegistryStore::Impl::forgetIfReplaced(HiveState& h) {
+    if (!h.conn || h.batch == Batch::Open || h.reading)
+        return false;
+    const Connection::Moved moved = h.conn->moved(file(h));
+    if (moved == Connection::Moved::Nothing)
+        return false;
+    sqlite3* db = h.conn->db.get();
+    if (moved == Connection::Moved::Hive) {
+        // The -wal beside a file moved into place is the old file's, and SQLite would
+        // lay its writes over the new one. Closing must not copy them anywhere: by
+        // then they may be another process's writes to the new file. While nobody has
+        // written since this process did, they are its own: empty them into the old file.
+        sqlite3_db_config(db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+        struct stat wal {};
+        if (h.conn->writable() && h.caching() && h.conn->counter.load() == h.cache.seen() &&
+            ::lstat((file(h) + "-wal").c_str(), &wal) == 0 && wal.st_dev == h.conn->wal.st_dev &&
+            wal.st_ino == h.conn->wal.st_ino)
+            sqlite3_wal_checkpoint_v2(db, "main", SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
+    } else if (h.conn->writable()) {
+        // The same hive file: what went into a -wal removed since belongs in it.
+        sqlite3_wal_checkpoint_v2(db, "main", SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
+    }
+    // Other programs still on the old files follow the old counter: moving it makes
+    // them look again, and find the new ones.
+    if (h.conn->counter.writable())
+        h.conn->counter.bump();
+    h.conn.reset();
+    h.dropCaches();
+    return true;
+}
+
+long SqliteRegistryStore::Impl::openToWrite(HiveState& h, bool create) {
+    forgetIfReplaced(h);
+    return openHive(h, create);
+}
+
+long SqliteRegistryStore::Impl::openToRead(HiveState& h) {
+    if (h.caching() && h.conn->counter.load() != h.cache.seen())
+        forgetIfReplaced(h);
+    return openHive(h, false);
+}
+
 long SqliteRegistryStore::Impl::createHive(HiveState& h) {
     if (const long rc = store::makeFolder(h.place, h.problem))
         return rc;
@@ -105,6 +148,11 @@ long SqliteRegistryStore::Impl::createHive(HiveState& h) {
     }
     if (const long rc = store::createHiveFile(h.place, h.problem))
         return rc;
+    h.makingHive = true;
+    const struct Made {
+        bool& making;
+        ~Made() { making = false; }
+    } made{h.makingHive};
     sqlite3* raw = nullptr;
     int rc = sqlite3_open_v2(file(h).c_str(), &raw, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
     store::Database db(raw);
@@ -129,9 +177,16 @@ long SqliteRegistryStore::Impl::connect(HiveState& h, bool writable) {
     store::tighten(h.place);
     std::unique_ptr<Connection> c;
     store::Opened opened = store::openConnection(h.place, writable, options.busyTimeoutMs, c);
+    if (opened.unfinished)  // read as empty until a write makes it
+        return writable && !h.makingHive ? createHive(h) : regerr::Success;
     if (opened.rc != regerr::Success) {
         h.problem = std::move(opened.why);
         return opened.rc;
+    }
+    if (!c->isFile(h.lastFile)) {
+        ++h.generation;
+        h.lastFile.st_dev = c->device;
+        h.lastFile.st_ino = c->inode;
     }
     h.conn = std::move(c);
     h.readOnlyWhy = std::move(opened.why);
@@ -153,14 +208,19 @@ long SqliteRegistryStore::Impl::readyToWrite(HiveState& h) {
         h.problem = h.readOnlyWhy;
         return regerr::AccessDenied;
     }
+    if (h.reading) {
+        h.problem = file(h) + " is being read as one state: writes wait until the reading ends";
+        return regerr::SharingViolation;
+    }
     store::ChangeCounter& counter = h.conn->counter;
     if (counter.state() == store::ChangeCounter::State::Missing) {
         struct stat st {};
         ::stat(file(h).c_str(), &st);
         counter.open(file(h) + "-changes", true, st);
+        h.conn->noteFiles(file(h));
         h.cache.setSeen(counter.load());
         h.dropCaches();
-        if (counter.state() == store::ChangeCounter::State::ReadOnly) {
+        if (counter.state() == store::ChangeCounter::State::ReadOnly || counter.redirected()) {
             h.conn->access = Access::Read;
             h.readOnlyWhy = h.problem = counter.problem() + ": this program reads the hive only";
             return regerr::AccessDenied;

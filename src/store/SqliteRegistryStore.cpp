@@ -14,6 +14,11 @@
 #include "KeyPaths.h"
 #include "NameFolding.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
 #include <limits>
 #include <utility>
 
@@ -133,7 +138,7 @@ long SqliteRegistryStore::Impl::openOrCreate(Hive hive, const std::string& path,
     const std::string& folded = last.folded;
     HiveState& h = hives[index];
     h.problem.clear();
-    if (const long rc = openHive(h, create))
+    if (const long rc = create ? openToWrite(h, true) : openToRead(h))
         return rc;
     std::int64_t id = 0;
     if (!h.conn) {  // no file yet: only the root key exists
@@ -156,7 +161,7 @@ long SqliteRegistryStore::Impl::openOrCreate(Hive hive, const std::string& path,
                 return rc;
     }
     *key = nextHandle++;
-    handles.emplace(*key, OpenKey{index, id, create});
+    handles.emplace(*key, OpenKey{index, id, create, h.generation});
     return regerr::Success;
 }
 
@@ -190,10 +195,12 @@ long SqliteRegistryStore::Impl::queryValue(KeyHandle key, const std::string& nam
     const OpenKey open = it->second;
     HiveState& h = hives[open.hive];
     h.problem.clear();
-    if (const long rc = openHive(h, false))
+    if (const long rc = openToRead(h))
         return rc;
     if (!h.conn)  // no file yet: the root key has no values
         return regerr::FileNotFound;
+    if (open.stale(h))
+        return regerr::KeyDeleted;  // its id means another key, or none, in the file there now
 
     h.refresh();
     if (h.caching())
@@ -251,6 +258,41 @@ long SqliteRegistryStore::Impl::closeKey(KeyHandle key) {
     return handles.erase(key) != 0 ? regerr::Success : regerr::InvalidHandle;
 }
 
+namespace {
+
+// Waits for the disk to hold what was written to the file; a file that is not there
+// holds nothing to wait for.
+bool synced(const std::string& path, bool folder = false) {
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | (folder ? O_DIRECTORY : O_NONBLOCK));
+    if (fd < 0)
+        return errno == ENOENT;
+    const bool done = ::fsync(fd) == 0;
+    const int error = errno;
+    ::close(fd);
+    errno = error;
+    return done;
+}
+
+}  // namespace
+
+long SqliteRegistryStore::Impl::flushKey(KeyHandle key) {
+    const std::lock_guard lock(mutex);
+    const auto it = handles.find(key);
+    if (it == handles.end())
+        return regerr::InvalidHandle;
+    HiveState& h = hives[it->second.hive];
+    h.problem.clear();
+    // The committed writes are in the -wal, or copied from it into the hive; the
+    // folder holds their names.
+    for (const auto& [path, folder] : {std::pair(file(h) + "-wal", false), std::pair(file(h), false),
+                                       std::pair(h.place.folder, true)})
+        if (!synced(path, folder)) {
+            h.problem = path + " cannot be written to the disk: " + std::strerror(errno);
+            return regerr::IoFailed;
+        }
+    return regerr::Success;
+}
+
 SqliteRegistryStore::SqliteRegistryStore(const std::string& folder) : SqliteRegistryStore(folder, folder, Options{}) {}
 
 SqliteRegistryStore::SqliteRegistryStore(const std::string& folder, Options options)
@@ -287,6 +329,10 @@ long SqliteRegistryStore::closeKey(KeyHandle key) {
     return d->closeKey(key);
 }
 
+long SqliteRegistryStore::flushKey(KeyHandle key) {
+    return d->flushKey(key);
+}
+
 long SqliteRegistryStore::enumKey(KeyHandle key, std::uint32_t index, std::string* name) {
     return d->enumKey(key, index, name);
 }
@@ -316,8 +362,20 @@ long SqliteRegistryStore::abortBatch(Hive hive) {
     return d->abortBatch(hive);
 }
 
+long SqliteRegistryStore::beginReading(Hive hive) {
+    return d->beginReading(hive);
+}
+
+long SqliteRegistryStore::endReading(Hive hive) {
+    return d->endReading(hive);
+}
+
 std::string SqliteRegistryStore::diagnostic(Hive hive) {
     return d->diagnostic(hive);
+}
+
+long SqliteRegistryStore::changesSince(Hive hive, std::uint64_t& position, std::vector<KeyChange>& changes) {
+    return d->changesSince(hive, position, changes);
 }
 
 std::string SqliteRegistryStore::changeFile(Hive hive) const {

@@ -10,7 +10,10 @@
 #include "HiveCache.h"
 #include "HiveConnection.h"
 #include "HiveFiles.h"
+#include "HiveSchema.h"
 #include "SqliteSupport.h"
+
+#include <sys/stat.h>
 
 #include <array>
 #include <cstdint>
@@ -49,10 +52,14 @@ struct HiveState {
     std::unique_ptr<Connection> conn;  // null until the file is opened, and while it does not exist
     store::HiveCache cache;
     Batch batch = Batch::None;
+    bool reading = false;  // within beginReading: one read transaction, the cache set aside
     std::string problem;      // why the last operation could not use the hive as it should
     std::string readOnlyWhy;  // why a connection that should write may only read
+    struct stat lastFile {};        // the file last connected
+    std::uint64_t generation = 0;  // counts the files the hive's name has led to: key ids hold in one only
+    bool makingHive = false;       // createHive runs: connect must not start it again
 
-    bool caching() const { return conn && conn->counter.mapped(); }
+    bool caching() const { return conn && conn->counter.mapped() && !reading; }
 
     void dropCaches() { cache.clear(); }
 
@@ -82,6 +89,11 @@ struct OpenKey {
     int hive;
     std::int64_t id;
     bool writable;
+    std::uint64_t generation;  // HiveState::generation when opened
+
+    // Whether the id may name another key, or none, in the file the hive is now; the
+    // root key is the same in every file.
+    bool stale(const HiveState& h) const { return id != kRootKeyId && generation != h.generation; }
 };
 
 }  // namespace store
@@ -125,6 +137,15 @@ struct SqliteRegistryStore::Impl {
     // Makes sure the hive's file is open. Without `create` a missing file is no
     // error: the hive is empty, and h.conn stays null.
     long openHive(HiveState& h, bool create);
+    // openHive for a write: first drops a connection to a file that the hive's name
+    // no longer leads to (the hive removed or replaced under the program), so that
+    // the write lands where every other program will look.
+    long openToWrite(HiveState& h, bool create);
+    // openHive for a read: the same check, but only when the change counter moved,
+    // as a writer that finds its file replaced moves the old file's counter.
+    long openToRead(HiveState& h);
+    // Drops the connection if its file is no longer the hive's; true when it did.
+    bool forgetIfReplaced(HiveState& h);
     long createHive(HiveState& h);
     // Opens a file that is ours, or empty and being made ours.
     long connect(HiveState& h, bool writable);
@@ -147,6 +168,7 @@ struct SqliteRegistryStore::Impl {
     // one is open).
     long createKeys(HiveState& h, const std::string& path, std::int64_t& id);
     long closeKey(KeyHandle key);
+    long flushKey(KeyHandle key);
     long fetchValue(HiveState& h, std::int64_t key, const std::string& folded, CachedValue& out);
     long queryValue(KeyHandle key, const std::string& name, std::uint32_t* type, std::vector<std::uint8_t>* data,
                     std::uint32_t capacity, std::uint32_t* size);
@@ -182,8 +204,13 @@ struct SqliteRegistryStore::Impl {
     long beginBatch(Hive hive);
     long commitBatch(Hive hive);
     long abortBatch(Hive hive);
+    long beginReading(Hive hive);
+    long endReading(Hive hive);
 
     std::string diagnostic(Hive hive);
+
+    // The change log read for a watcher (SqliteAdministration.cpp).
+    long changesSince(Hive hive, std::uint64_t& position, std::vector<KeyChange>& changes);
 };
 
 }  // namespace paramcor

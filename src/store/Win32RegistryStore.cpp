@@ -284,6 +284,13 @@ long Win32RegistryStore::notifyChange(KeyHandle key, bool subtree, std::uintptr_
                                    reinterpret_cast<HANDLE>(event), TRUE);
 }
 
+long Win32RegistryStore::flushKey(KeyHandle key) {
+    const std::shared_lock lock(mutex_);
+    if (!isOpen(key))
+        return regerr::InvalidHandle;
+    return RegFlushKey(toHkey(key));
+}
+
 long Win32RegistryStore::closeKey(KeyHandle key) {
     const std::unique_lock lock(mutex_);
     const auto it = open_.find(key);

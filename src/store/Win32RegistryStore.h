@@ -48,6 +48,7 @@ public:
     long setValue(KeyHandle key, const std::string& name, std::uint32_t type,
                   const std::vector<std::uint8_t>& data) override;
     long closeKey(KeyHandle key) override;
+    long flushKey(KeyHandle key) override;
     long enumKey(KeyHandle key, std::uint32_t index, std::string* name) override;
     long enumValue(KeyHandle key, std::uint32_t index, std::string* name, std::uint32_t* type,
                    std::vector<std::uint8_t>* data) override;

@@ -11,6 +11,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
+#include <filesystem>
 #include <set>
 
 namespace paramcor {
@@ -27,8 +29,10 @@ void inAnotherProcess(const QString& folder, const std::vector<std::string>& key
             KeyHandle key = 0;
             if (store.createKey(Hive::CurrentUser, path, &key) != regerr::Success ||
                 (deleted ? store.deleteTree(key, deleted) : store.setValue(key, "v", regtype::Dword, {1, 0, 0, 0})) !=
-                    regerr::Success)
+                    regerr::Success) {
+                std::fprintf(stderr, "%s\n", store.diagnostic(Hive::CurrentUser).c_str());
                 ::_exit(1);
+            }
         }
         ::_exit(0);
     }
@@ -87,6 +91,34 @@ TEST(OsservatoreRegistro, HearsWhatOtherProcessesCommitUnderTheWatchedKeys) {
     EXPECT_EQ(flatHeard.take({corvel}), std::set<std::string>{corvel});
     QCoreApplication::processEvents();
     EXPECT_TRUE(deepHeard.keys.empty());
+}
+
+TEST(OsservatoreRegistro, KeepsHearingWhenTheHiveFilesAreRemovedOrTheChangeFileReplaced) {
+    int argc = 1;
+    char name[] = "osservatore";
+    char* argv[] = {name, nullptr};
+    QCoreApplication application(argc, argv);
+    QTemporaryDir dir;
+    const QString folder = dir.path() + QStringLiteral("/store");
+    const std::string hive = folder.toStdString() + "/HKEY_CURRENT_USER.db";
+    auto store = std::make_shared<SqliteRegistryStore>(folder.toStdString());
+    OsservatoreRegistro observer(store);
+    ASSERT_TRUE(observer.Osserva(Hive::CurrentUser, QStringLiteral("SOFTWARE\\Corvel"), true));
+    Heard heard(observer);
+    const std::string corvel = "HKCU\\SOFTWARE\\Corvel";
+    inAnotherProcess(folder, {"SOFTWARE\\Corvel\\A"});
+    EXPECT_EQ(heard.take({corvel, corvel + "\\A"}), (std::set<std::string>{corvel, corvel + "\\A"}));
+
+    std::filesystem::remove_all(folder.toStdString());
+    inAnotherProcess(folder, {"SOFTWARE\\Corvel\\B"});
+    EXPECT_EQ(heard.take({corvel + "\\A", corvel + "\\B"}), (std::set<std::string>{corvel + "\\A", corvel + "\\B"}));
+
+    // The change file replaced by another, as a move leaves it.
+    const std::string counter = hive + "-changes";
+    std::filesystem::copy_file(counter, counter + ".new");
+    std::filesystem::rename(counter + ".new", counter);
+    inAnotherProcess(folder, {"SOFTWARE\\Corvel\\F"});
+    EXPECT_EQ(heard.take({corvel + "\\F"}), std::set<std::string>{corvel + "\\F"});
 }
 
 }  // namespace

@@ -95,7 +95,7 @@ TEST(SqliteHiveFiles, AReaderWithoutWriteRightsReadsTheMachineHiveWhateverBecame
 TEST(SqliteHiveFiles, TheCounterIsUsedOnlyWhenItIsAFileOfItsOwn) {
     // A link in its place, a file of another size, another name of some other file or
     // a folder are never written, and then nobody keeps values in memory: every read
-    // still sees every write.
+    // still sees every write. A link redirects the news of writes: writes are refused.
     const std::string victim = "AAAAAAAA";
     for (int kind = 0; kind < 4; ++kind) {
         SCOPED_TRACE(kind);
@@ -111,7 +111,16 @@ TEST(SqliteHiveFiles, TheCounterIsUsedOnlyWhenItIsAFileOfItsOwn) {
         const std::string counterBefore = fileBytes(counter);
         SqliteRegistryStore writer(root.str());
         SqliteRegistryStore reader(root.str());
-        for (std::uint32_t value = 1; value < 4; ++value) {
+        if (kind == 0) {
+            EXPECT_EQ(tryOpen(writer, "Software\\App", Hive::CurrentUser, true), regerr::AccessDenied);
+            EXPECT_NE(writer.diagnostic(Hive::CurrentUser).find("symbolic link"), std::string::npos);
+            fs::remove(counter);
+            put(writer, create(writer, "Software\\App"), "v", regtype::Dword, dword(1));
+            fs::remove(counter);  // and the link comes back under a running writer
+            fs::create_symlink(other, counter);
+            EXPECT_EQ(tryOpen(writer, "Software\\App", Hive::CurrentUser, true), regerr::AccessDenied);
+        }
+        for (std::uint32_t value = 1; value < 4 && kind != 0; ++value) {
             put(writer, create(writer, "Software\\App"), "v", regtype::Dword, dword(value));
             EXPECT_EQ(read(reader, open(reader, "Software\\App"), "v").data, dword(value));
         }

@@ -115,6 +115,28 @@ TEST(SqliteRegistryStore, FilesThatAreNotHivesAreNamedAndNeverChanged) {
         for (std::uint32_t i = 0; i < 100; ++i)
             put(store, create(store, numbered("Software\\K", i)), "v", regtype::Binary, Bytes(4000, 1));
     }
+    // One whose making was killed between writing the file and removing its journal:
+    // the header bears our mark, and the journal takes everything back. It is made again.
+    {
+        TempFolder killed("killed");
+        fs::create_directories(killed.path());
+        const fs::path made = killed.path() / "HKEY_CURRENT_USER.db";
+        writeFile(made, "");
+        sqlite3* db = nullptr;
+        ASSERT_EQ(sqlite3_open(made.c_str(), &db), SQLITE_OK);
+        // Unsynced, the journal bears its mark at once, as a synced one does by the commit.
+        ASSERT_EQ(sqlite3_exec(db, ("PRAGMA synchronous=OFF; BEGIN IMMEDIATE; CREATE TABLE keys(x); PRAGMA application_id=" +
+                                    std::to_string(0x43564C50) + ";").c_str(), nullptr, nullptr, nullptr),
+                  SQLITE_OK);
+        const std::string journal = fileBytes(made.string() + "-journal");
+        ASSERT_EQ(sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr), SQLITE_OK);
+        sqlite3_close(db);
+        writeFile(made.string() + "-journal", journal);
+        SqliteRegistryStore store(killed.str());
+        put(store, create(store, "Software\\App"), "v", regtype::Dword, dword(1));
+        EXPECT_EQ(read(store, open(store, "Software\\App"), "v").data, dword(1));
+    }
+
     // One damaged after the store opened it: its pages past the first are overwritten,
     // once another program has moved them all out of the -wal into the file.
     makeDatabase(file, "SELECT count(*) FROM keys");
@@ -171,6 +193,8 @@ TEST(SqliteRegistryStore, EveryWriteSurvivesTheWriterDyingAndABatchIsKeptWholeOr
         for (std::uint32_t i = 0; i < kValues; ++i)
             if (store.setValue(key, numbered("v", i), regtype::Dword, dword(i * 3)) != regerr::Success)
                 return 2;
+        if (store.flushKey(key) != regerr::Success || store.flushKey(key + 1) != regerr::InvalidHandle)
+            return 4;
         // Dies in the middle of a batch.
         if (store.beginBatch(Hive::CurrentUser) != regerr::Success ||
             store.createKey(Hive::CurrentUser, "Software\\Dying", &key) != regerr::Success ||
@@ -208,6 +232,71 @@ TEST(SqliteRegistryStore, EveryWriteSurvivesTheWriterDyingAndABatchIsKeptWholeOr
     }
     EXPECT_EQ(store.commitBatch(Hive::CurrentUser), regerr::InvalidParameter);
     EXPECT_EQ(store.abortBatch(Hive::LocalMachine), regerr::InvalidParameter);
+}
+
+TEST(SqliteRegistryStore, WritesLandInTheHiveThatIsThereWhenItWasRemovedOrReplacedMeanwhile) {
+    TempFolder root("replaced");
+    const fs::path folder = root.path() / "user";
+    SqliteRegistryStore running(folder.string());
+    SqliteRegistryStore reader(folder.string());
+    // As Parametri writes: open, set, close.
+    const auto write = [&](std::uint32_t n) {
+        StoreKey key(running);
+        ASSERT_EQ(key.create(Hive::CurrentUser, "Software\\App"), regerr::Success) << n;
+        ASSERT_EQ(running.setValue(key.handle(), "n", regtype::Dword, dword(n)), regerr::Success) << n;
+    };
+    const auto kept = [&] {
+        SqliteRegistryStore later(folder.string());
+        return read(later, open(later, "Software\\App"), "n").data;
+    };
+    write(1);
+    EXPECT_EQ(read(reader, open(reader, "Software\\App"), "n").data, dword(1));
+    const KeyHandle heldOpen = create(running, "Software\\App");
+
+    fs::remove_all(folder);
+    write(2);
+    EXPECT_EQ(kept(), dword(2));
+    EXPECT_EQ(read(reader, open(reader, "Software\\App"), "n").data, dword(2));
+
+    {
+        TempFolder elsewhere("replacement");
+        {
+            SqliteRegistryStore other(elsewhere.str());
+            put(other, create(other, "Software\\Other"), "x", regtype::Dword, dword(9));
+            put(other, create(other, "Software\\Other\\Deeper"), "x", regtype::Dword, dword(9));
+        }
+        fs::rename(elsewhere.path() / "HKEY_CURRENT_USER.db", folder / "HKEY_CURRENT_USER.db");
+    }
+    write(3);
+    EXPECT_EQ(kept(), dword(3));
+    EXPECT_EQ(read(reader, open(reader, "Software\\App"), "n").data, dword(3));
+    EXPECT_EQ(tryOpen(reader, "Software\\Other\\Deeper"), regerr::Success);
+    // A key opened in the old file names nothing in the new one: its writes fail.
+    EXPECT_EQ(running.setValue(heldOpen, "n", regtype::Dword, dword(4)), regerr::KeyDeleted);
+    EXPECT_EQ(kept(), dword(3));
+}
+
+TEST(SqliteRegistryStore, AReadingSeesOneStateWhateverOthersCommit) {
+    TempFolder root("reading");
+    SqliteRegistryStore reader(root.str());
+    SqliteRegistryStore writer(root.str());
+    put(writer, create(writer, "Software\\A"), "v", regtype::Dword, dword(1));
+    const KeyHandle a = open(reader, "Software\\A");
+    EXPECT_EQ(read(reader, a, "v").data, dword(1));  // in the cache too
+    {
+        const StoreReading oneState(reader, Hive::CurrentUser);
+        ASSERT_EQ(oneState.began(), regerr::Success);
+        EXPECT_EQ(reader.beginReading(Hive::CurrentUser), regerr::InvalidParameter);
+        put(writer, create(writer, "Software\\A"), "v", regtype::Dword, dword(2));
+        put(writer, create(writer, "Software\\B"), "v", regtype::Dword, dword(2));
+        EXPECT_EQ(read(reader, a, "v").data, dword(1));
+        EXPECT_EQ(tryOpen(reader, "Software\\B"), regerr::FileNotFound);
+        EXPECT_EQ(names(listed(reader, open(reader, "Software"), false)), std::vector<std::string>{"A"});
+        EXPECT_EQ(tryOpen(reader, "Software\\C", Hive::CurrentUser, true), regerr::SharingViolation);
+    }
+    EXPECT_EQ(read(reader, a, "v").data, dword(2));
+    EXPECT_EQ(tryOpen(reader, "Software\\B"), regerr::Success);
+    EXPECT_EQ(tryOpen(reader, "Software\\C", Hive::CurrentUser, true), regerr::Success);
 }
 
 TEST(SqliteRegistryStore, KeyPathsKeepTheRegistrysLimits) {

@@ -210,6 +210,7 @@ int listKey(Session& session, const Arguments& arguments, const QStringList& ope
     RegistryStore& store = session.baseStore();
     const auto [hive, path] = namedKey(store, operands[0]);
     const bool recursive = arguments.has(QStringLiteral("ricorsivo"));
+    const StoreReading oneState(store, hive);
     if (arguments.has(QStringLiteral("json")))
         printJson(listJson(store, hive, path, recursive));
     else
@@ -288,7 +289,10 @@ int exportRegistry(Session& session, const Arguments& arguments, const QStringLi
     Document document;
     document.format = arguments.has(QStringLiteral("regedit4")) ? regfile::Format::Regedit4 : regfile::Format::Unicode;
     std::size_t values = 0;
-    collect(store, hive, path, document, values);
+    {
+        const StoreReading oneState(store, hive);
+        collect(store, hive, path, document, values);
+    }
     QByteArray bytes;
     try {
         bytes = regfile::write(document);

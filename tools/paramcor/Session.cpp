@@ -170,6 +170,12 @@ public:
         return store_->enumKey(key, index, name);
     }
     std::string changeFile(Hive hive) const override { return store_->changeFile(hive); }
+    long changesSince(Hive hive, std::uint64_t& position, std::vector<KeyChange>& changes) override {
+        return store_->changesSince(hive, position, changes);
+    }
+    long flushKey(KeyHandle key) override { return store_->flushKey(key); }
+    long beginReading(Hive hive) override { return store_->beginReading(hive); }
+    long endReading(Hive hive) override { return store_->endReading(hive); }
     long notifyChange(KeyHandle key, bool subtree, std::uintptr_t event) override {
         return store_->notifyChange(key, subtree, event);
     }
