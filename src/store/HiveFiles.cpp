@@ -31,6 +31,14 @@ void tightenOne(const std::string& path, bool folder) {
 
 }  // namespace
 
+FileAccess effectiveAccess(const std::string& folder, FileAccess wanted) {
+    struct stat st {};
+    if (wanted == FileAccess::Private && ::stat(folder.c_str(), &st) == 0 && S_ISDIR(st.st_mode) &&
+        (st.st_uid != ::geteuid() || (st.st_mode & S_ISGID) != 0))
+        return FileAccess::Shared;
+    return wanted;
+}
+
 bool mayWrite(const std::string& path, const struct stat& st) {
     return (st.st_mode & 0222) != 0 && ::access(path.c_str(), W_OK) == 0;
 }

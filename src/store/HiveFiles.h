@@ -21,6 +21,11 @@ struct HiveFile {
 // The files SQLite and the store keep beside a hive.
 inline constexpr const char* kSideFiles[] = {"-wal", "-shm", "-journal", "-changes"};
 
+// The access a hive in `folder` really has. A folder that another user owns, or
+// that is setgid for a group, is shared whatever the caller asked for: taking the
+// group's rights from files there would lock every other user of it out.
+FileAccess effectiveAccess(const std::string& folder, FileAccess wanted);
+
 // Whether this process may write the file. Someone who deliberately removed every
 // write permission bit wants the hive left alone, even by root, which access() lets
 // write anything.

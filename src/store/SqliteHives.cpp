@@ -39,7 +39,8 @@ std::string describeFileType(mode_t mode) {
 SqliteRegistryStore::Impl::Impl(const std::string& userFolder, const std::string& machineFolder, Options opts)
     : options(opts) {
     const auto place = [this](int index, const std::string& folder, const char* name, FileAccess access) {
-        hives[index].place = {folder, (std::filesystem::path(folder) / name).string(), access};
+        hives[index].place = {folder, (std::filesystem::path(folder) / name).string(),
+                              store::effectiveAccess(folder, access)};
     };
     // In the user's folder the machine hive is the user's too.
     const FileAccess machine = machineFolder == userFolder ? opts.userFiles : opts.machineFiles;
