@@ -72,7 +72,7 @@ long createHiveFile(const HiveFile& hive, std::string& why) {
     if (hive.access == FileAccess::Shared) {
         struct stat folder {};
         if (::stat(hive.folder.c_str(), &folder) == 0)
-            mode = folder.st_mode & 0666;
+            mode = folder.st_mode & 0660;  // others read the published copy
     }
     const int fd = ::open(hive.file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, mode);
     if (fd < 0) {

@@ -39,8 +39,9 @@ bool mayCreateIn(const std::string& folder);
 long makeFolder(const HiveFile& hive, std::string& why);
 
 // Creates the hive's file, empty, unless another process has just done it: 0600
-// when private; when shared, with the permissions of its folder less the execute
-// bits, so that whoever may write the folder may write the hive.
+// when private; when shared, with the owner's and the group's permissions of its
+// folder less the execute bits, so that whoever may write the folder may write the
+// hive, and nobody else may open it (PublishedCopy.h).
 long createHiveFile(const HiveFile& hive, std::string& why);
 
 // For a private hive: takes the group's and the others' permissions away from its

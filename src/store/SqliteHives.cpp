@@ -5,7 +5,9 @@
 #include "HiveSchema.h"
 #include "KeyPaths.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -71,6 +73,10 @@ long SqliteRegistryStore::Impl::openHive(HiveState& h, bool create) {
         h.conn.reset();  // somebody writes the hive now: read it with them
         h.dropCaches();
     }
+    if (h.conn && h.conn->access == Access::Published && h.conn->copyReplaced(file(h))) {
+        h.conn.reset();  // an operator has committed since
+        h.dropCaches();
+    }
     if (h.conn)
         return regerr::Success;
     struct stat st {};
@@ -87,6 +93,9 @@ long SqliteRegistryStore::Impl::openHive(HiveState& h, bool create) {
     }
     if (st.st_size == 0)  // left by a creator that did not get to commit
         return create ? createHive(h) : regerr::Success;
+    if (h.place.access == FileAccess::Shared && ::faccessat(AT_FDCWD, file(h).c_str(), R_OK, AT_EACCESS) != 0 &&
+        errno == EACCES)
+        return connectToCopy(h);
     if (const long rc = store::checkHeader(file(h), store::kApplicationId, h.problem))
         return rc;
     return connect(h, store::mayWrite(file(h), st));
@@ -138,6 +147,20 @@ long SqliteRegistryStore::Impl::connect(HiveState& h, bool writable) {
     if (opened.refolded && h.conn->counter.writable())
         h.conn->counter.bump();  // others found keys by the old names
     h.cache.setSeen(h.conn->counter.load());
+    return regerr::Success;
+}
+
+long SqliteRegistryStore::Impl::connectToCopy(HiveState& h) {
+    std::unique_ptr<Connection> c;
+    store::Opened opened = store::openPublishedCopy(h.place, c);
+    if (opened.rc != regerr::Success) {
+        h.problem = std::move(opened.why);
+        return opened.rc;
+    }
+    h.conn = std::move(c);
+    h.readOnlyWhy = file(h) + " may be written by its group only";
+    h.dropCaches();
+    h.cache.setSeen(h.conn->copyCount);
     return regerr::Success;
 }
 
