@@ -32,7 +32,7 @@ constexpr KnownOption kOptions[] = {
     {"registro", true},  {"installazione", true}, {"lingua", true},  {"file", true},        {"sezione", true},
     {"macchina", false}, {"regedit4", false},     {"tutti", false},  {"help", false},        {"modello", false},
     {"version", false},  {"json", false},         {"si", false},     {"grezzo", false},      {"predefinito", true},
-    {"ricorsivo", false}, {"attesa", true},
+    {"ricorsivo", false}, {"attesa", true},      {"per-alveare", false},
 };
 
 // The one-letter forms, as other tools have them.
@@ -388,8 +388,10 @@ const QList<Command>& commands() {
          "Reads a regedit file (version 5.00 or REGEDIT4) into the registry store.",
          "Strings, dword, hex and hex(N) values; \"NAME\"=- removes a value and [-KEY] a key with\n"
          "all below it. A file with a fault is refused with its line number and nothing of it\n"
-         "is imported. \"-\" reads the file from standard input.",
-         {},
+         "is imported. \"-\" reads the file from standard input. A file that writes several hives\n"
+         "is refused, as they cannot be imported all or nothing together, unless:\n"
+         "  --per-alveare         imports each hive whole on its own",
+         {"per-alveare"},
          1,
          1,
          importRegistry},
