@@ -9,8 +9,10 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QLockFile>
+#include <QSet>
 
 #include <filesystem>
+#include <mutex>
 #include <system_error>
 
 namespace paramcor {
@@ -160,10 +162,17 @@ QString TextDatabase::lastCommittedCopy(const QString& user) {
                 mb::Critical);
         return QString();
     }
-    message(QStringLiteral("The texts were left half changed by a program that stopped") + u'\n' + user + u'\n' +
-                QStringLiteral("Only an operator may repair them, which the next program of an operator does. Until "
-                               "then this program reads the texts as they were last saved."),
-            mb::Information, kTitle);
+    // Once per program, not once per object.
+    static std::mutex toldLock;
+    static QSet<QString> told;
+    const std::lock_guard lock(toldLock);
+    if (!told.contains(user)) {
+        told.insert(user);
+        message(QStringLiteral("The texts were left half changed by a program that stopped") + u'\n' + user + u'\n' +
+                    QStringLiteral("Only an operator may repair them, which the next program of an operator does. "
+                                   "Until then this program reads the texts as they were last saved."),
+                mb::Information, kTitle);
+    }
     copyFolder_ = std::move(folder);
     return copy;
 }
