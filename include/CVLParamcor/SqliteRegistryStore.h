@@ -42,10 +42,14 @@ public:
         // others lose them when the store opens the hive (those this process owns).
         Private,
         // Shared as the installation prepared it: the store changes no permission. A
-        // hive file it creates takes the permissions of its folder less the execute
-        // bits (0664 in a folder 2775 of the operators' group; 0644 in a folder 0755),
-        // and every file beside a hive takes the hive file's permissions and, when
-        // root makes it, its owner and group.
+        // hive file it creates takes the owner's and the group's permissions of its
+        // folder less the execute bits (0660 in a folder 2775 of the operators'
+        // group), and every file beside a hive takes the hive file's permissions and,
+        // when root makes it, its owner and group. Others may not open such a hive,
+        // so that no lock of theirs can hold a writer up: each commit publishes a
+        // copy ("-published", 0444) by a rename, which they read, and they follow
+        // the change counter, readable by all. A folder of another user, or a setgid
+        // one, is always shared, whatever the options say.
         Shared,
     };
 

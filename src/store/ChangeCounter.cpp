@@ -1,5 +1,7 @@
 #include "ChangeCounter.h"
 
+#include "PublishedCopy.h"
+
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -67,7 +69,9 @@ bool ChangeCounter::create(const std::string& path, const struct stat& hive) {
     const File fd(::mkostemp(name.data(), O_CLOEXEC));
     if (fd.get() < 0)
         return false;
-    bool made = ::ftruncate(fd.get(), kSize) == 0 && ::fchmod(fd.get(), hive.st_mode & 0666) == 0;
+    // Readers of a published copy follow the counter too; reading it locks nothing.
+    const mode_t mode = (hive.st_mode & 0666) | (publishesCopy(hive) ? 0444 : 0);
+    bool made = ::ftruncate(fd.get(), kSize) == 0 && ::fchmod(fd.get(), mode) == 0;
     if (made && ::geteuid() == 0 && (hive.st_uid != 0 || hive.st_gid != 0))
         made = ::fchown(fd.get(), hive.st_uid, hive.st_gid) == 0;
     made = made && ::link(name.data(), path.c_str()) == 0;

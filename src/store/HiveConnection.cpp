@@ -1,6 +1,7 @@
 #include "HiveConnection.h"
 
 #include "HiveSchema.h"
+#include "PublishedCopy.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -244,6 +245,41 @@ Connection::Moved Connection::moved(const std::string& file) const {
     return same(identity(file + "-changes"), changes) ? Moved::Nothing : Moved::SideFiles;
 }
 
+bool Connection::copyReplaced(const std::string& hiveFile) const {
+    struct stat now {};
+    return counter.load() != copyCount || ::lstat(publishedCopyOf(hiveFile).c_str(), &now) != 0 ||
+           now.st_dev != copy.st_dev || now.st_ino != copy.st_ino;
+}
+
+Opened openPublishedCopy(const HiveFile& hive, std::unique_ptr<Connection>& out) {
+    out.reset();
+    const std::string copy = publishedCopyOf(hive.file);
+    auto c = std::make_unique<Connection>();
+    c->access = Access::Published;
+    struct stat st {};
+    ::stat(hive.file.c_str(), &st);
+    c->counter.open(hive.file + "-changes", false, st);
+    c->copyCount = c->counter.load();
+    if (::lstat(copy.c_str(), &c->copy) != 0)
+        return fail(regerr::AccessDenied, hive.file + " may not be read, and no copy of it is published for readers "
+                                                      "yet: the next program of an operator publishes one");
+    std::string why;
+    if (const long rc = checkHeader(copy, kApplicationId, why))
+        return fail(rc, why);
+    sqlite3* raw = nullptr;
+    int rc = sqlite3_open_v2(uri(copy).c_str(), &raw, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX,
+                             nullptr);
+    c->db.reset(raw);
+    if (rc == SQLITE_OK && !isOurHive(raw, copy, rc, why))
+        return fail(rc == SQLITE_OK ? regerr::BadDatabase : fromSqlite(rc), why);
+    if (rc == SQLITE_OK)
+        rc = prepareStatements(*c);
+    if (rc != SQLITE_OK)
+        return fail(fromSqlite(rc), copy + " cannot be read: " + (raw ? sqlite3_errmsg(raw) : "out of memory"));
+    out = std::move(c);
+    return {};
+}
+
 bool Connection::stillWhole(const std::string& file) const {
     return !exists(file + "-shm") && walIsEmpty(file);
 }
@@ -309,6 +345,11 @@ Opened openConnection(const HiveFile& hive, bool write, int busyTimeoutMs, std::
         // A write nobody hears of would leave other programs reading old values.
         c->access = Access::Read;
         result.why = c->counter.problem() + ": this program reads the hive only";
+    } else if (hive.access == FileAccess::Shared && publishesCopy(st)) {
+        c->publishLock = Descriptor(::open(hive.file.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+        std::string why;
+        if (c->publishLock.get() >= 0 && !exists(publishedCopyOf(hive.file)))
+            publishCopy(raw, c->publishLock.get(), hive.file, why);
     }
     out = std::move(c);
     return result;

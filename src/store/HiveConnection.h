@@ -7,8 +7,11 @@
 #include "SqliteSupport.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cstdint>
 #include <memory>
+#include <utility>
 #include <string>
 
 namespace paramcor::store {
@@ -17,13 +20,37 @@ enum class Access {
     Write,     // reads and writes, the hive in WAL mode
     Read,      // reads through SQLite's shared index of the WAL (-shm), which SQLite may
                // create or only read
+    Published,  // reads the copy published for users outside the hive's group, opened
+                // immutable: it is never written, only replaced
     Snapshot,  // reads the hive file alone, opened immutable: there is no -shm to read
                // and this process may not create one, while nobody writes the hive
+};
+
+class Descriptor {
+public:
+    explicit Descriptor(int fd = -1) : fd_(fd) {}
+    ~Descriptor() {
+        if (fd_ >= 0)
+            ::close(fd_);
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    Descriptor& operator=(Descriptor&& other) noexcept {
+        std::swap(fd_, other.fd_);
+        return *this;
+    }
+    int get() const { return fd_; }
+
+private:
+    int fd_;
 };
 
 // The statements are declared after the database, so they are finalized before it
 // is closed.
 struct Connection {
+    // Closed after the database: closing any descriptor of the hive file drops the
+    // process's fcntl locks on it, SQLite's included.
+    Descriptor publishLock;  // writers of a hive that publishes its copy
     Database db;
     Access access = Access::Read;
     ChangeCounter counter;
@@ -50,6 +77,12 @@ struct Connection {
     // For a snapshot: whether the hive file still holds every write, that is, whether
     // nobody has begun to write the hive since it was opened.
     bool stillWhole(const std::string& file) const;
+
+    // For a reader of the published copy: the copy it opened, and the change count
+    // read before opening it (the copy is renamed into place before the count moves).
+    struct stat copy {};
+    std::uint64_t copyCount = 0;
+    bool copyReplaced(const std::string& hiveFile) const;
 
     int snapshotLock = -1;  // a descriptor whose read lock keeps writers from checkpointing into the file
 
@@ -87,5 +120,7 @@ Opened openConnection(const HiveFile& hive, bool write, int busyTimeoutMs, std::
 // space back, so that a hive shrinks after a large delete and its log after a large
 // import. Failures are left for the next time: the change itself is committed.
 void shrinkAfterLargeChange(sqlite3* db);
+// Opens the copy of a shared hive published for those who may not open the hive.
+Opened openPublishedCopy(const HiveFile& hive, std::unique_ptr<Connection>& out);
 
 }  // namespace paramcor::store

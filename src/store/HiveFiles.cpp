@@ -31,6 +31,14 @@ void tightenOne(const std::string& path, bool folder) {
 
 }  // namespace
 
+FileAccess effectiveAccess(const std::string& folder, FileAccess wanted) {
+    struct stat st {};
+    if (wanted == FileAccess::Private && ::stat(folder.c_str(), &st) == 0 && S_ISDIR(st.st_mode) &&
+        (st.st_uid != ::geteuid() || (st.st_mode & S_ISGID) != 0))
+        return FileAccess::Shared;
+    return wanted;
+}
+
 bool mayWrite(const std::string& path, const struct stat& st) {
     return (st.st_mode & 0222) != 0 && ::access(path.c_str(), W_OK) == 0;
 }
@@ -64,7 +72,7 @@ long createHiveFile(const HiveFile& hive, std::string& why) {
     if (hive.access == FileAccess::Shared) {
         struct stat folder {};
         if (::stat(hive.folder.c_str(), &folder) == 0)
-            mode = folder.st_mode & 0666;
+            mode = folder.st_mode & 0660;  // others read the published copy
     }
     const int fd = ::open(hive.file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, mode);
     if (fd < 0) {

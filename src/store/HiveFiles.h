@@ -21,6 +21,11 @@ struct HiveFile {
 // The files SQLite and the store keep beside a hive.
 inline constexpr const char* kSideFiles[] = {"-wal", "-shm", "-journal", "-changes"};
 
+// The access a hive in `folder` really has. A folder that another user owns, or
+// that is setgid for a group, is shared whatever the caller asked for: taking the
+// group's rights from files there would lock every other user of it out.
+FileAccess effectiveAccess(const std::string& folder, FileAccess wanted);
+
 // Whether this process may write the file. Someone who deliberately removed every
 // write permission bit wants the hive left alone, even by root, which access() lets
 // write anything.
@@ -34,8 +39,9 @@ bool mayCreateIn(const std::string& folder);
 long makeFolder(const HiveFile& hive, std::string& why);
 
 // Creates the hive's file, empty, unless another process has just done it: 0600
-// when private; when shared, with the permissions of its folder less the execute
-// bits, so that whoever may write the folder may write the hive.
+// when private; when shared, with the owner's and the group's permissions of its
+// folder less the execute bits, so that whoever may write the folder may write the
+// hive, and nobody else may open it (PublishedCopy.h).
 long createHiveFile(const HiveFile& hive, std::string& why);
 
 // For a private hive: takes the group's and the others' permissions away from its

@@ -5,7 +5,9 @@
 #include "HiveSchema.h"
 #include "KeyPaths.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -39,7 +41,8 @@ std::string describeFileType(mode_t mode) {
 SqliteRegistryStore::Impl::Impl(const std::string& userFolder, const std::string& machineFolder, Options opts)
     : options(opts) {
     const auto place = [this](int index, const std::string& folder, const char* name, FileAccess access) {
-        hives[index].place = {folder, (std::filesystem::path(folder) / name).string(), access};
+        hives[index].place = {folder, (std::filesystem::path(folder) / name).string(),
+                              store::effectiveAccess(folder, access)};
     };
     // In the user's folder the machine hive is the user's too.
     const FileAccess machine = machineFolder == userFolder ? opts.userFiles : opts.machineFiles;
@@ -75,6 +78,10 @@ long SqliteRegistryStore::Impl::openHive(HiveState& h, bool create) {
         h.conn.reset();  // somebody writes the hive now: read it with them
         h.dropCaches();
     }
+    if (h.conn && h.conn->access == Access::Published && h.conn->copyReplaced(file(h))) {
+        h.conn.reset();  // an operator has committed since
+        h.dropCaches();
+    }
     if (h.conn)
         return regerr::Success;
     struct stat st {};
@@ -91,13 +98,17 @@ long SqliteRegistryStore::Impl::openHive(HiveState& h, bool create) {
     }
     if (st.st_size == 0)  // left by a creator that did not get to commit
         return create ? createHive(h) : regerr::Success;
+    if (h.place.access == FileAccess::Shared && ::faccessat(AT_FDCWD, file(h).c_str(), R_OK, AT_EACCESS) != 0 &&
+        errno == EACCES)
+        return connectToCopy(h);
     if (const long rc = store::checkHeader(file(h), store::kApplicationId, h.problem))
         return rc;
     return connect(h, store::mayWrite(file(h), st));
 }
 
 bool SqliteRegistryStore::Impl::forgetIfReplaced(HiveState& h) {
-    if (!h.conn || h.batch == Batch::Open || h.reading)
+    // A reader of the published copy follows the copy instead (openHive).
+    if (!h.conn || h.batch == Batch::Open || h.reading || h.conn->access == Access::Published)
         return false;
     const Connection::Moved moved = h.conn->moved(file(h));
     if (moved == Connection::Moved::Nothing)
@@ -196,6 +207,20 @@ long SqliteRegistryStore::Impl::connect(HiveState& h, bool writable) {
     if (opened.refolded && h.conn->counter.writable())
         h.conn->counter.bump();  // others found keys by the old names
     h.cache.setSeen(h.conn->counter.load());
+    return regerr::Success;
+}
+
+long SqliteRegistryStore::Impl::connectToCopy(HiveState& h) {
+    std::unique_ptr<Connection> c;
+    store::Opened opened = store::openPublishedCopy(h.place, c);
+    if (opened.rc != regerr::Success) {
+        h.problem = std::move(opened.why);
+        return opened.rc;
+    }
+    h.conn = std::move(c);
+    h.readOnlyWhy = file(h) + " may be written by its group only";
+    h.dropCaches();
+    h.cache.setSeen(h.conn->copyCount);
     return regerr::Success;
 }
 

@@ -11,6 +11,7 @@
 #include "HiveConnection.h"
 #include "HiveFiles.h"
 #include "HiveSchema.h"
+#include "PublishedCopy.h"
 #include "SqliteSupport.h"
 
 #include <sys/stat.h>
@@ -73,6 +74,9 @@ struct HiveState {
     // write may go into this store's cache: not when someone else wrote since the
     // last refresh, whose data may be newer than ours.
     bool publish() {
+        // The copy first: a reader who sees the count move opens the new copy.
+        if (conn->publishLock.get() >= 0)
+            store::publishCopy(conn->db.get(), conn->publishLock.get(), place.file, problem);
         store::ChangeCounter& counter = conn->counter;
         if (!counter.writable())
             return false;  // then nobody keeps values in memory (HiveConnection.cpp)
@@ -149,6 +153,8 @@ struct SqliteRegistryStore::Impl {
     long createHive(HiveState& h);
     // Opens a file that is ours, or empty and being made ours.
     long connect(HiveState& h, bool writable);
+    // For a shared hive this process may not open: its published copy.
+    long connectToCopy(HiveState& h);
 
     // Before a write outside a batch, or a batch: the counter must be one this
     // process bumps, or one nobody has. A missing one may have appeared since.

@@ -10,8 +10,10 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QLockFile>
+#include <QSet>
 
 #include <filesystem>
+#include <mutex>
 #include <system_error>
 
 namespace paramcor {
@@ -136,14 +138,44 @@ bool TextDatabase::mergeInto(const QString& delivered, const QString& user) {
     return true;
 }
 
+QString TextDatabase::lastCommittedCopy(const QString& user) {
+    auto folder = std::make_unique<QTemporaryDir>();
+    const QString copy = folder->isValid() ? texts::lastCommittedCopy(user, folder->path()) : QString();
+    if (copy.isEmpty()) {
+        message(QStringLiteral("Error while opening language files") + u'\n' + user + u'\n' +
+                    QStringLiteral("a program that stopped while changing the texts left them for an operator to "
+                                   "repair, and no copy of the texts saved before could be made"),
+                mb::Critical);
+        return QString();
+    }
+    // Once per program, not once per object.
+    static std::mutex toldLock;
+    static QSet<QString> told;
+    const std::lock_guard lock(toldLock);
+    if (!told.contains(user)) {
+        told.insert(user);
+        message(QStringLiteral("The texts were left half changed by a program that stopped") + u'\n' + user + u'\n' +
+                    QStringLiteral("Only an operator may repair them, which the next program of an operator does. "
+                                   "Until then this program reads the texts as they were last saved."),
+                mb::Information, kTitle);
+    }
+    copyFolder_ = std::move(folder);
+    return copy;
+}
+
 bool TextDatabase::open(const QString& user, const Setup& setup) {
+    // A reader never writes the copy: what it would write there would be lost.
+    const bool stuck = texts::waitsForRollback(user);
+    const QString file = stuck ? lastCommittedCopy(user) : user;
+    if (file.isEmpty())
+        return false;
     try {
-        const QString problem = texts::unusableReason(user);
+        const QString problem = texts::unusableReason(file);
         if (!problem.isEmpty())
             throw TextDatabaseError(26, problem);  // SQLITE_NOTADB
-        if (setup.prepareUserFile)
+        if (setup.prepareUserFile && !stuck)
             setup.prepareUserFile(user);
-        SqlDatabase db(user, SqlDatabase::Mode::ReadWrite);
+        SqlDatabase db(file, stuck ? SqlDatabase::Mode::ReadOnly : SqlDatabase::Mode::ReadWrite);
         db.prepare("SELECT Programma, Progressivo, TESTO_01 FROM Testi LIMIT 1");
         db_ = std::move(db);
         path_ = user;

@@ -6,8 +6,10 @@
 #include "texts/TextMerge.h"
 
 #include <QString>
+#include <QTemporaryDir>
 
 #include <functional>
+#include <memory>
 
 namespace paramcor {
 
@@ -54,9 +56,13 @@ private:
     bool deliver(const QString& delivered, const QString& user, const Setup& setup);
     bool mergeInto(const QString& delivered, const QString& user);
     bool open(const QString& user, const Setup& setup);
+    // The texts as last committed, in a private copy whose journal this process
+    // rolls back itself; empty, after a message, when no copy could be made.
+    QString lastCommittedCopy(const QString& user);
     void readLanguage();
 
     MainParametri& selection_;
+    std::unique_ptr<QTemporaryDir> copyFolder_;  // declared first: it outlives db_
     SqlDatabase db_;
     QString path_;
     short language_ = 1;

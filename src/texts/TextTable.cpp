@@ -6,6 +6,8 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <sqlite3.h>
+
 namespace paramcor::texts {
 
 const QStringList& columnNames() {
@@ -57,6 +59,38 @@ void createLayout(SqlDatabase& db) {
     db.exec(sql.toUtf8().constData());
 }
 
+bool mayRollBack(const QString& path) {
+    const QFileInfo info(path);
+    return (info.permissions() & (QFile::WriteOwner | QFile::WriteGroup | QFile::WriteOther)) && info.isWritable() &&
+           QFileInfo(info.absolutePath()).isWritable();
+}
+
+bool waitsForRollback(const QString& path) {
+    if (mayRollBack(path) || !QFileInfo::exists(path + QStringLiteral("-journal")))
+        return false;
+    try {
+        SqlDatabase db(path, SqlDatabase::Mode::ReadOnly);
+        db.prepare("SELECT count(*) FROM sqlite_master").step();
+    } catch (const TextDatabaseError& error) {
+        return error.code() == SQLITE_READONLY_ROLLBACK;
+    }
+    return false;
+}
+
+QString lastCommittedCopy(const QString& path, const QString& folder) {
+    const QString copy = folder + QStringLiteral("/") + QFileInfo(path).fileName();
+    const QString journal = QStringLiteral("-journal");
+    if (!QFile::copy(path + journal, copy + journal) || !QFile::copy(path, copy))
+        return QString();
+    try {
+        SqlDatabase rollBack(copy, SqlDatabase::Mode::ReadWrite);
+        rollBack.prepare("SELECT count(*) FROM sqlite_master").step();
+    } catch (const TextDatabaseError&) {
+        return QString();
+    }
+    return QFile::exists(copy + journal) ? QString() : copy;
+}
+
 QString unusableReason(const QString& path) {
     // Checked before SQLite opens it, since SQLite follows a link and writes through it.
     const QString refused = refusedFileReason(path);
@@ -76,10 +110,7 @@ QString unusableReason(const QString& path) {
     try {
         // A journal left by a program that died must be rolled back before anything
         // can be read, and only a connection that may write does that.
-        const QFileInfo info(path);
-        const bool writable = (info.permissions() & (QFile::WriteOwner | QFile::WriteGroup | QFile::WriteOther)) &&
-                              info.isWritable() && QFileInfo(info.absolutePath()).isWritable();
-        SqlDatabase db(path, writable ? SqlDatabase::Mode::ReadWrite : SqlDatabase::Mode::ReadOnly);
+        SqlDatabase db(path, mayRollBack(path) ? SqlDatabase::Mode::ReadWrite : SqlDatabase::Mode::ReadOnly);
         auto statement = db.prepare("SELECT count(*) FROM sqlite_master WHERE type = 'table' AND name = 'Testi'");
         if (!statement.step() || statement.integer(0) == 0)
             return QStringLiteral("it is a database of another program: it has no table Testi");

@@ -40,6 +40,18 @@ void createLayout(SqlDatabase& db);
 // file may be written.
 QString unusableReason(const QString& path);
 
+// Whether this process may write the file and so roll back a journal left in it.
+bool mayRollBack(const QString& path);
+
+// Whether a program that died while writing the file left a journal that this
+// process may not roll back: until someone who may does, nothing reads the file.
+bool waitsForRollback(const QString& path);
+
+// Copies the file and the journal left beside it into `folder` and rolls the
+// journal back there: the texts as last committed, for a process that may not roll
+// back the file itself. Empty when no such copy can be made.
+QString lastCommittedCopy(const QString& path, const QString& folder);
+
 // Whether Testi has exactly the 23 columns of the layout, by name.
 bool hasTheLayoutColumns(SqlDatabase& db);
 

@@ -4,7 +4,10 @@
 
 #include <CVLParamcor/SqliteRegistryStore.h>
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace paramcor::test {
 
@@ -19,15 +22,19 @@ TEST(SqliteHiveFiles, TheUsersHivesAreHisAlone) {
     TempFolder root("modes");
     const fs::path user = root.path() / "user";
     const fs::path machine = root.path() / "machine";
-    // The machine's hive is shared as its folder is: its files take the folder's
-    // permissions, here everybody's, as the umask allowed.
+    // The machine's hive is shared as its folder is: its files take the owner's and
+    // the group's permissions of the folder, here all, as the umask allowed; others
+    // read the published copy and follow the counter.
     const auto expectModes = [&](const fs::path& user, const std::vector<const char*>& hives, const char* when) {
         EXPECT_EQ(modeOf(user), 0700u) << when;
         for (const char* suffix : kSideFiles) {
             for (const char* hive : hives)
                 EXPECT_EQ(modeOf(user / (hive + std::string(suffix))), 0600u) << when << hive << suffix;
-            EXPECT_EQ(modeOf(machine / ("HKEY_LOCAL_MACHINE.db" + std::string(suffix))), 0666u) << when << suffix;
+            EXPECT_EQ(modeOf(machine / ("HKEY_LOCAL_MACHINE.db" + std::string(suffix))),
+                      std::string(suffix) == "-changes" ? 0664u : 0660u)
+                << when << suffix;
         }
+        EXPECT_EQ(modeOf(machine / "HKEY_LOCAL_MACHINE.db-published"), 0444u) << when;
     };
     {
         SqliteRegistryStore store(user.string(), machine.string());
@@ -46,7 +53,68 @@ TEST(SqliteHiveFiles, TheUsersHivesAreHisAlone) {
         EXPECT_EQ(read(store, open(store, "Software\\App"), "v").data, dword(1));
     }
     expectModes(user, {"HKEY_CURRENT_USER.db"}, "tightened");
+
+    // A shared folder named as the user's (paramcor --registro) stays the group's,
+    // whatever the umask of whoever opens it.
+    ::umask(077);
+    fs::permissions(machine, static_cast<fs::perms>(02775));
+    for (const char* suffix : {"-wal", "-shm"})
+        fs::remove(machine / ("HKEY_LOCAL_MACHINE.db" + std::string(suffix)));
+    {
+        SqliteRegistryStore store(machine.string());
+        EXPECT_EQ(read(store, open(store, "Software\\App", Hive::LocalMachine), "v").data, dword(1));
+    }
+    EXPECT_EQ(modeOf(machine), 02775u);
+    expectModes(user, {"HKEY_CURRENT_USER.db"}, "opened by a listing");
     ::umask(umask);
+}
+
+TEST(SqliteHiveFiles, NoLockOfAUserOutsideTheGroupHoldsAWriterUp) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "needs root to act as a user outside the group";
+    constexpr gid_t kOperators = 4242;
+    TempFolder root("outsiders");
+    const fs::path machine = root.path() / "machine";
+    fs::create_directories(machine);
+    ASSERT_EQ(::chown(machine.c_str(), 0, kOperators), 0);
+    fs::permissions(machine, static_cast<fs::perms>(02775));
+
+    // Takes every lock it can on everything in the folder, and reads the machine's
+    // settings meanwhile.
+    Child outsider([&](Child& self) {
+        if (!becomeAnotherUser())
+            return 1;
+        std::vector<int> held;
+        for (const fs::path& path : {machine, machine / "HKEY_LOCAL_MACHINE.db", machine / "HKEY_LOCAL_MACHINE.db-wal",
+                                     machine / "HKEY_LOCAL_MACHINE.db-shm", machine / "HKEY_LOCAL_MACHINE.db-changes",
+                                     machine / "HKEY_LOCAL_MACHINE.db-published"}) {
+            const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+            struct flock lock {};
+            lock.l_type = F_RDLCK;
+            lock.l_whence = SEEK_SET;  // the whole file, past its end too
+            if (fd >= 0 && ::fcntl(fd, F_SETLK, &lock) == 0 && ::flock(fd, LOCK_SH | LOCK_NB) == 0)
+                held.push_back(fd);
+        }
+        SqliteRegistryStore store(root.str(), machine.string());
+        if (held.size() < 3 || read(store, open(store, "Software\\App", Hive::LocalMachine), "v").data != dword(1))
+            return 2;
+        if (!self.go() || !self.heard())
+            return 3;
+        return read(store, open(store, "Software\\App", Hive::LocalMachine), "v").data == dword(2) ? 0 : 4;
+    });
+    SqliteRegistryStore::Options noWaiting;
+    noWaiting.busyTimeoutMs = 0;  // a lock in the way fails the write at once
+    SqliteRegistryStore first(root.str(), machine.string(), noWaiting);
+    put(first, create(first, "Software\\App", Hive::LocalMachine), "v", regtype::Dword, dword(1));
+    outsider.go();
+    ASSERT_TRUE(outsider.heard());
+
+    SqliteRegistryStore second(root.str(), machine.string(), noWaiting);
+    put(second, create(second, "Software\\App", Hive::LocalMachine), "w", regtype::Dword, dword(1));
+    put(first, create(first, "Software\\App", Hive::LocalMachine), "v", regtype::Dword, dword(2));
+    EXPECT_EQ(first.diagnostic(Hive::LocalMachine), "");
+    outsider.go();
+    EXPECT_EQ(outsider.exitCode(), 0);
 }
 
 TEST(SqliteHiveFiles, AReaderWithoutWriteRightsReadsTheMachineHiveWhateverBecameOfItsSideFiles) {

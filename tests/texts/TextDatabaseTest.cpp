@@ -4,11 +4,16 @@
 #include "support/TestPlatform.h"
 #include "support/TextFiles.h"
 #include "texts/TextDatabase.h"
+#include "texts/TextTable.h"
 #include "units/UnitRows.h"
 
 #include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
+
+#include <grp.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -217,6 +222,59 @@ TEST_F(TextDatabaseTest, AMissingOrReadOnlyUserFileIsSaidTwiceAndTheLanguageIsSt
     EXPECT_FALSE(open());
     EXPECT_EQ(texts->language(), 2);  // English, unlike the property's reading
     EXPECT_TRUE(messages()[2].text.startsWith("This file cannot be Read Only "));
+}
+
+// Runs `body` in a child process and returns its exit code.
+template <class Body>
+int inChild(Body body) {
+    const pid_t pid = ::fork();
+    if (pid == 0)
+        ::_exit(body());
+    int status = 0;
+    return pid > 0 && ::waitpid(pid, &status, 0) == pid && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST_F(TextDatabaseTest, AReaderWhoMayNotRollBackAStoppedWriteReadsTheTextsAsLastCommitted) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "needs root to read as a user who may not write the texts";
+    std::vector<TextRow> rows;
+    for (int i = 0; i < 300; ++i)
+        rows.push_back({"TAGLIO", QString("%1").arg(i, 4, 10, QChar(u'0')), "Lastra", "Slab"});
+    test::writeTextFile(user, rows);
+    // An operator's program dies halfway through a change too big for its cache.
+    EXPECT_EQ(inChild([&] {
+                  SqlDatabase db(user, SqlDatabase::Mode::ReadWrite);
+                  db.exec("PRAGMA cache_size = 1; BEGIN IMMEDIATE; UPDATE Testi SET TESTO_02 = 'Broken'");
+                  ::_exit(0);  // before the connection would roll back
+                  return 1;
+              }),
+              0);
+    ASSERT_TRUE(QFile::exists(user + "-journal"));
+    const auto readable = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup |
+                          QFileDevice::ReadOther;
+    QFile::setPermissions(platform.folder(), readable | QFileDevice::ExeOwner | QFileDevice::ExeGroup |
+                                                 QFileDevice::ExeOther);
+    for (const QString& file : {user, user + "-journal"})
+        QFile::setPermissions(file, readable);
+
+    const int reader = inChild([&] {
+        if (::setgroups(0, nullptr) != 0 || ::setgid(65534) != 0 || ::setuid(65534) != 0)
+            return 1;
+        if (!texts::waitsForRollback(user))
+            return 2;
+        QTemporaryDir folder;
+        const QString copy = texts::lastCommittedCopy(user, folder.path());
+        if (copy.isEmpty())
+            return 3;
+        SqlDatabase db(copy, SqlDatabase::Mode::ReadOnly);
+        auto slabs = db.prepare("SELECT count(*) FROM Testi WHERE TESTO_02 = 'Slab'");
+        return slabs.step() && slabs.integer(0) == 300 ? 0 : 4;
+    });
+    EXPECT_EQ(reader, 0);
+    EXPECT_TRUE(QFile::exists(user + "-journal"));  // the reader changed nothing
+    EXPECT_FALSE(texts::waitsForRollback(user));
+    EXPECT_EQ(texts::unusableReason(user), "");  // who may write rolls it back
+    EXPECT_EQ(test::readTextFile(user), rows);
 }
 
 TEST_F(TextDatabaseTest, FilesThatAreNotTextDatabasesAreNeverTouched) {

@@ -89,7 +89,7 @@ TEST(ParamcorRegistryFile, AFileWrittenByHandInWindowsFormat) {
                                                "\"Percorso\"=hex(2):25,00,54,00,00,00\n"
                                                "  \"Rientrato\" = \"più €\"   \n\n"
                                                "[HKEY_CLASSES_ROOT\\.dxf]\n@=\"Corvel.Disegno\"\n")));
-    const Outcome run = workshop.run({"registro", "importa", file});
+    const Outcome run = workshop.run({"registro", "importa", "--per-alveare", file});  // two hives
     EXPECT_EQ(run.out, QStringLiteral("Imported %1: 2 keys, 6 values\n").arg(file)) << run;
     auto store = workshop.store();
     const auto value = [&](const std::string& name) {
@@ -137,6 +137,9 @@ TEST(ParamcorRegistryFile, AFaultyFileIsRefusedWithItsLineAndNothingIsImported) 
         {w("[HKCU\\S" + QString("\\k").repeated(512) + "]\n"), ":6: the key is deeper than 512 levels"},
         {w("[HKCU\\X]\n\"a\"=hex(2):25,00,54\n"), ":7: the hex(2) text has an odd number of bytes"},
         {w("[HKCU\\X]\n\"" + QString(16384, u'n') + "\"=dword:00000002\n"), ":7: a value name is longer than 16383"},
+        // A kill between the commits of two hives would leave half of it.
+        {w("[HKEY_LOCAL_MACHINE\\SOFTWARE\\X]\n\"a\"=\"b\"\n"),
+         " writes 2 hives (HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE), which cannot be imported all or nothing"},
     };
     const Workshop workshop({}, true);
     const QString file = workshop.path("guasto.reg");
@@ -155,6 +158,12 @@ TEST(ParamcorRegistryFile, AFaultyFileIsRefusedWithItsLineAndNothingIsImported) 
     ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
     expectRefused(workshop.run({"registro", "importa", fifo}), 1,
                   fifo + " cannot be read: no program writes to the pipe");
+
+    // Asked for, each hive is imported whole on its own.
+    writeFile(file, w("[HKEY_LOCAL_MACHINE\\SOFTWARE\\Corvel]\n\"Lingua\"=\"3\"\n"));
+    EXPECT_EQ(workshop.run({"registro", "importa", "--per-alveare", file}).code, 0);
+    EXPECT_TRUE(storedValue(store, Hive::CurrentUser, kSuite, "Lingua").found);
+    EXPECT_TRUE(storedValue(store, Hive::LocalMachine, kSuite, "Lingua").found);
 }
 
 TEST(ParamcorRegistryFile, WhatCannotBeExportedLeavesNoFile) {

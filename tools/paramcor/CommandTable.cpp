@@ -60,6 +60,7 @@ const QList<Option>& options() {
         {"regedit4", 0, nullptr, "REGEDIT4 instead, in the Windows-1252 code page"},
         {"modello", 0, nullptr,
          "instead, the template (.pot) with every msgstr empty, from which translators start a new language"},
+        {"per-alveare", 0, nullptr, "imports each hive whole on its own"},
     };
     return table;
 }
@@ -189,11 +190,12 @@ const QList<Command>& commands() {
          exportRegistry},
         {{"registro", "importa"},
          {{"FILE.reg", Complete::File}},
-         {},
+         {"per-alveare"},
          "Reads a regedit file (version 5.00 or REGEDIT4) into the registry store.",
          "Strings, dword, hex and hex(N) values; \"NAME\"=- removes a value and [-KEY] a key with\n"
          "all below it. A file with a fault is refused with its line number and nothing of it\n"
-         "is imported. \"-\" reads the file from standard input.",
+         "is imported. \"-\" reads the file from standard input. A file that writes several hives\n"
+         "is refused, as they cannot be imported all or nothing together, unless --per-alveare.",
          importRegistry},
         {{"testi", "esporta"},
          {{"FILE.po", Complete::File}},

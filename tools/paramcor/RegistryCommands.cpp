@@ -312,7 +312,7 @@ int exportRegistry(Session& session, const Arguments& arguments, const QStringLi
     return 0;
 }
 
-int importRegistry(Session& session, const Arguments&, const QStringList& operands) {
+int importRegistry(Session& session, const Arguments& arguments, const QStringList& operands) {
     const bool piped = operands[0] == QLatin1String("-");
     const QString name = piped ? QStringLiteral("standard input") : operands[0];
     Document document;
@@ -336,6 +336,19 @@ int importRegistry(Session& session, const Arguments&, const QStringList& operan
     std::set<Hive> hives;
     for (const regfile::Key& key : document.keys)
         hives.insert(key.hive);
+    // Hives are separate files, committed one after the other: a process killed
+    // between two commits would leave half of the file imported.
+    if (hives.size() > 1 && !arguments.has(QStringLiteral("per-alveare"))) {
+        QStringList names;
+        for (const Hive hive : hives)
+            names << regfile::hiveName(hive);
+        throw Failure(QStringLiteral("%1 writes %2 hives (%3), which cannot be imported all or nothing together; "
+                                     "nothing was imported: import one file per hive, or give --per-alveare to "
+                                     "import each hive whole on its own")
+                          .arg(name)
+                          .arg(hives.size())
+                          .arg(names.join(QStringLiteral(", "))));
+    }
     std::vector<Hive> batches;
     bool wholeOrNothing = true;
     const auto abortBatches = [&] {

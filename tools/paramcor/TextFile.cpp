@@ -51,8 +51,17 @@ TextFile::TextFile(const QString& path, Mode mode) : path_(path) {
             throw Failure(refused);
     if (const QString reason = unusable(path); !reason.isEmpty())
         throw Failure(QStringLiteral("%1: %2").arg(path, reason));
+    // A reader of texts that a stopped program left for an operator to repair reads
+    // them as last committed; the library has said so once already.
+    QString file = path;
+    if (mode == Mode::ReadOnly && texts::waitsForRollback(path)) {
+        copyFolder_ = std::make_unique<QTemporaryDir>();
+        file = copyFolder_->isValid() ? texts::lastCommittedCopy(path, copyFolder_->path()) : QString();
+        if (file.isEmpty())
+            throw Failure(tr("%1: a program that stopped while changing it left it for an operator to repair").arg(path));
+    }
     try {
-        db_ = SqlDatabase(path, mode == Mode::ReadOnly ? SqlDatabase::Mode::ReadOnly : SqlDatabase::Mode::ReadWrite);
+        db_ = SqlDatabase(file, mode == Mode::ReadOnly ? SqlDatabase::Mode::ReadOnly : SqlDatabase::Mode::ReadWrite);
     } catch (const TextDatabaseError& error) {
         fail(path_, tr("cannot open it"), error);
     }

@@ -6,6 +6,9 @@
 #include "texts/TextTable.h"
 
 #include <QString>
+#include <QTemporaryDir>
+
+#include <memory>
 
 namespace paramcor::tool {
 
@@ -35,6 +38,7 @@ public:
 
 private:
     QString path_;
+    std::unique_ptr<QTemporaryDir> copyFolder_;  // outlives db_
     SqlDatabase db_;
 };
 
