@@ -28,6 +28,7 @@ FolderEditing::FolderEditing(Folders& table) : table_(table) {
             break;
         f.location = f.stored;
         f.macro = u'<' + f.name.toUpper() + u'>';
+        f.machineWide = isMachineWideFolder(f.name);
         // The table holds each default as the installation file expanded it.
         const QString expandedDefault = table_.TabellaPercorsi()[i].DefaultEspanso;
         if (!f.declared.isEmpty() && !expandedDefault.isEmpty())

@@ -32,7 +32,7 @@ constexpr KnownOption kOptions[] = {
     {"registro", true},  {"installazione", true}, {"lingua", true},  {"file", true},        {"sezione", true},
     {"macchina", false}, {"regedit4", false},     {"tutti", false},  {"help", false},        {"modello", false},
     {"version", false},  {"json", false},         {"si", false},     {"grezzo", false},      {"predefinito", true},
-    {"ricorsivo", false}, {"attesa", true},
+    {"ricorsivo", false}, {"attesa", true},       {"dipendenti", false},
 };
 
 // The one-letter forms, as other tools have them.
@@ -287,9 +287,21 @@ const QList<Command>& commands() {
          1,
          1,
          showFolder},
+        {{"percorso", "scrivi"},
+         "NOME PERCORSO",
+         "Moves one of the suite's folders to PERCORSO, an existing folder, as the folder editor does.",
+         "The folders of the machine (Wincor, Immagini, Utensili, ...) are every user's and need\n"
+         "--macchina, which only an operator of the suite may give; the others are the user's own.\n"
+         "  --macchina            the folder is one of the machine's\n"
+         "  --dipendenti          the folders whose default is built on it move along",
+         {"macchina", "dipendenti"},
+         2,
+         2,
+         writeFolder},
         {{"percorsi"},
          "",
-         "Lists the folder table: name, default as declared, current location, reference.",
+         "Lists the folder table: name, default as declared, current location, reference and\n"
+         "where the location comes from (default, macchina, utente).",
          "  --tutti               also the custom slots that the installation leaves empty",
          {"tutti", "json"},
          0,
@@ -312,8 +324,9 @@ const QList<Command>& commands() {
          2,
          translateKey},
         {{"lingua"},
-         "[N]",
-         "Prints the current language, or makes N the language of every program of the user.",
+         "[N|CODICE]",
+         "Prints the current language, or makes N (or the language of CODICE, \"de\", \"pt-BR\") the\n"
+         "language of every program of the user.",
          languageList(),
          {"json"},
          0,
@@ -469,7 +482,10 @@ int run(const QStringList& arguments) {
         throw UsageError(QStringLiteral("no command given (paramcor --help lists them)"));
     }
 
-    const bool grouped = kGroups.contains(words.first());
+    // "percorso scrivi" stands beside "percorso NOME" without making a group.
+    const bool grouped = kGroups.contains(words.first()) ||
+                         std::any_of(commands().begin(), commands().end(),
+                                     [&](const Command& c) { return c.name.size() == 2 && words.mid(0, 2) == c.name; });
     const qsizetype nameLength = grouped ? 2 : 1;
     const Command* command = nullptr;
     for (const Command& candidate : commands())
