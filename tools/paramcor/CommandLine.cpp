@@ -57,7 +57,7 @@ const QString kCommonOptions = QStringLiteral(
     "  --registro DIR        the registry store in DIR, one file per hive (default: the\n"
     "                        library's, ~/.config/CVLParamcor and /var/lib/CVLParamcor)\n"
     "  --installazione DIR   the installation whose ParamCor.txt lies in DIR (default:\n"
-    "                        the folder of the library)\n"
+    "                        /etc/CVLParamcor, or the library's folder in a build)\n"
     "  --attesa SECONDI      how long a write waits for another program that holds the\n"
     "                        store (default: 15)\n"
     "  --json                what a reading command prints, as one JSON document\n"
@@ -300,8 +300,7 @@ const QList<Command>& commands() {
          writeFolder},
         {{"percorsi"},
          "",
-         "Lists the folder table: name, default as declared, current location, reference and\n"
-         "where the location comes from (default, macchina, utente).",
+         "Lists the folders: name, default as declared, location, reference, source of the location.",
          "  --tutti               also the custom slots that the installation leaves empty",
          {"tutti", "json"},
          0,
@@ -325,8 +324,7 @@ const QList<Command>& commands() {
          translateKey},
         {{"lingua"},
          "[N|CODICE]",
-         "Prints the current language, or makes N (or the language of CODICE, \"de\", \"pt-BR\") the\n"
-         "language of every program of the user.",
+         "Prints the current language, or makes N or CODICE (\"de\", \"pt-BR\") the user's language.",
          languageList(),
          {"json"},
          0,
