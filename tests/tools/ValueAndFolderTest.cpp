@@ -130,5 +130,19 @@ TEST(ParamcorTexts, TranslatedByWordingOrKeyInTheUsersLanguage) {
     EXPECT_TRUE(workshop.run({"misure", "--lingua", "2"}).out.contains(QStringLiteral("USD, symbol $")));
 }
 
+// The login's language counts once, when the user's settings are made; a login
+// that names no language of the suite leaves the usual default.
+TEST(ParamcorTexts, ANewUserSpeaksTheLanguageOfTheLogin) {
+    const Workshop german({}, true);
+    const QStringList line{"--registro", german.registry(), "--installazione", german.installation(), "lingua"};
+    EXPECT_EQ(runTool(line, {}, QStringLiteral("de_DE.UTF-8")).out, QStringLiteral("3 Deutsch\n"));
+    EXPECT_EQ(runTool(line, {}, QStringLiteral("fr_FR.UTF-8")).out, QStringLiteral("3 Deutsch\n"));
+    const Workshop elsewhere({}, true);
+    EXPECT_EQ(runTool({"--registro", elsewhere.registry(), "--installazione", elsewhere.installation(), "lingua"}, {},
+                      QStringLiteral("ja_JP.UTF-8"))
+                  .out,
+              QStringLiteral("1 Italiano\n"));
+}
+
 }  // namespace
 }  // namespace paramcor::test
