@@ -81,17 +81,19 @@ TEST(ParamcorFolders, OneByAnyOfItsNamesOrAllInATable) {
 }
 
 // Moved as the folder editor moves them: a declared folder, to an existing folder,
-// in the store its kind belongs to; the folders built on it only when asked.
+// in the store its kind belongs to; the folders built on it only when asked. The
+// root declared by the installation is its default.
 TEST(ParamcorFolders, MovedLikeTheFolderEditorMovesThem) {
     const Workshop workshop(
         "REGISTRYROOT = Corvel\r\nFOLDERS = 4\r\n"
+        "FOLDER0 = Wincor,   /srv/officina\r\n"
         "FOLDER1 = Testi,    <PROGRAM>Testi,     TESTI\r\n"
         "FOLDER2 = Immagini, <WINCOR>\\Immagini,  IMMAGINI\r\n"
         "FOLDER3 = Disegni,  <WINCOR>\\Disegni,   DISEGNI\r\n"
         "FOLDER4 = DXF,      <Disegni>\\Dxf\r\n");
     const QString moved = QDir(workshop.path("lavori")).absolutePath();
     ASSERT_TRUE(QDir().mkpath(moved));
-    const QString root = QDir(workshop.installation()).absolutePath() + QStringLiteral("/Wincor/");
+    const QString root = QStringLiteral("/srv/officina/");
     expectRefused(workshop.run({"percorso", "scrivi", "Dwg", moved}), 1, "declares no folder \"Dwg\"");
     expectRefused(workshop.run({"percorso", "scrivi", "Disegni", moved + "/nessuna"}), 1, "is not an existing folder");
     expectRefused(workshop.run({"percorso", "scrivi", "Disegni", "lavori"}), 1, "is not an existing folder");
