@@ -68,5 +68,8 @@ foreach(component runtime dev)
 endforeach()
 install(FILES ${PROJECT_SOURCE_DIR}/README.md
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/cvlparamcor COMPONENT runtime)
+# The remarks of lintian that stay, each with its reason.
+install(FILES ${CMAKE_CURRENT_LIST_DIR}/lintian-overrides DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides
+        RENAME cvlparamcor COMPONENT runtime)
 
 include(CPack)
