@@ -151,6 +151,7 @@ int writeFolder(Session& session, const Arguments& arguments, const QStringList&
         path += u'/';
     path = QDir::toNativeSeparators(path);
     const int mark = session.errors();
+    const int refused = session.failedWrites();
     editing.relocate(row, path);
     if (arguments.has(QStringLiteral("dipendenti"))) {
         std::vector<int> rows;
@@ -160,6 +161,12 @@ int writeFolder(Session& session, const Arguments& arguments, const QStringList&
     }
     editing.write();
     session.throwIfReportedSince(mark);
+    // The library drops a write the store refuses: a user outside the operators'
+    // group moving a folder of the machine.
+    if (session.failedWrites() > refused) {
+        const Hive hive = folder.machineWide ? Hive::LocalMachine : Hive::CurrentUser;
+        throw Failure(tr("%1 was not moved (%2)").arg(folder.name, session.storeError(hive, session.lastFailedWrite())));
+    }
     for (const EditedFolder& f : editing.folders())
         if (f.location != f.stored)
             printLine(f.name + QStringLiteral(" = ") + f.location);
