@@ -1,18 +1,32 @@
-# Installs the installation folder, at install time so that a prefix given to
-# `cmake --install --prefix` counts. The text folder moves from beside the library
-# to the shared state folder of the prefix (/var/lib/CVLParamcor for /usr): every
-# operator of the suite writes the text database, nobody writes under /usr.
+# Installs the installation, at install time so that a prefix given to
+# `cmake --install --prefix` counts. For the prefix /usr (the packages):
+#   /etc/CVLParamcor/ParamCor.txt         the installation file, the administrator's
+#   /usr/share/CVLParamcor/Testi/         the delivered texts
+#   /var/lib/CVLParamcor/Testi/           the text folder every operator writes
+#   /srv/CVLParamcor                      the root of the workshop's data folders
+# Another prefix keeps all of them under itself (PREFIX/etc, PREFIX/var/lib, ...).
 # In: installation_file, delivered_texts, datadir, scratch (a folder of the build).
 if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
-    set(state "/var/lib/CVLParamcor")
+    set(root "")
 else()
-    set(state "${CMAKE_INSTALL_PREFIX}/var/lib/CVLParamcor")
+    set(root "${CMAKE_INSTALL_PREFIX}")
 endif()
+set(state "${root}/var/lib/CVLParamcor")
+set(site "${root}/srv/CVLParamcor")
+set(configuration "${root}/etc/CVLParamcor")
+
+# The sample file, its folders moved out of the library's own folder: the texts to
+# the shared state, everything else under the workshop's data root.
 file(READ "${installation_file}" text)
 string(REPLACE "<PROGRAM>Testi" "${state}/Testi" text "${text}")
+string(REPLACE "<PROGRAM>" "<WINCOR>\\" text "${text}")
+string(REPLACE "/srv/cvl/archivio" "<WINCOR>\\Archivio" text "${text}")
+string(REGEX REPLACE "\n(FOLDERS *= *[0-9]+)\n"
+       "\n\\1\n\n' The root of the workshop's data folders, <WINCOR>\nFOLDER0  = Wincor,           ${site}\n"
+       text "${text}")
 set(generated "${scratch}/ParamCor.txt")
 file(WRITE "${generated}" "${text}")
-file(INSTALL "${generated}" DESTINATION "${CMAKE_INSTALL_PREFIX}/${datadir}/CVLParamcor")
+file(INSTALL "${generated}" DESTINATION "${configuration}")
 file(INSTALL "${delivered_texts}" DESTINATION "${CMAKE_INSTALL_PREFIX}/${datadir}/CVLParamcor/Testi")
 # Outside a package the texts are delivered at once; a package's maintainer
 # scripts deliver them into the folder they set up for the operators' group.

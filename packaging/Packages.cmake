@@ -6,6 +6,9 @@
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME cvlparamcor)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+# The packaging's own revision, after the upstream version: 6.0.0-1.
+set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
+set(package_version ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})
 set(CPACK_PACKAGE_VENDOR "Corvel")
 set(CPACK_PACKAGE_CONTACT "Corvel support <traduzioni@corvel.it>")
 set(CPACK_SET_DESTDIR ON)
@@ -30,20 +33,24 @@ Every program of the suite keeps its parameters, its folders, the language
 of its texts and the units of measure through this library. The package
 holds the library, its windows, the paramcor command line and the
 workstation's installation; it sets up the group cvlparamcor of the suite's
-operators and the shared state in /var/lib/CVLParamcor.")
+operators, the shared state in /var/lib/CVLParamcor and the workshop's data
+folders in /srv/CVLParamcor; the installation file is
+/etc/CVLParamcor/ParamCor.txt.")
+# The installation file is the administrator's: dpkg keeps an edited one.
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
-    ${CMAKE_CURRENT_LIST_DIR}/postinst ${CMAKE_CURRENT_LIST_DIR}/postrm ${CMAKE_CURRENT_LIST_DIR}/triggers)
+    ${CMAKE_CURRENT_LIST_DIR}/postinst ${CMAKE_CURRENT_LIST_DIR}/postrm ${CMAKE_CURRENT_LIST_DIR}/triggers
+    ${CMAKE_CURRENT_LIST_DIR}/conffiles)
 
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME cvlparamcor-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
-set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "cvlparamcor (= ${PROJECT_VERSION}), qt6-base-dev")
+set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "cvlparamcor (= ${package_version}), qt6-base-dev")
 set(CPACK_DEBIAN_DEV_DESCRIPTION
     "shared settings of the CVL suite: development files
 Headers, the CMake package (find_package(CVLParamcor)) and the pkg-config
 file for programs of the suite that use the CVLParamcor library.")
 
-# Each package carries its copyright and changelog, as Debian wants (of a native
-# package: the packages are made here, from the sources).
+# Each package carries its copyright and the changelog of its Debian revisions, as
+# Debian wants; the library's package also its README.
 foreach(component runtime dev)
     set(package cvlparamcor)
     if(component STREQUAL dev)
@@ -52,12 +59,17 @@ foreach(component runtime dev)
     set(doc ${CMAKE_CURRENT_BINARY_DIR}/packaging/${package})
     file(MAKE_DIRECTORY ${doc})
     configure_file(${CMAKE_CURRENT_LIST_DIR}/changelog ${doc}/changelog @ONLY)
-    add_custom_command(OUTPUT ${doc}/changelog.gz
-        COMMAND gzip -9nf -k ${doc}/changelog
+    add_custom_command(OUTPUT ${doc}/changelog.Debian.gz
+        COMMAND gzip -9nc ${doc}/changelog > ${doc}/changelog.Debian.gz
         DEPENDS ${doc}/changelog)
-    add_custom_target(changelog_${component} ALL DEPENDS ${doc}/changelog.gz)
-    install(FILES ${CMAKE_CURRENT_LIST_DIR}/copyright ${doc}/changelog.gz
+    add_custom_target(changelog_${component} ALL DEPENDS ${doc}/changelog.Debian.gz)
+    install(FILES ${CMAKE_CURRENT_LIST_DIR}/copyright ${doc}/changelog.Debian.gz
             DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${package} COMPONENT ${component})
 endforeach()
+install(FILES ${PROJECT_SOURCE_DIR}/README.md
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/cvlparamcor COMPONENT runtime)
+# The remarks of lintian that stay, each with its reason.
+install(FILES ${CMAKE_CURRENT_LIST_DIR}/lintian-overrides DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides
+        RENAME cvlparamcor COMPONENT runtime)
 
 include(CPack)

@@ -28,6 +28,7 @@ FolderEditing::FolderEditing(Folders& table) : table_(table) {
             break;
         f.location = f.stored;
         f.macro = u'<' + f.name.toUpper() + u'>';
+        f.machineWide = isMachineWideFolder(f.name);
         // The table holds each default as the installation file expanded it.
         const QString expandedDefault = table_.TabellaPercorsi()[i].DefaultEspanso;
         if (!f.declared.isEmpty() && !expandedDefault.isEmpty())
@@ -36,7 +37,7 @@ FolderEditing::FolderEditing(Folders& table) : table_(table) {
     }
     // The suite root's own default, where a new installation puts it.
     if (!folders_.empty()) {
-        folders_[0].fallback = normalised(PercorsoPrincipale() + QStringLiteral("Wincor"));
+        folders_[0].fallback = normalised(table_.rootDefault());
         folders_[0].macro = QStringLiteral("<WINCOR>");
     }
     for (std::size_t i = 1; i < folders_.size(); ++i)

@@ -20,6 +20,7 @@ struct EditedFolder {
     QString location;   // the location write() will store
     int parent = -1;    // the row whose macro the default uses
     QString macro;      // the folder's own macro, "<NAME>"
+    bool machineWide = false;  // kept in the machine's store, for every user
 };
 
 // A folder built on the one being moved, and where it would go along with it.

@@ -70,6 +70,10 @@ void NormalizzaPercorso(QString& path) {
         path += kSeparator;
 }
 
+QString Folders::rootDefault() const {
+    return declaredRoot_.isEmpty() ? PercorsoPrincipale() + QStringLiteral("Wincor\\") : declaredRoot_;
+}
+
 void Folders::assign(std::vector<RecordPercorso> rows, short count, QMap<QString, QString> supplier) {
     table_ = std::move(rows);
     count_ = count;
@@ -101,7 +105,7 @@ QString Folders::Percorso(const QString& NomePercorso) {
     if (defaultPath.isEmpty()) {
         if (valueName == QLatin1String("PercorsoWincor")) {
             // The suite root while the table is being built: stored on first read.
-            defaultPath = PercorsoPrincipale() + QStringLiteral("Wincor\\");
+            defaultPath = rootDefault();
         } else {
             // Unknown names and empty custom slots fall back on the library's folder,
             // without leaving a value named after them.

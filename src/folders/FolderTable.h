@@ -34,6 +34,10 @@ public:
     std::vector<RecordPercorso>& TabellaPercorsi() { return table_; }
     const std::vector<RecordPercorso>& TabellaPercorsi() const { return table_; }
     short NumeroPercorsi() const { return count_; }
+    // The suite root's default: the installation file's "FOLDER0" line, else the
+    // folder Wincor of the installation.
+    void setDeclaredRoot(const QString& root) { declaredRoot_ = root; }
+    QString rootDefault() const;
     void setNumeroPercorsi(short count) { count_ = count; }
 
     bool DebugPercorsi() const { return debug_; }
@@ -54,6 +58,7 @@ private:
     MainParametri& selection_;
     std::vector<RecordPercorso> table_;
     QMap<QString, QString> supplier_;
+    QString declaredRoot_;
     short count_ = 0;
     bool debug_ = false;
 };

@@ -4,6 +4,8 @@
 
 #include "folders/InstallationFile.h"
 
+#include <CVLParamcor/Export.h>
+
 namespace paramcor {
 
 class Folders;
@@ -18,7 +20,7 @@ bool setUpFolders(Folders& folders, MainParametri& selection, Installation insta
 // The same with the installation file beside the library.
 bool setUpFolders(Folders& folders, MainParametri& selection);
 
-// The folder table of an object, for the folder editor.
-Folders& foldersOf(Parametri& owner);
+// The folder table of an object, for the folder editor and paramcor's folder commands.
+CVLPARAMCOR_EXPORT Folders& foldersOf(Parametri& owner);
 
 }  // namespace paramcor

@@ -29,6 +29,14 @@ namespace {
 MainParametri& selection() {
     return MainParametri::instance();
 }
+
+// A user's first program speaks the login's language, when the suite has it;
+// from then on the stored language counts, whatever the login says.
+void welcomeNewUser(Translation& translation) {
+    const short language = workstation::languageOfLogin();
+    if (language != 0)
+        translation.writeLanguage(language);
+}
 }  // namespace
 
 // Each step that can fail stops the creation; the object still answers, without
@@ -36,6 +44,7 @@ MainParametri& selection() {
 Parametri::Parametri() : d(std::make_unique<Impl>()) {
     selection().setRegistryRoot(QString());
     SvuotaErrori();
+    const bool newUser = workstation::userHiveIsNew();
     if (!queryTempFolder())
         return;
     const int storeFailures = selection().storeFailures();
@@ -48,6 +57,8 @@ Parametri::Parametri() : d(std::make_unique<Impl>()) {
     selection().selectHive(Hive::CurrentUser, false);
     selection().setProgram(QString());
     selection().setSection(QString());
+    if (newUser)
+        welcomeNewUser(d->translation);
     if (!openTextDatabase())
         return;
     announceLanguage();

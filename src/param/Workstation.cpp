@@ -3,9 +3,11 @@
 #include "param/registry/MainParametri.h"
 #include "platform/SystemCalls.h"
 
+#include <CVLParamcor/Languages.h>
 #include <CVLParamcor/Platform.h>
 
 #include <QDir>
+#include <QFileInfo>
 #include <QHash>
 #include <QFile>
 #include <QProcess>
@@ -207,6 +209,20 @@ void checkRegionalSettings() {
         regionalError(QStringLiteral("Decimal and thousand separators must be different"));
     if (decimal.isEmpty())
         regionalError(QStringLiteral("Decimal separators is empty"));
+}
+
+short languageOfLogin() {
+    for (const char* variable : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+        const QString locale = qEnvironmentVariable(variable);
+        if (!locale.isEmpty())
+            return languageOfCode(locale.section(u'.', 0, 0));
+    }
+    return 0;
+}
+
+bool userHiveIsNew() {
+    const std::string file = platform().registry->location(Hive::CurrentUser);
+    return !file.empty() && !QFileInfo::exists(QString::fromStdString(file));
 }
 
 }  // namespace paramcor::workstation

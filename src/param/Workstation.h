@@ -44,6 +44,14 @@ void registerDocument(MainParametri& selection, const QString& extension, const 
 // Windows only, best effort.
 void writeLegacyLanguageFile(short language);
 
+// The suite's language the login names (LC_ALL, else LC_MESSAGES, else LANG, as
+// POSIX orders them: "de_DE.UTF-8" is German); 0 when it names none of them.
+short languageOfLogin();
+
+// True while the user's hive is still to be made by this process: a store that
+// keeps it in a file that is not there yet.
+bool userHiveIsNew();
+
 // Warns when the regional number settings would break numbers the suite writes.
 void checkRegionalSettings();
 

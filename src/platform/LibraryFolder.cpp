@@ -33,15 +33,16 @@ QString folderOfThisModule() {
 
 // The installation file lies beside the library in a build tree and on Windows. An
 // installed library lives in a library folder of its own, and its installation is
-// in the shared data folder of the same prefix.
+// in the configuration folder of the same prefix (/etc/CVLParamcor for /usr), where
+// the administrator edits it. Once that folder exists it is the installation, so a
+// removed file is reported where the administrator looks for it.
 QString installationFolder(const QString& moduleFolder) {
-    const QString file = QStringLiteral("/ParamCor.txt");
-    if (moduleFolder.isEmpty() || QFileInfo::exists(moduleFolder + file))
+    if (moduleFolder.isEmpty() || QFileInfo::exists(moduleFolder + QStringLiteral("/ParamCor.txt")))
         return moduleFolder;
     // Through the real folder: the loader may have found it by a link (/lib to /usr/lib).
     const QString installed = QDir::cleanPath(QFileInfo(moduleFolder).canonicalFilePath() +
                                               QStringLiteral("/" CVLPARAMCOR_INSTALLATION_FROM_LIBRARY));
-    return QFileInfo::exists(installed + file) ? installed : moduleFolder;
+    return QFileInfo(installed).isDir() ? installed : moduleFolder;
 }
 
 }  // namespace

@@ -19,7 +19,7 @@ TEST(ParamcorCommandLine, EveryCommandHasHelp) {
     const Outcome overview = runTool({"--help"});
     ASSERT_EQ(overview.code, 0) << overview;
     for (const QString command :
-         {"valore leggi", "valore scrivi", "percorso", "percorsi", "traduci", "chiave", "lingua", "misure",
+         {"valore leggi", "valore scrivi", "percorso", "percorso scrivi", "percorsi", "traduci", "chiave", "lingua", "misure",
           "registro elenca", "registro elimina", "registro esporta", "registro importa", "registro osserva",
           "testi esporta", "testi importa", "testi crea", "informazioni"}) {
         EXPECT_TRUE(overview.out.contains(QStringLiteral("\n  ") + command)) << command.toStdString();
@@ -51,6 +51,7 @@ TEST(ParamcorCommandLine, LinesThatCannotRunTouchNothing) {
         {{"registro", "elimina", "HKCU"}, "a whole hive cannot be deleted"},
         {{"registro", "esporta", "HKEY_USERS\\S", "x.reg"}, "is not a key"},
         {{"lingua", "16"}, "from 1 to 15"},
+        {{"lingua", "xx"}, "or the code of a named language"},
         {{"testi", "esporta", "x.po"}, "needs either --lingua N"},
         {{"testi", "importa", "--lingua", "16", "x.po"}, "from 2 to 15"},
     };

@@ -23,12 +23,16 @@ void expectRefused(const Outcome& run, int code, const QString& says) {
         << run;
 }
 
-Outcome runTool(const QStringList& arguments, const QByteArray& input) {
+Outcome runTool(const QStringList& arguments, const QByteArray& input, const QString& locale) {
     // The library's default store is the user's: keep it in a folder of the tests.
     static QTemporaryDir home;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("HOME"), home.path());
     environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home.path() + QStringLiteral("/config"));
+    // A new user's language follows the login's: the same for every run of the tests.
+    environment.remove(QStringLiteral("LC_ALL"));
+    environment.remove(QStringLiteral("LC_MESSAGES"));
+    environment.insert(QStringLiteral("LANG"), locale);
     QProcess process;
     process.setProcessEnvironment(environment);
     process.start(QStringLiteral(PARAMCOR_TOOL), arguments);

@@ -31,8 +31,10 @@ struct Outcome {
 
 std::ostream& operator<<(std::ostream& os, const Outcome& run);
 
-// The built tool with exactly these arguments; `input` is its standard input.
-Outcome runTool(const QStringList& arguments, const QByteArray& input = QByteArray());
+// The built tool with exactly these arguments; `input` is its standard input,
+// `locale` the login's LANG (no LC_ALL, no LC_MESSAGES).
+Outcome runTool(const QStringList& arguments, const QByteArray& input = QByteArray(),
+                const QString& locale = QStringLiteral("C.UTF-8"));
 
 // This exit code, nothing on standard output and one line on standard error,
 // prefixed by the tool's name, that says `says`.

@@ -69,15 +69,46 @@ TEST(ParamcorFolders, OneByAnyOfItsNamesOrAllInATable) {
     for (const QString& line : workshop.run({"percorsi"}).out.split(u'\n', Qt::SkipEmptyParts))
         cells << line.split(u' ', Qt::SkipEmptyParts).join(u' ');
     EXPECT_EQ(cells.mid(0, 1) + cells.mid(2),
-              (QStringList{"Nome Default Percorso Rif", "Wincor " + root + u' ' + root,
-                           "Testi <PROGRAM>Testi " + installation + "/Testi/ TESTI",
-                           "Disegni <WINCOR>\\Disegni " + root + "Disegni/ DISEGNI",
-                           "DXF <Disegni>\\Dxf " + root + "Disegni/Dxf/",
-                           "Archivio /srv/archivio /srv/archivio/ ARCHIVIO"}));
+              (QStringList{"Nome Default Percorso Rif Origine", "Wincor " + root + u' ' + root + " default",
+                           "Testi <PROGRAM>Testi " + installation + "/Testi/ TESTI default",
+                           "Disegni <WINCOR>\\Disegni " + root + "Disegni/ DISEGNI default",
+                           "DXF <Disegni>\\Dxf " + root + "Disegni/Dxf/ default",
+                           "Archivio /srv/archivio /srv/archivio/ ARCHIVIO default"}));
     EXPECT_TRUE(workshop.run({"percorsi", "--tutti"}).out.contains(QStringLiteral("\nCustom9 ")));
     // A location stored by hand, with Windows' separators, as the folder editor would.
     ASSERT_EQ(workshop.run({"valore", "scrivi", "", "PercorsoDXF", "String", "/srv/lavori\\dxf"}).code, 0);
     EXPECT_EQ(workshop.run({"percorso", "DXF"}).out, QStringLiteral("/srv/lavori/dxf/\n"));
+}
+
+// Moved as the folder editor moves them: a declared folder, to an existing folder,
+// in the store its kind belongs to; the folders built on it only when asked. The
+// root declared by the installation is its default.
+TEST(ParamcorFolders, MovedLikeTheFolderEditorMovesThem) {
+    const Workshop workshop(
+        "REGISTRYROOT = Corvel\r\nFOLDERS = 4\r\n"
+        "FOLDER0 = Wincor,   /srv/officina\r\n"
+        "FOLDER1 = Testi,    <PROGRAM>Testi,     TESTI\r\n"
+        "FOLDER2 = Immagini, <WINCOR>\\Immagini,  IMMAGINI\r\n"
+        "FOLDER3 = Disegni,  <WINCOR>\\Disegni,   DISEGNI\r\n"
+        "FOLDER4 = DXF,      <Disegni>\\Dxf\r\n");
+    const QString moved = QDir(workshop.path("lavori")).absolutePath();
+    ASSERT_TRUE(QDir().mkpath(moved));
+    const QString root = QStringLiteral("/srv/officina/");
+    expectRefused(workshop.run({"percorso", "scrivi", "Dwg", moved}), 1, "declares no folder \"Dwg\"");
+    expectRefused(workshop.run({"percorso", "scrivi", "Disegni", moved + "/nessuna"}), 1, "is not an existing folder");
+    expectRefused(workshop.run({"percorso", "scrivi", "Disegni", "lavori"}), 1, "is not an existing folder");
+    expectRefused(workshop.run({"percorso", "scrivi", "Immagini", moved}), 1, "give --macchina");
+    expectRefused(workshop.run({"percorso", "scrivi", "--macchina", "Disegni", moved}), 1, "takes no --macchina");
+    EXPECT_EQ(workshop.run({"percorso", "scrivi", "Disegni", moved}).out, "Disegni = " + moved + "/\n");
+    EXPECT_EQ(workshop.run({"percorso", "DXF"}).out, root + "Disegni/Dxf/\n");
+    EXPECT_EQ(workshop.run({"percorso", "scrivi", "--dipendenti", "disegni", moved + "/"}).out,
+              "DXF = " + moved + "/Dxf/\n");
+    EXPECT_EQ(workshop.run({"percorso", "scrivi", "Immagini", moved, "--macchina"}).code, 0);
+    EXPECT_EQ(workshop.run({"valore", "leggi", "--macchina", "", "PercorsoImmagini", "String"}).out, moved + "/\n");
+    QStringList sources;
+    for (const QString& line : workshop.run({"percorsi"}).out.split(u'\n', Qt::SkipEmptyParts).mid(2))
+        sources << line.section(u' ', 0, 0) + u' ' + line.section(u' ', -1);
+    EXPECT_EQ(sources, (QStringList{"Wincor default", "Testi default", "Immagini macchina", "Disegni utente", "DXF utente"}));
 }
 
 // The first command delivers the texts; the language is the user's unless an
@@ -90,6 +121,8 @@ TEST(ParamcorTexts, TranslatedByWordingOrKeyInTheUsersLanguage) {
     EXPECT_EQ(workshop.run({"traduci", text[2]}).out, text[3] + u'\n');
     EXPECT_EQ(workshop.run({"chiave", "--lingua", "2", text[0], text[1]}).out, text[4] + u'\n');
     EXPECT_EQ(workshop.run({"lingua"}).out, QStringLiteral("3 Deutsch\n"));
+    EXPECT_EQ(workshop.run({"lingua", "pt-BR"}).out, QStringLiteral("6 Português\n"));
+    EXPECT_EQ(workshop.run({"lingua", "DE"}).out, QStringLiteral("3 Deutsch\n"));
     EXPECT_TRUE(workshop.run({"--help"}).out.startsWith(QStringLiteral("Aufruf: paramcor BEFEHL")));
     EXPECT_EQ(workshop.run({"traduci", "Una frase che non c'è"}).out, QStringLiteral("Una frase che non c'è\n"));
     EXPECT_FALSE(QFileInfo::exists(workshop.installation() + QStringLiteral("/Testi/CvlTrad.mdb")));
@@ -97,6 +130,20 @@ TEST(ParamcorTexts, TranslatedByWordingOrKeyInTheUsersLanguage) {
     query(workshop.userTexts(), "UPDATE Testi SET Testo_02 = ?1 WHERE Programma = 'PARAM' AND Progressivo = '02_VAL'",
           {QStringLiteral("$   USD")});
     EXPECT_TRUE(workshop.run({"misure", "--lingua", "2"}).out.contains(QStringLiteral("USD, symbol $")));
+}
+
+// The login's language counts once, when the user's settings are made; a login
+// that names no language of the suite leaves the usual default.
+TEST(ParamcorTexts, ANewUserSpeaksTheLanguageOfTheLogin) {
+    const Workshop german({}, true);
+    const QStringList line{"--registro", german.registry(), "--installazione", german.installation(), "lingua"};
+    EXPECT_EQ(runTool(line, {}, QStringLiteral("de_DE.UTF-8")).out, QStringLiteral("3 Deutsch\n"));
+    EXPECT_EQ(runTool(line, {}, QStringLiteral("fr_FR.UTF-8")).out, QStringLiteral("3 Deutsch\n"));
+    const Workshop elsewhere({}, true);
+    EXPECT_EQ(runTool({"--registro", elsewhere.registry(), "--installazione", elsewhere.installation(), "lingua"}, {},
+                      QStringLiteral("ja_JP.UTF-8"))
+                  .out,
+              QStringLiteral("1 Italiano\n"));
 }
 
 }  // namespace

@@ -61,6 +61,7 @@ const QList<Option>& options() {
         {"modello", 0, nullptr,
          "instead, the template (.pot) with every msgstr empty, from which translators start a new language"},
         {"per-alveare", 0, nullptr, "imports each hive whole on its own"},
+        {"dipendenti", 0, nullptr, "the folders whose default is built on it move along"},
     };
     return table;
 }
@@ -95,6 +96,13 @@ const QList<Command>& commands() {
          "number with a point for decimals, True or False, a text of at most 255 characters.",
          writeValue,
          "ScriviParametro"},
+        {{"percorso", "scrivi"},
+         {{"NOME"}, {"PERCORSO", Complete::Folder}},
+         {"macchina", "dipendenti"},
+         "Moves one of the suite's folders to PERCORSO, an existing folder, as the folder editor does.",
+         "The folders of the machine (Wincor, Immagini, Utensili, ...) are every user's and need\n"
+         "--macchina, which only an operator of the suite may give; the others are the user's own.",
+         writeFolder},
         {{"percorso"},
          {{"NOME"}},
          {"json"},
@@ -106,7 +114,7 @@ const QList<Command>& commands() {
         {{"percorsi"},
          {},
          {"tutti", "json"},
-         "Lists the folder table: name, default as declared, current location, reference.",
+         "Lists the folders: name, default as declared, location, reference, source of the location.",
          "",
          listFolders,
          nullptr,
@@ -128,9 +136,9 @@ const QList<Command>& commands() {
          nullptr,
          true},
         {{"lingua"},
-         {{"[N]", Complete::Words, kLanguageNumbers}},
+         {{"[N|CODICE]", Complete::Words, kLanguageNumbers}},
          {"json"},
-         "Prints the current language, or makes N the language of every program of the user.",
+         "Prints the current language, or makes N or CODICE (\"de\", \"pt-BR\") the user's language.",
          "",
          language,
          "Lingua",
@@ -239,8 +247,13 @@ const Option* findLetter(QChar letter) {
 
 QStringList groups() {
     QStringList names;
+    // "percorso scrivi" stands beside "percorso NOME" without making "percorso" a group.
+    QStringList single;
     for (const Command& command : commands())
-        if (command.name.size() > 1 && !names.contains(command.name.first()))
+        if (command.name.size() == 1)
+            single << command.name.first();
+    for (const Command& command : commands())
+        if (command.name.size() > 1 && !names.contains(command.name.first()) && !single.contains(command.name.first()))
             names << command.name.first();
     return names;
 }

@@ -17,6 +17,7 @@ int writeValue(Session& session, const Arguments& arguments, const QStringList& 
 // FolderCommands.cpp
 int showFolder(Session& session, const Arguments& arguments, const QStringList& operands);
 int listFolders(Session& session, const Arguments& arguments, const QStringList& operands);
+int writeFolder(Session& session, const Arguments& arguments, const QStringList& operands);
 
 // LanguageCommands.cpp
 int translate(Session& session, const Arguments& arguments, const QStringList& operands);

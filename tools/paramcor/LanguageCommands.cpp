@@ -69,9 +69,22 @@ int translateKey(Session& session, const Arguments& arguments, const QStringList
     return 0;
 }
 
+// A language given by its number or by its code ("de", "pt-BR").
+static short languageGiven(const QString& text) {
+    bool number = false;
+    text.trimmed().toInt(&number);
+    if (number)
+        return static_cast<short>(parseNumber(text, 1, kLanguages, tr("the language")));
+    const short byCode = languageOfCode(text.trimmed());
+    if (byCode == 0)
+        throw UsageError(tr("the language must be a number from 1 to %1 or the code of a named language, not \"%2\"")
+                             .arg(kLanguages)
+                             .arg(text));
+    return byCode;
+}
+
 int language(Session& session, const Arguments& arguments, const QStringList& operands) {
-    const short wanted =
-        operands.isEmpty() ? 0 : static_cast<short>(parseNumber(operands[0], 1, kLanguages, tr("the language")));
+    const short wanted = operands.isEmpty() ? 0 : languageGiven(operands[0]);
     if (wanted == 0)
         session.forbidWrites();  // a read writes nothing
     Parametri& par = session.parametri();
