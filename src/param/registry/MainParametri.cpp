@@ -101,8 +101,12 @@ void MainParametri::OpenKey() {
         if (result != regerr::Success)
             openKey_ = 0;
         ReportApiError(result, QStringLiteral("RegOpenKeyEx"));
+        // A key that does not exist where we may not create it reads as an empty,
+        // read-only key: a machine store nobody has set up yet, or a key only the
+        // suite's operators may add. Nothing is wrong with the caller's request.
+        emptyKey_ = openKey_ == 0 && created == regerr::AccessDenied && result == regerr::FileNotFound;
     }
-    if (openKey_ == 0) {
+    if (openKey_ == 0 && !emptyKey_) {
         message(QStringLiteral("Error opening key ") + path, mb::OkOnly);
         reportStoreProblem(store);
     }
@@ -118,6 +122,7 @@ void MainParametri::reportStoreProblem(RegistryStore& store) {
 }
 
 void MainParametri::CloseKey() {
+    emptyKey_ = false;
     if (openKey_ == 0)
         return;
     const long result = platform().registry->closeKey(openKey_);

@@ -34,7 +34,7 @@ public:
     bool reportErrors() const { return reportErrors_; }
     int depth() const { return depth_; }
     KeyHandle openKey() const { return openKey_; }
-    bool keyOpen() const { return openKey_ != 0; }
+    bool keyOpen() const { return openKey_ != 0 || emptyKey_; }
 
     void setProgram(const QString& program);  // also clears section and the no-maker-root flag
     void setSection(const QString& section) { section_ = section; }
@@ -84,6 +84,7 @@ private:
     bool noMakerRoot_ = false;
     QString registryRoot_;
     KeyHandle openKey_ = 0;
+    bool emptyKey_ = false;  // no key open, but reads find nothing and writes are refused
     bool debugMode_ = false;
     bool skipDefaultWrite_ = false;
     bool reportErrors_ = false;
