@@ -113,19 +113,20 @@ void MainParametri::OpenKey() {
     const std::string& nativePath = nativeKeyPath();
     RegistryStore& store = *platform().registry;
     const long created = store.createKey(hive_, nativePath, &openKey_);
-    long opened = created;
     if (created != regerr::Success) {
         // A store we may not write (the machine's, for a user) can still be read.
         openKey_ = 0;
-        opened = store.openKey(hive_, nativePath, &openKey_);
-        if (opened != regerr::Success)
+        const long result = store.openKey(hive_, nativePath, &openKey_);
+        if (result != regerr::Success)
             openKey_ = 0;
-        ReportApiError(opened, QStringLiteral("RegOpenKeyEx"));
+        ReportApiError(result, QStringLiteral("RegOpenKeyEx"));
+        // A key that does not exist where we may not create it reads as an empty,
+        // read-only key: a machine store nobody has set up yet, or a key only the
+        // suite's operators may add. Nothing is wrong with the caller's request.
+        emptyKey_ = openKey_ == 0 && created == regerr::AccessDenied && result == regerr::FileNotFound;
     }
-    if (openKey_ == 0) {
-        // A key merely missing where it may not be made is no fault of the store.
-        if (created != regerr::AccessDenied || opened != regerr::FileNotFound)
-            ++storeFailures_;
+    if (openKey_ == 0 && !emptyKey_) {
+        ++storeFailures_;
         message(QStringLiteral("Error opening key ") + ComposeKeyPath(), mb::OkOnly);
         reportStoreProblem(store);
     }
@@ -141,6 +142,7 @@ void MainParametri::reportStoreProblem(RegistryStore& store) {
 }
 
 void MainParametri::CloseKey() {
+    emptyKey_ = false;
     if (openKey_ == 0)
         return;
     const long result = platform().registry->closeKey(openKey_);

@@ -35,7 +35,7 @@ public:
     bool reportErrors() const { return reportErrors_; }
     int depth() const { return depth_; }
     KeyHandle openKey() const { return openKey_; }
-    bool keyOpen() const { return openKey_ != 0; }
+    bool keyOpen() const { return openKey_ != 0 || emptyKey_; }
     // Keys that could not be opened for a reason other than their absence, since
     // the process started: a caller compares the count before and after a step.
     int storeFailures() const { return storeFailures_; }
@@ -92,7 +92,8 @@ private:
     bool noMakerRoot_ = false;
     QString registryRoot_;
     KeyHandle openKey_ = 0;
-    int storeFailures_ = 0;
+    bool emptyKey_ = false;
+    int storeFailures_ = 0;  // no key open, but reads find nothing and writes are refused
     bool debugMode_ = false;
     bool skipDefaultWrite_ = false;
     bool reportErrors_ = false;
@@ -100,7 +101,6 @@ private:
     std::array<Hive, kStackSlots> savedHives_{};
     std::array<QString, kStackSlots> savedPrograms_;
     std::array<QString, kStackSlots> savedSections_;
-    std::set<std::string> storeProblemsTold_;  // each named once per process
 
     struct ComposedPath {
         QString registryRoot, program, section;
@@ -108,6 +108,7 @@ private:
         bool valid = false;
         std::string path;
     };
+    std::set<std::string> storeProblemsTold_;  // each named once per process
     mutable ComposedPath composed_;
     mutable std::vector<std::uint8_t> readBuffer_;  // kept between reads, so no read allocates it
 };
