@@ -35,7 +35,7 @@ MainParametri& selection() {
 void welcomeNewUser(Translation& translation) {
     const short language = workstation::languageOfLogin();
     if (language != 0)
-        translation.writeLanguage(language);
+        translation.welcome(language);
 }
 }  // namespace
 

@@ -67,7 +67,7 @@ short Translation::readLanguage(QString& stored) {
     {
         const SelectionScope scope(selection_);
         selection_.selectHive(Hive::CurrentUser, false);
-        stored = selection_.ReadValue(QStringLiteral("Lingua"), QStringLiteral("1")).toString();
+        stored = selection_.ReadValue(QStringLiteral("Lingua"), missingLanguage_).toString();
     }
     const double number = roundHalfEven(leadingNumber(stored));
     const short language = number < 1 || number > 32767 ? 3 : static_cast<short>(number);
@@ -80,6 +80,11 @@ void Translation::writeLanguage(short language) {
     const SelectionScope scope(selection_);
     selection_.selectHive(Hive::CurrentUser, false);
     selection_.WriteValue(QStringLiteral("Lingua"), QString::number(language));
+}
+
+void Translation::welcome(short language) {
+    missingLanguage_ = QString::number(language);
+    writeLanguage(language);
 }
 
 void Translation::refreshAfterQuiet() {

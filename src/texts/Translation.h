@@ -39,6 +39,9 @@ public:
     // The language: read from the store (fallback 3) or written to it.
     short readLanguage();
     void writeLanguage(short language);
+    // A new user's first language, from the login: stored, and the answer while
+    // nothing is stored (a first program that may not write, such as a reading tool).
+    void welcome(short language);
 
     static QString TogliCaratteri(const QString& Testo, const QString& Caratteri);
 
@@ -71,6 +74,7 @@ private:
     TextDatabase& texts_;
     MainParametri& selection_;
     const QString& tempFolder_;
+    QString missingLanguage_ = QStringLiteral("1");  // the language when none is stored
     bool debug_ = false;
     bool suspended_ = false;  // the database failed in this burst
     bool reported_ = false;

@@ -137,7 +137,12 @@ TEST(ParamcorTexts, TranslatedByWordingOrKeyInTheUsersLanguage) {
 TEST(ParamcorTexts, ANewUserSpeaksTheLanguageOfTheLogin) {
     const Workshop german({}, true);
     const QStringList line{"--registro", german.registry(), "--installazione", german.installation(), "lingua"};
+    // A reading command stores nothing, but already speaks the login's language;
+    // the first command that writes keeps it.
     EXPECT_EQ(runTool(line, {}, QStringLiteral("de_DE.UTF-8")).out, QStringLiteral("3 Deutsch\n"));
+    EXPECT_EQ(runTool(line, {}, QStringLiteral("fr_FR.UTF-8")).out, QStringLiteral("4 Français\n"));
+    QStringList write = line.mid(0, 4) + QStringList{"valore", "scrivi", "Prova", "Avvio", "Long", "1"};
+    EXPECT_EQ(runTool(write, {}, QStringLiteral("de_DE.UTF-8")).code, 0);
     EXPECT_EQ(runTool(line, {}, QStringLiteral("fr_FR.UTF-8")).out, QStringLiteral("3 Deutsch\n"));
     const Workshop elsewhere({}, true);
     EXPECT_EQ(runTool({"--registro", elsewhere.registry(), "--installazione", elsewhere.installation(), "lingua"}, {},
