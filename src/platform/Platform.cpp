@@ -4,6 +4,8 @@
 #include "platform/PlatformReplaced.h"
 #include "platform/RegisteredWindows.h"
 #include "platform/SystemCalls.h"
+#include "store/PostgresRegistryStore.h"
+#include "store/StationRegistryStore.h"
 
 #include <QCoreApplication>
 #include <QStandardPaths>
@@ -148,8 +150,13 @@ std::shared_ptr<RegistryStore> defaultRegistryStore(const SqliteRegistryStore::O
     SqliteRegistryStore::Options withNotice = options;
     if (!withNotice.refused)
         withNotice.refused = machineStoreOptions().refused;
-    return std::make_shared<SqliteRegistryStore>(userFolder.toStdString(), std::string("/var/lib/CVLParamcor"),
-                                                 withNotice);
+    auto local = std::make_shared<SqliteRegistryStore>(userFolder.toStdString(), std::string("/var/lib/CVLParamcor"),
+                                                       withNotice);
+    // A station of a shop keeps its machine settings on the shop's server.
+    const std::string shop = shopConnection();
+    if (shop.empty())
+        return local;
+    return std::make_shared<StationRegistryStore>(local, std::make_shared<PostgresRegistryStore>(shop));
 }
 
 SqliteRegistryStore::Options machineStoreOptions() {

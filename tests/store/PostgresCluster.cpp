@@ -1,17 +1,29 @@
 #include "PostgresCluster.h"
 
-#include "StoreTesting.h"
-
 #include <libpq-fe.h>
 
 #include <pwd.h>
 #include <unistd.h>
 
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
 
 namespace paramcor::test {
 
 namespace {
+
+namespace fs = std::filesystem;
+
+std::string fileBytes(const fs::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+fs::path newFolder() {
+    std::string name = (fs::temp_directory_path() / "cvlparamcor-postgres-XXXXXX").string();
+    return ::mkdtemp(name.data()) ? fs::path(name) : fs::path();
+}
 
 // The newest server installed the Debian way.
 std::string serverPrograms() {
@@ -31,13 +43,16 @@ std::string serverPrograms() {
 
 }  // namespace
 
-PostgresCluster::PostgresCluster() : folder_(uniqueTempPath("postgres")) {
+PostgresCluster::PostgresCluster() : folder_(newFolder()) {
     programs_ = serverPrograms();
     if (programs_.empty()) {
         why_ = "no PostgreSQL server is installed (/usr/lib/postgresql/*/bin/initdb): install postgresql-15";
         return;
     }
-    fs::create_directories(folder_);
+    if (folder_.empty()) {
+        why_ = "no temporary folder for the cluster";
+        return;
+    }
     if (::geteuid() == 0) {
         const passwd* user = ::getpwnam("postgres");
         if (!user)
@@ -61,7 +76,8 @@ PostgresCluster::~PostgresCluster() {
     if (running_)
         stop();
     std::error_code ignored;
-    fs::remove_all(folder_, ignored);
+    if (!folder_.empty())
+        fs::remove_all(folder_, ignored);
 }
 
 bool PostgresCluster::run(const std::string& command) {

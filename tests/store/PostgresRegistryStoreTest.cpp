@@ -5,6 +5,13 @@
 #include "StoreTesting.h"
 
 #include "PostgresRegistryStore.h"
+#include "StationRegistryStore.h"
+
+#include <CVLParamcor/SqliteRegistryStore.h>
+
+#include <algorithm>
+#include <memory>
+#include <vector>
 
 namespace paramcor::test {
 
@@ -38,8 +45,24 @@ void emptyShop() {
     EXPECT_EQ(PostgresRegistryStore::prepareDatabase(cluster->conninfo()), "");
 }
 
+// A station of the shop: its machine hive on the server, the others in its own files.
+StoreUnderTest stationStore() {
+    const auto root = std::make_shared<fs::path>(uniqueTempPath("station"));
+    return {"Station",
+            [root]() -> std::unique_ptr<RegistryStore> {
+                return std::make_unique<StationRegistryStore>(
+                    std::make_shared<SqliteRegistryStore>(root->string()),
+                    std::make_shared<PostgresRegistryStore>(cluster->conninfo()));
+            },
+            [root](const std::string&) {
+                emptyShop();
+                fs::remove_all(*root);
+            }};
+}
+
 INSTANTIATE_TEST_SUITE_P(Postgres, RegistryStoreConformance,
-                         ::testing::Values(StoreUnderTest{"Shop", shopStore, [](const std::string&) { emptyShop(); }}),
+                         ::testing::Values(StoreUnderTest{"Shop", shopStore, [](const std::string&) { emptyShop(); }},
+                                           stationStore()),
                          [](const auto& info) { return info.param.name; });
 
 constexpr char kImport[] = "SOFTWARE\\CVLParamcorTest\\Import";
@@ -59,6 +82,35 @@ protected:
 };
 
 }  // namespace
+
+TEST_F(PostgresRegistryStoreTest, TheStationsMachineHiveIsOnTheServerAndTheUsersHivesAtHome) {
+    TempFolder home("home");
+    const auto local = std::make_shared<SqliteRegistryStore>(home.str());
+    StationRegistryStore station(local, std::make_shared<PostgresRegistryStore>(cluster->conninfo()));
+    for (const Hive hive : {Hive::LocalMachine, Hive::CurrentUser})
+        put(station, create(station, kImport, hive), "v", regtype::Dword, dword(static_cast<std::uint32_t>(hive)));
+    PostgresRegistryStore shop(cluster->conninfo());
+    EXPECT_EQ(read(shop, open(shop, kImport, Hive::LocalMachine), "v").data, dword(0x80000002u));
+    EXPECT_EQ(tryOpen(shop, kImport, Hive::CurrentUser), regerr::FileNotFound);
+    EXPECT_EQ(read(*local, open(*local, kImport, Hive::CurrentUser), "v").data, dword(0x80000001u));
+    EXPECT_EQ(tryOpen(*local, kImport, Hive::LocalMachine), regerr::FileNotFound);
+    const std::string machine = station.location(Hive::LocalMachine);
+    EXPECT_TRUE(machine.starts_with("PostgreSQL /") && machine.ends_with(":5432/postgres")) << machine;
+    EXPECT_EQ(station.location(Hive::CurrentUser), local->hiveFile(Hive::CurrentUser));
+
+    // What negozio.conf names: a service, or a connection string; nothing when absent.
+    const fs::path conf = home.path() / "negozio.conf";
+    const std::pair<std::string, std::string> files[] = {
+        {"# the shop\n\n  officina  \n", "service=officina"},
+        {"host=server.shop dbname=paramcor\nignored\n", "host=server.shop dbname=paramcor"},
+        {"# nothing\n", ""},
+    };
+    for (const auto& [content, connection] : files) {
+        writeFile(conf, content);
+        EXPECT_EQ(shopConnection(conf.string()), connection) << content;
+    }
+    EXPECT_EQ(shopConnection((home.path() / "absent.conf").string()), "");
+}
 
 TEST_F(PostgresRegistryStoreTest, BatchesAreWholeOnTheServerEvenWhenTheStationDies) {
     PostgresRegistryStore store(cluster->conninfo());
@@ -105,6 +157,40 @@ TEST_F(PostgresRegistryStoreTest, BatchesAreWholeOnTheServerEvenWhenTheStationDi
     }  // SIGKILL
     EXPECT_EQ(valueCount(other, killed), -1);
     EXPECT_EQ(valueCount(other, kImport), 10);
+}
+
+TEST_F(PostgresRegistryStoreTest, StationsWritingAtOnceLoseNothingAcknowledged) {
+    // Twenty stations create the same keys at once and write to a shared key and to
+    // their own; a station tells, by its exit code, how many writes were not acknowledged.
+    constexpr std::uint32_t kStations = 20;
+    constexpr std::uint32_t kWrites = 100;
+    const std::string shared = std::string(kImport) + "\\Shared\\Deep";
+    std::vector<std::unique_ptr<Child>> stations;
+    for (std::uint32_t s = 0; s < kStations; ++s)
+        stations.push_back(std::make_unique<Child>([&shared, s](Child&) {
+            PostgresRegistryStore own(cluster->conninfo());
+            int refused = 0;
+            KeyHandle common = 0;
+            KeyHandle mine = 0;
+            if (own.createKey(Hive::LocalMachine, shared, &common) != regerr::Success ||
+                own.createKey(Hive::LocalMachine, shared + numbered("\\Station", s), &mine) != regerr::Success)
+                return 255;
+            for (std::uint32_t w = 0; w < kWrites; ++w) {
+                refused += own.setValue(common, numbered(numbered("s", s) + "w", w), regtype::Dword, dword(w)) != 0;
+                refused += own.setValue(mine, "last", regtype::Dword, dword(w)) != 0;
+            }
+            return std::min(refused, 254);
+        }));
+    for (auto& station : stations)
+        ASSERT_TRUE(station->go());
+    for (auto& station : stations)
+        EXPECT_EQ(station->exitCode(), 0);
+    PostgresRegistryStore store(cluster->conninfo());
+    EXPECT_EQ(valueCount(store, shared), static_cast<long>(kStations * kWrites));
+    EXPECT_EQ(names(listed(store, open(store, shared, Hive::LocalMachine), false)).size(), kStations);
+    for (std::uint32_t s = 0; s < kStations; ++s)
+        EXPECT_EQ(read(store, open(store, shared + numbered("\\Station", s), Hive::LocalMachine), "last").data,
+                  dword(kWrites - 1));
 }
 
 TEST_F(PostgresRegistryStoreTest, WhatTheServerRefusesIsNamed) {
