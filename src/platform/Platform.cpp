@@ -156,7 +156,8 @@ std::shared_ptr<RegistryStore> defaultRegistryStore(const SqliteRegistryStore::O
     const std::string shop = shopConnection();
     if (shop.empty())
         return local;
-    return std::make_shared<StationRegistryStore>(local, std::make_shared<PostgresRegistryStore>(shop));
+    const std::string changes = userFolder.toStdString() + "/HKEY_LOCAL_MACHINE-shop-changes";
+    return std::make_shared<StationRegistryStore>(local, std::make_shared<PostgresRegistryStore>(shop, changes));
 }
 
 SqliteRegistryStore::Options machineStoreOptions() {

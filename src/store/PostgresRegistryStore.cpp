@@ -8,6 +8,7 @@
 #include "KeyPaths.h"
 #include "NameFolding.h"
 #include "PgLink.h"
+#include "ShopChanges.h"
 
 #include <cstdlib>
 #include <limits>
@@ -40,6 +41,15 @@ CREATE TABLE IF NOT EXISTS paramcor_values(
     type bigint NOT NULL,
     data bytea NOT NULL);
 CREATE UNIQUE INDEX IF NOT EXISTS paramcor_value_names ON paramcor_values(key, sha256(folded));
+CREATE OR REPLACE FUNCTION paramcor_announce() RETURNS trigger LANGUAGE plpgsql AS $$
+BEGIN
+    PERFORM pg_notify('paramcor_changes', '');
+    RETURN NULL;
+END $$;
+CREATE OR REPLACE TRIGGER paramcor_keys_changed AFTER INSERT OR UPDATE OR DELETE OR TRUNCATE ON paramcor_keys
+    FOR EACH STATEMENT EXECUTE FUNCTION paramcor_announce();
+CREATE OR REPLACE TRIGGER paramcor_values_changed AFTER INSERT OR UPDATE OR DELETE OR TRUNCATE ON paramcor_values
+    FOR EACH STATEMENT EXECUTE FUNCTION paramcor_announce();
 INSERT INTO paramcor_keys(hive, parent, folded_path, name, folded_name)
     VALUES (0, NULL, '', '', ''), (1, NULL, '', '', ''), (2, NULL, '', '', '')
     ON CONFLICT DO NOTHING;
@@ -260,6 +270,8 @@ struct PostgresRegistryStore::Impl {
     }
 
     std::string conninfo;
+    std::string changeFile;
+    std::unique_ptr<store::ShopChanges> changes;  // listening from the first call of changeFile()
     std::mutex mutex;
     HiveLink hives[kHives];
     std::map<KeyHandle, OpenKey> handles;
@@ -267,6 +279,11 @@ struct PostgresRegistryStore::Impl {
 };
 
 PostgresRegistryStore::PostgresRegistryStore(const std::string& conninfo) : d(std::make_unique<Impl>(conninfo)) {}
+
+PostgresRegistryStore::PostgresRegistryStore(const std::string& conninfo, const std::string& changeFile)
+    : PostgresRegistryStore(conninfo) {
+    d->changeFile = changeFile;
+}
 
 PostgresRegistryStore::~PostgresRegistryStore() = default;
 
@@ -475,6 +492,15 @@ long PostgresRegistryStore::abortBatch(Hive hive) {
     h.batch = false;
     h.batchLost = false;
     return regerr::Success;
+}
+
+std::string PostgresRegistryStore::changeFile(Hive hive) const {
+    if (d->changeFile.empty() || hiveNumber(hive) < 0)
+        return std::string();
+    const std::lock_guard lock(d->mutex);
+    if (!d->changes)
+        d->changes = std::make_unique<store::ShopChanges>(d->conninfo, d->changeFile);
+    return d->changeFile;
 }
 
 std::string PostgresRegistryStore::diagnostic(Hive hive) {

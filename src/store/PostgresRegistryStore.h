@@ -20,6 +20,10 @@ namespace paramcor {
 class PostgresRegistryStore final : public RegistryStore {
 public:
     explicit PostgresRegistryStore(const std::string& conninfo);
+    // With a change file: its time is set whenever any station commits a change to
+    // the shop, by a thread that listens to the server's announcements from the
+    // first call of changeFile() on.
+    PostgresRegistryStore(const std::string& conninfo, const std::string& changeFile);
     ~PostgresRegistryStore() override;
 
     PostgresRegistryStore(const PostgresRegistryStore&) = delete;
@@ -44,6 +48,7 @@ public:
     long beginBatch(Hive hive) override;
     long commitBatch(Hive hive) override;
     long abortBatch(Hive hive) override;
+    std::string changeFile(Hive hive) const override;
     std::string diagnostic(Hive hive) override;
     std::string location(Hive hive) const override;
 

@@ -10,6 +10,8 @@
 #include <CVLParamcor/SqliteRegistryStore.h>
 
 #include <algorithm>
+#include <chrono>
+#include <thread>
 #include <memory>
 #include <vector>
 
@@ -74,6 +76,17 @@ long valueCount(RegistryStore& store, const std::string& path) {
     const auto count = static_cast<long>(listed(store, key, true).size());
     store.closeKey(key);
     return count;
+}
+
+// Whether a file's time moves from `before` within a few seconds.
+bool timeMoves(const fs::path& file, fs::file_time_type before) {
+    for (int i = 0; i < 500; ++i) {
+        std::error_code absent;
+        if (fs::last_write_time(file, absent) != before && !absent)
+            return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return false;
 }
 
 class PostgresRegistryStoreTest : public ::testing::Test {
@@ -191,6 +204,37 @@ TEST_F(PostgresRegistryStoreTest, StationsWritingAtOnceLoseNothingAcknowledged) 
     for (std::uint32_t s = 0; s < kStations; ++s)
         EXPECT_EQ(read(store, open(store, shared + numbered("\\Station", s), Hive::LocalMachine), "last").data,
                   dword(kWrites - 1));
+}
+
+TEST_F(PostgresRegistryStoreTest, OtherStationsChangesAreToldThroughTheChangeFile) {
+    TempFolder home("changes");
+    const fs::path file = home.path() / "shop-changes";
+    PostgresRegistryStore listening(cluster->conninfo(), file.string());
+    PostgresRegistryStore other(cluster->conninfo());
+    EXPECT_EQ(other.changeFile(Hive::LocalMachine), "");
+    ASSERT_EQ(listening.changeFile(Hive::LocalMachine), file.string());
+    ASSERT_TRUE(timeMoves(file, {}));  // made once it listens
+    EXPECT_EQ(modeOf(file), 0600u);
+    const KeyHandle key = create(other, kImport, Hive::LocalMachine);
+    // Told at each commit, not before it.
+    for (const bool batch : {false, true}) {
+        const auto before = fs::last_write_time(file);
+        if (batch) {
+            ASSERT_EQ(other.beginBatch(Hive::LocalMachine), regerr::Success);
+        }
+        put(other, key, "v", regtype::Dword, dword(batch));
+        if (batch) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(200));
+            EXPECT_EQ(fs::last_write_time(file), before) << "before the commit";
+            ASSERT_EQ(other.commitBatch(Hive::LocalMachine), regerr::Success);
+        }
+        EXPECT_TRUE(timeMoves(file, before)) << batch;
+    }
+    // And once more when the server comes back: what changed meanwhile is to be read anew.
+    ASSERT_TRUE(cluster->stop());
+    const auto before = fs::last_write_time(file);
+    ASSERT_TRUE(cluster->start());
+    EXPECT_TRUE(timeMoves(file, before));
 }
 
 TEST_F(PostgresRegistryStoreTest, WhatTheServerRefusesIsNamed) {
