@@ -10,6 +10,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include <poll.h>
+#include <sys/inotify.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -33,10 +35,15 @@ struct Stores {
         }
         shop = std::make_unique<PostgresRegistryStore>(cluster.conninfo());
         sqlite = std::make_unique<SqliteRegistryStore>((folder / "registry").string());
+        // Another station, and another program of this one, that hear of the changes.
+        shopListener = std::make_unique<PostgresRegistryStore>(cluster.conninfo(), (folder / "shop-changes").string());
+        sqliteListener = std::make_unique<SqliteRegistryStore>((folder / "registry").string());
     }
     ~Stores() {
         shop.reset();
         sqlite.reset();
+        shopListener.reset();
+        sqliteListener.reset();
         std::filesystem::remove_all(folder);
     }
     test::PostgresCluster cluster;
@@ -44,6 +51,8 @@ struct Stores {
         std::filesystem::temp_directory_path() / ("cvlparamcor-shop-bench-" + std::to_string(::getpid()));
     std::unique_ptr<RegistryStore> shop;
     std::unique_ptr<RegistryStore> sqlite;
+    std::unique_ptr<RegistryStore> shopListener;
+    std::unique_ptr<RegistryStore> sqliteListener;
 };
 
 Stores& stores() {
@@ -96,6 +105,36 @@ void Write(benchmark::State& state) {
     });
 }
 BENCHMARK(Write)->ArgName("shop")->Arg(0)->Arg(1);
+
+// From a write at one store to the time of another's change file being set, as a
+// program that waits on the file hears it (inotify).
+void Push(benchmark::State& state) {
+    RegistryStore* store = storeOf(state);
+    RegistryStore* listener = state.range(0) == 0 ? stores().sqliteListener.get() : stores().shopListener.get();
+    if (!store || !listener)
+        return state.SkipWithError("no PostgreSQL cluster");
+    StoreKey key(*store);
+    key.create(Hive::LocalMachine, kKey);
+    store->setValue(key.handle(), "Pushed", regtype::Dword, {0, 0, 0, 0});
+    const std::string file = listener->changeFile(Hive::LocalMachine);
+    for (int i = 0; i < 500 && !std::filesystem::exists(file); ++i)
+        ::usleep(10000);
+    const int watch = ::inotify_init1(IN_CLOEXEC);
+    if (watch < 0 || ::inotify_add_watch(watch, file.c_str(), IN_ATTRIB | IN_MODIFY) < 0)
+        return state.SkipWithError("cannot watch the change file");
+    char events[4096];
+    std::uint8_t n = 0;
+    timed(state, [&] {
+        pollfd fd{watch, POLLIN, 0};
+        while (::poll(&fd, 1, 0) == 1)  // what the last write still told
+            benchmark::DoNotOptimize(::read(watch, events, sizeof events));
+        store->setValue(key.handle(), "Pushed", regtype::Dword, {++n, 0, 0, 0});
+        if (::poll(&fd, 1, 5000) == 1)
+            benchmark::DoNotOptimize(::read(watch, events, sizeof events));
+    });
+    ::close(watch);
+}
+BENCHMARK(Push)->ArgName("shop")->Arg(0)->Arg(1)->Iterations(1000);
 
 }  // namespace
 
