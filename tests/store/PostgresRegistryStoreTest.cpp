@@ -215,21 +215,23 @@ TEST_F(PostgresRegistryStoreTest, OtherStationsChangesAreToldThroughTheChangeFil
     ASSERT_EQ(listening.changeFile(Hive::LocalMachine), file.string());
     ASSERT_TRUE(timeMoves(file, {}));  // made once it listens
     EXPECT_EQ(modeOf(file), 0600u);
-    const KeyHandle key = create(other, kImport, Hive::LocalMachine);
-    // Told at each commit, not before it.
-    for (const bool batch : {false, true}) {
+    // Told at each commit, one after the other, and not before the commit.
+    const auto told = [&file](const std::function<void()>& change) {
         const auto before = fs::last_write_time(file);
-        if (batch) {
-            ASSERT_EQ(other.beginBatch(Hive::LocalMachine), regerr::Success);
-        }
-        put(other, key, "v", regtype::Dword, dword(batch));
-        if (batch) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(200));
-            EXPECT_EQ(fs::last_write_time(file), before) << "before the commit";
-            ASSERT_EQ(other.commitBatch(Hive::LocalMachine), regerr::Success);
-        }
-        EXPECT_TRUE(timeMoves(file, before)) << batch;
-    }
+        change();
+        return timeMoves(file, before);
+    };
+    KeyHandle key = 0;
+    EXPECT_TRUE(told([&] { key = create(other, kImport, Hive::LocalMachine); }));
+    EXPECT_TRUE(told([&] { put(other, key, "v", regtype::Dword, dword(1)); }));
+    EXPECT_TRUE(told([&] {
+        ASSERT_EQ(other.beginBatch(Hive::LocalMachine), regerr::Success);
+        const auto before = fs::last_write_time(file);
+        put(other, key, "v", regtype::Dword, dword(2));
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        EXPECT_EQ(fs::last_write_time(file), before) << "before the commit";
+        ASSERT_EQ(other.commitBatch(Hive::LocalMachine), regerr::Success);
+    }));
     // And once more when the server comes back: what changed meanwhile is to be read anew.
     ASSERT_TRUE(cluster->stop());
     const auto before = fs::last_write_time(file);
