@@ -5,6 +5,7 @@
 #include "platform/RegisteredWindows.h"
 #include "platform/SystemCalls.h"
 #include "store/PostgresRegistryStore.h"
+#include "store/ShopCopy.h"
 #include "store/StationRegistryStore.h"
 
 #include <QCoreApplication>
@@ -156,8 +157,11 @@ std::shared_ptr<RegistryStore> defaultRegistryStore(const SqliteRegistryStore::O
     const std::string shop = shopConnection();
     if (shop.empty())
         return local;
-    const std::string changes = userFolder.toStdString() + "/HKEY_LOCAL_MACHINE-shop-changes";
-    return std::make_shared<StationRegistryStore>(local, std::make_shared<PostgresRegistryStore>(shop, changes));
+    // Its copy, read in place of the server, lies in the user's folder: the machine
+    // folder is the operators' alone, and every user's programs apply the changes.
+    const std::string copy = userFolder.toStdString() + "/HKEY_LOCAL_MACHINE-shop";
+    return std::make_shared<StationRegistryStore>(local, std::make_shared<PostgresRegistryStore>(shop),
+                                                  std::make_shared<store::ShopCopy>(shop, copy));
 }
 
 SqliteRegistryStore::Options machineStoreOptions() {

@@ -25,8 +25,8 @@ PGconn* connectWithin(const std::string& conninfo) {
 
 }  // namespace
 
-ShopChanges::ShopChanges(std::string conninfo, std::string file)
-    : conninfo_(std::move(conninfo)), file_(std::move(file)) {
+ShopChanges::ShopChanges(std::string conninfo, std::string file, std::function<bool()> apply)
+    : conninfo_(std::move(conninfo)), file_(std::move(file)), apply_(std::move(apply)) {
     if (::pipe2(wake_, O_CLOEXEC) != 0)
         return;
     thread_ = std::thread([this] { listen(); });
@@ -43,6 +43,10 @@ ShopChanges::~ShopChanges() {
 }
 
 void ShopChanges::tell() const {
+    if (apply_ && !apply_())
+        return;
+    if (file_.empty())
+        return;
     std::error_code ignored;
     const std::filesystem::path folder = std::filesystem::path(file_).parent_path();
     if (!folder.empty() && !std::filesystem::exists(folder, ignored))

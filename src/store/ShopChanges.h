@@ -3,6 +3,7 @@
 // time of a file, the change file programs wait on as they do on the SQLite store's.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <thread>
 
@@ -10,8 +11,10 @@ namespace paramcor::store {
 
 class ShopChanges {
 public:
-    // Starts listening at once; `file` is made (0600) when first told.
-    ShopChanges(std::string conninfo, std::string file);
+    // Starts listening at once; `file` is made (0600) when first told. `apply`, when
+    // given, runs on the listening thread before each telling: at each (re)connection
+    // and after each run of announcements; it returns false when it could not apply.
+    ShopChanges(std::string conninfo, std::string file, std::function<bool()> apply = {});
     ~ShopChanges();
     ShopChanges(const ShopChanges&) = delete;
     ShopChanges& operator=(const ShopChanges&) = delete;
@@ -25,6 +28,7 @@ private:
 
     std::string conninfo_;
     std::string file_;
+    std::function<bool()> apply_;
     int wake_[2] = {-1, -1};
     std::thread thread_;
 };

@@ -11,9 +11,18 @@
 
 namespace paramcor {
 
+namespace store {
+class ShopCopy;
+}
+
 class StationRegistryStore final : public RegistryStore {
 public:
     StationRegistryStore(std::shared_ptr<RegistryStore> local, std::shared_ptr<RegistryStore> machine);
+    // With the station's copy of the machine hive: reads answer from it, writes go to
+    // `machine` and return once the copy holds them (or the server went away).
+    StationRegistryStore(std::shared_ptr<RegistryStore> local, std::shared_ptr<RegistryStore> machine,
+                         std::shared_ptr<store::ShopCopy> copy);
+    ~StationRegistryStore() override;
 
     long createKey(Hive hive, const std::string& path, KeyHandle* key) override;
     long openKey(Hive hive, const std::string& path, KeyHandle* key) override;
@@ -37,17 +46,26 @@ public:
 
 private:
     struct Opened {
-        RegistryStore* store;
+        RegistryStore* store;  // the one `key` belongs to: local, copy or server
         KeyHandle key;
+        Hive hive;
+        std::string path;
+        KeyHandle server = 0;  // the server's handle of a key read from the copy, once written
     };
     RegistryStore& storeOf(Hive hive) const { return hive == Hive::LocalMachine ? *machine_ : *local_; }
-    long opened(Hive hive, KeyHandle inner, long rc, KeyHandle* key);
-    // Calls `call` with the store and its own handle of an open key.
+    bool fromCopy(Hive hive) const { return copy_ && hive == Hive::LocalMachine; }
+    long opened(Opened found, long rc, KeyHandle* key);
+    // Calls `call` with the store and its own handle of an open key; `writing` sends
+    // a key read from the copy to the server.
     template <class Call>
-    long onKey(KeyHandle key, Call&& call);
+    long onKey(KeyHandle key, bool writing, Call&& call);
+    long serverKey(KeyHandle key, KeyHandle* server);
+    long written(Hive hive, long rc);
 
     std::shared_ptr<RegistryStore> local_;
     std::shared_ptr<RegistryStore> machine_;
+    std::shared_ptr<store::ShopCopy> copy_;
+    bool machineBatch_ = false;  // reads of the machine hive go to the server meanwhile
     std::mutex mutex_;
     std::map<KeyHandle, Opened> handles_;
     KeyHandle next_ = 1;

@@ -5,6 +5,7 @@
 #include "StoreTesting.h"
 
 #include "PostgresRegistryStore.h"
+#include "ShopCopy.h"
 #include "StationRegistryStore.h"
 
 #include <CVLParamcor/SqliteRegistryStore.h>
@@ -47,14 +48,16 @@ void emptyShop() {
     EXPECT_EQ(PostgresRegistryStore::prepareDatabase(cluster->conninfo()), "");
 }
 
-// A station of the shop: its machine hive on the server, the others in its own files.
+// A station of the shop: its machine hive on the server, read from its own copy, the
+// others in its own files.
 StoreUnderTest stationStore() {
     const auto root = std::make_shared<fs::path>(uniqueTempPath("station"));
     return {"Station",
             [root]() -> std::unique_ptr<RegistryStore> {
                 return std::make_unique<StationRegistryStore>(
                     std::make_shared<SqliteRegistryStore>(root->string()),
-                    std::make_shared<PostgresRegistryStore>(cluster->conninfo()));
+                    std::make_shared<PostgresRegistryStore>(cluster->conninfo()),
+                    std::make_shared<store::ShopCopy>(cluster->conninfo(), (*root / "copy").string()));
             },
             [root](const std::string&) {
                 emptyShop();
