@@ -25,7 +25,7 @@ PGconn* connectWithin(const std::string& conninfo) {
 
 }  // namespace
 
-ShopChanges::ShopChanges(std::string conninfo, std::string file, std::function<bool()> apply)
+ShopChanges::ShopChanges(std::string conninfo, std::string file, std::function<bool(bool wasAway)> apply)
     : conninfo_(std::move(conninfo)), file_(std::move(file)), apply_(std::move(apply)) {
     if (::pipe2(wake_, O_CLOEXEC) != 0)
         return;
@@ -42,8 +42,8 @@ ShopChanges::~ShopChanges() {
             ::close(fd);
 }
 
-void ShopChanges::tell() const {
-    if (apply_ && !apply_())
+void ShopChanges::tell(bool wasAway) const {
+    if (apply_ && !apply_(wasAway))
         return;
     if (file_.empty())
         return;
@@ -66,6 +66,7 @@ bool ShopChanges::wait(int socket, int milliseconds) const {
 
 void ShopChanges::listen() {
     PGconn* conn = nullptr;
+    bool away = false;  // since the last connection, or from the start
     for (bool going = true; going;) {
         if (!conn || PQstatus(conn) != CONNECTION_OK) {
             if (conn)
@@ -77,11 +78,12 @@ void ShopChanges::listen() {
             const bool ready = PQresultStatus(listening) == PGRES_COMMAND_OK;
             PQclear(listening);
             if (!ready) {
+                away = true;
                 going = wait(-1, kRetryMs);
                 continue;
             }
             // Whatever changed while nobody listened is read anew by those who wait.
-            tell();
+            tell(std::exchange(away, false));
         }
         going = wait(PQsocket(conn), -1);
         if (!going)
@@ -89,6 +91,7 @@ void ShopChanges::listen() {
         if (!PQconsumeInput(conn)) {  // the server went away
             PQfinish(conn);
             conn = nullptr;
+            away = true;
             going = wait(-1, kRetryMs);
             continue;
         }

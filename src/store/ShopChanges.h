@@ -13,8 +13,9 @@ class ShopChanges {
 public:
     // Starts listening at once; `file` is made (0600) when first told. `apply`, when
     // given, runs on the listening thread before each telling: at each (re)connection
-    // and after each run of announcements; it returns false when it could not apply.
-    ShopChanges(std::string conninfo, std::string file, std::function<bool()> apply = {});
+    // and after each run of announcements, told whether the server had been away; it
+    // returns false when it could not apply.
+    ShopChanges(std::string conninfo, std::string file, std::function<bool(bool wasAway)> apply = {});
     ~ShopChanges();
     ShopChanges(const ShopChanges&) = delete;
     ShopChanges& operator=(const ShopChanges&) = delete;
@@ -23,12 +24,12 @@ public:
 
 private:
     void listen();
-    void tell() const;
+    void tell(bool wasAway = false) const;
     bool wait(int socket, int milliseconds) const;  // false when told to stop
 
     std::string conninfo_;
     std::string file_;
-    std::function<bool()> apply_;
+    std::function<bool(bool wasAway)> apply_;
     int wake_[2] = {-1, -1};
     std::thread thread_;
 };

@@ -82,18 +82,19 @@ long written(RegistryStore& copy, KeyHandle root, const PGresult* rows) {
 
 ShopCopy::ShopCopy(const std::string& conninfo, const std::string& folder, const std::string& changeFile)
     : conninfo_(conninfo), reader_(copyStore(folder)), writer_(copyStore(folder)) {
-    changes_ = std::make_unique<ShopChanges>(conninfo, changeFile, [this] { return apply(); });
+    changes_ = std::make_unique<ShopChanges>(conninfo, changeFile, [this](bool wasAway) { return apply(wasAway); });
 }
 
 ShopCopy::~ShopCopy() {
     changes_.reset();  // its thread first, before what it writes goes
 }
 
-bool ShopCopy::apply() {
+bool ShopCopy::apply(bool wasAway) {
     std::uint64_t round = 0;
     {
         const std::lock_guard lock(mutex_);
         round = ++started_;
+        away_ = away_ || wasAway;
     }
     pg::Link link(conninfo_);
     pg::Result rows;
@@ -117,8 +118,6 @@ bool ShopCopy::apply() {
             notice_ = "the shop's server " + link.server() + " is back: the local copy has caught up";
         away_ = false;
         applied_.notify_all();
-    } else {
-        away_ = true;
     }
     return done;
 }

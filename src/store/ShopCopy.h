@@ -34,7 +34,7 @@ public:
     std::string takeNotice();
 
 private:
-    bool apply();  // on the listening thread only
+    bool apply(bool wasAway);  // on the listening thread only
 
     std::string conninfo_;
     std::unique_ptr<RegistryStore> reader_;
@@ -43,7 +43,7 @@ private:
     std::condition_variable applied_;
     std::uint64_t started_ = 0;
     std::uint64_t finished_ = 0;
-    bool away_ = false;  // the last try to apply found no server
+    bool away_ = false;  // the server went away since the last change applied
     std::string notice_;
     std::unique_ptr<ShopChanges> changes_;  // last: its thread uses the rest
 };

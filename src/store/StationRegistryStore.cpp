@@ -184,11 +184,12 @@ long StationRegistryStore::abortBatch(Hive hive) {
 }
 
 std::string StationRegistryStore::diagnostic(Hive hive) {
-    std::string why = storeOf(hive).diagnostic(hive);
-    // Once, after the server came back: the copy caught up with what changed meanwhile.
-    if (why.empty() && fromCopy(hive))
-        why = copy_->takeNotice();
-    return why;
+    // Once, after the server came back: the copy caught up with what changed
+    // meanwhile, which is newer than the failure the server's store remembers.
+    if (fromCopy(hive))
+        if (std::string notice = copy_->takeNotice(); !notice.empty())
+            return notice;
+    return storeOf(hive).diagnostic(hive);
 }
 
 std::string StationRegistryStore::location(Hive hive) const {
