@@ -1,10 +1,13 @@
-// The shop's store (PostgreSQL, on a cluster of the benchmark's own reached by its
-// Unix socket) next to the SQLite store: reading and writing one value through the
-// store, with the median and the 99th percentile of single calls as counters.
+// A station of a shop (its machine hive on PostgreSQL, on a cluster of the benchmark's
+// own reached by its Unix socket, read from the station's SQLite copy) next to the
+// SQLite store: reading and writing one value through the store, with the median and
+// the 99th percentile of single calls as counters.
 #include "BenchSupport.h"
 #include "PostgresCluster.h"
 
 #include "store/PostgresRegistryStore.h"
+#include "store/ShopCopy.h"
+#include "store/StationRegistryStore.h"
 
 #include <CVLParamcor/SqliteRegistryStore.h>
 
@@ -33,11 +36,17 @@ struct Stores {
             std::fprintf(stderr, "no PostgreSQL cluster: %s\n", cluster.why().c_str());
             return;
         }
-        shop = std::make_unique<PostgresRegistryStore>(cluster.conninfo());
+        shop = station("station");
         sqlite = std::make_unique<SqliteRegistryStore>((folder / "registry").string());
         // Another station, and another program of this one, that hear of the changes.
-        shopListener = std::make_unique<PostgresRegistryStore>(cluster.conninfo(), (folder / "shop-changes").string());
+        shopListener = station("other");
         sqliteListener = std::make_unique<SqliteRegistryStore>((folder / "registry").string());
+    }
+    std::unique_ptr<RegistryStore> station(const std::string& name) const {
+        return std::make_unique<StationRegistryStore>(
+            std::make_shared<SqliteRegistryStore>((folder / name).string()),
+            std::make_shared<PostgresRegistryStore>(cluster.conninfo()),
+            std::make_shared<store::ShopCopy>(cluster.conninfo(), (folder / name / "copy").string()));
     }
     ~Stores() {
         shop.reset();
@@ -106,8 +115,9 @@ void Write(benchmark::State& state) {
 }
 BENCHMARK(Write)->ArgName("shop")->Arg(0)->Arg(1);
 
-// From a write at one store to the time of another's change file being set, as a
-// program that waits on the file hears it (inotify).
+// From a write at one store to the time of another's change file being set (at a
+// station, once its copy holds the change), as a program that waits on the file
+// hears it (inotify).
 void Push(benchmark::State& state) {
     RegistryStore* store = storeOf(state);
     RegistryStore* listener = state.range(0) == 0 ? stores().sqliteListener.get() : stores().shopListener.get();

@@ -34,6 +34,7 @@ ShopChanges::ShopChanges(std::string conninfo, std::string file, std::function<b
 
 ShopChanges::~ShopChanges() {
     if (thread_.joinable()) {
+        stopping_ = true;
         [[maybe_unused]] const auto written = ::write(wake_[1], "x", 1);
         thread_.join();
     }
@@ -58,10 +59,21 @@ void ShopChanges::tell(bool wasAway) const {
     ::close(fd);
 }
 
+void ShopChanges::poke() {
+    if (!thread_.joinable())
+        return;
+    poked_ = true;
+    [[maybe_unused]] const auto written = ::write(wake_[1], "p", 1);
+}
+
 bool ShopChanges::wait(int socket, int milliseconds) const {
     pollfd fds[2] = {{wake_[0], POLLIN, 0}, {socket, POLLIN, 0}};
     ::poll(fds, socket >= 0 ? 2 : 1, milliseconds);
-    return (fds[0].revents & POLLIN) == 0;
+    if (fds[0].revents & POLLIN) {
+        char drained[64];
+        [[maybe_unused]] const auto read = ::read(wake_[0], drained, sizeof drained);
+    }
+    return !stopping_;
 }
 
 void ShopChanges::listen() {
@@ -95,7 +107,7 @@ void ShopChanges::listen() {
             going = wait(-1, kRetryMs);
             continue;
         }
-        bool heard = false;
+        bool heard = poked_.exchange(false);
         while (PGnotify* notice = PQnotifies(conn)) {
             heard = true;
             PQfreemem(notice);

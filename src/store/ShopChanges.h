@@ -3,6 +3,7 @@
 // time of a file, the change file programs wait on as they do on the SQLite store's.
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <string>
 #include <thread>
@@ -21,6 +22,8 @@ public:
     ShopChanges& operator=(const ShopChanges&) = delete;
 
     const std::string& file() const { return file_; }
+    // Has the listening thread apply and tell once more soon, announced or not.
+    void poke();
 
 private:
     void listen();
@@ -31,6 +34,8 @@ private:
     std::string file_;
     std::function<bool(bool wasAway)> apply_;
     int wake_[2] = {-1, -1};
+    std::atomic<bool> stopping_{false};
+    std::atomic<bool> poked_{false};
     std::thread thread_;
 };
 

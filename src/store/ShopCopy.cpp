@@ -81,7 +81,7 @@ long written(RegistryStore& copy, KeyHandle root, const PGresult* rows) {
 }  // namespace
 
 ShopCopy::ShopCopy(const std::string& conninfo, const std::string& folder, const std::string& changeFile)
-    : conninfo_(conninfo), reader_(copyStore(folder)), writer_(copyStore(folder)) {
+    : link_(std::make_unique<pg::Link>(conninfo)), reader_(copyStore(folder)), writer_(copyStore(folder)) {
     changes_ = std::make_unique<ShopChanges>(conninfo, changeFile, [this](bool wasAway) { return apply(wasAway); });
 }
 
@@ -96,9 +96,12 @@ bool ShopCopy::apply(bool wasAway) {
         round = ++started_;
         away_ = away_ || wasAway;
     }
-    pg::Link link(conninfo_);
     pg::Result rows;
-    bool done = link.run(kWholeHive, pg::Params().number(kMachineHive), &rows) == pg::Outcome::Done;
+    // A link that the server dropped while away fails once, and connects anew on the next try.
+    pg::Outcome fetched = link_->run(kWholeHive, pg::Params().number(kMachineHive), &rows);
+    if (fetched == pg::Outcome::Unreachable)
+        fetched = link_->run(kWholeHive, pg::Params().number(kMachineHive), &rows);
+    bool done = fetched == pg::Outcome::Done;
     if (done) {
         KeyHandle root = 0;
         done = writer_->beginBatch(Hive::LocalMachine) == regerr::Success;
@@ -115,7 +118,7 @@ bool ShopCopy::apply(bool wasAway) {
     if (done) {
         finished_ = round;
         if (away_)
-            notice_ = "the shop's server " + link.server() + " is back: the local copy has caught up";
+            notice_ = "the shop's server " + link_->server() + " is back: the local copy has caught up";
         away_ = false;
         applied_.notify_all();
     }
@@ -124,7 +127,11 @@ bool ShopCopy::apply(bool wasAway) {
 
 bool ShopCopy::catchUp(int milliseconds) {
     std::unique_lock lock(mutex_);
+    // An announcement may have been heard before the call, so ask for a round after it.
     const std::uint64_t target = started_ + 1;
+    lock.unlock();
+    changes_->poke();
+    lock.lock();
     return applied_.wait_for(lock, std::chrono::milliseconds(milliseconds), [&] { return finished_ >= target; });
 }
 

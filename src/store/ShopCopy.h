@@ -14,6 +14,9 @@
 namespace paramcor::store {
 
 class ShopChanges;
+namespace pg {
+class Link;
+}
 
 class ShopCopy {
 public:
@@ -36,7 +39,7 @@ public:
 private:
     bool apply(bool wasAway);  // on the listening thread only
 
-    std::string conninfo_;
+    std::unique_ptr<pg::Link> link_;  // the listening thread's, kept between rounds
     std::unique_ptr<RegistryStore> reader_;
     std::unique_ptr<RegistryStore> writer_;
     std::mutex mutex_;
