@@ -4,6 +4,7 @@
 
 #include <CVLParamcor/RegistryStore.h>
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -65,7 +66,7 @@ private:
     std::shared_ptr<RegistryStore> local_;
     std::shared_ptr<RegistryStore> machine_;
     std::shared_ptr<store::ShopCopy> copy_;
-    bool machineBatch_ = false;  // reads of the machine hive go to the server meanwhile
+    std::atomic<bool> machineBatch_{false};  // reads of the machine hive go to the server meanwhile
     std::mutex mutex_;
     std::map<KeyHandle, Opened> handles_;
     KeyHandle next_ = 1;
