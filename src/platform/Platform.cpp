@@ -4,6 +4,9 @@
 #include "platform/PlatformReplaced.h"
 #include "platform/RegisteredWindows.h"
 #include "platform/SystemCalls.h"
+#include "store/PostgresRegistryStore.h"
+#include "store/ShopCopy.h"
+#include "store/StationRegistryStore.h"
 
 #include <QCoreApplication>
 #include <QStandardPaths>
@@ -151,8 +154,17 @@ std::shared_ptr<RegistryStore> defaultRegistryStore(const SqliteRegistryStore::O
     SqliteRegistryStore::Options withNotice = options;
     if (!withNotice.refused)
         withNotice.refused = machineStoreOptions().refused;
-    return std::make_shared<SqliteRegistryStore>(userFolder.toStdString(), std::string("/var/lib/CVLParamcor"),
-                                                 withNotice);
+    auto local = std::make_shared<SqliteRegistryStore>(userFolder.toStdString(), std::string("/var/lib/CVLParamcor"),
+                                                       withNotice);
+    // A station of a shop keeps its machine settings on the shop's server.
+    const std::string shop = shopConnection();
+    if (shop.empty())
+        return local;
+    // Its copy, read in place of the server, lies in the user's folder: the machine
+    // folder is the operators' alone, and every user's programs apply the changes.
+    const std::string copy = userFolder.toStdString() + "/HKEY_LOCAL_MACHINE-shop";
+    return std::make_shared<StationRegistryStore>(local, std::make_shared<PostgresRegistryStore>(shop),
+                                                  std::make_shared<store::ShopCopy>(shop, copy));
 }
 
 SqliteRegistryStore::Options machineStoreOptions() {

@@ -96,7 +96,8 @@ TEST(ParamcorCommandLine, ReadingCommandsSpeakJsonAndTheVersionNamesTheStore) {
     // The about window's facts, read out on the telephone.
     const QString facts = workshop.run({"informazioni"}).out;
     EXPECT_TRUE(facts.contains("\nText database: " + workshop.userTexts() + "\n") &&
-                facts.contains(QStringLiteral("\nLanguage: 2 English\n")))
+                facts.contains(QStringLiteral("\nLanguage: 2 English\n")) &&
+                facts.contains("\nMachine settings: " + workshop.registry() + "/HKEY_LOCAL_MACHINE.db\n"))
         << facts.toStdString();
 }
 

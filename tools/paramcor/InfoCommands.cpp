@@ -2,6 +2,7 @@
 #include "Commands.h"
 #include "Session.h"
 #include "TextFile.h"
+#include "Wording.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
@@ -77,6 +78,12 @@ int systemInformation(Session& session, const Arguments& arguments, const QStrin
     const int mark = session.errors();
     QString text = par.InformazioniSistema();
     session.throwIfReportedSince(mark);
+    // Where the machine settings are: this station's own file, or the shop's server.
+    if (!text.isEmpty() && !text.endsWith(u'\n'))
+        text += u'\n';
+    text += QStringLiteral("[%1]\n%2: %3\n")
+                .arg(tr(QStringLiteral("Registry")), tr(QStringLiteral("Machine settings")),
+                     QString::fromStdString(session.baseStore().location(Hive::LocalMachine)));
     if (arguments.has(QStringLiteral("json"))) {
         const short language = par.Lingua();
         session.overrideLanguage(kEnglish);
