@@ -76,18 +76,22 @@ int systemInformation(Session& session, const Arguments& arguments, const QStrin
             parseNumber(arguments.value(QStringLiteral("lingua")), 1, kLanguages, QStringLiteral("--lingua"))));
     Parametri& par = session.parametri();
     const int mark = session.errors();
-    QString text = par.InformazioniSistema();
+    // The library's report, and where the machine settings are: this station's own
+    // file, or the shop's server.
+    const auto report = [&] {
+        QString text = par.InformazioniSistema();
+        if (!text.isEmpty() && !text.endsWith(u'\n'))
+            text += u'\n';
+        return text + QStringLiteral("[%1]\n%2: %3\n")
+                          .arg(tr(QStringLiteral("Registry")), tr(QStringLiteral("Machine settings")),
+                               QString::fromStdString(session.baseStore().location(Hive::LocalMachine)));
+    };
+    QString text = report();
     session.throwIfReportedSince(mark);
-    // Where the machine settings are: this station's own file, or the shop's server.
-    if (!text.isEmpty() && !text.endsWith(u'\n'))
-        text += u'\n';
-    text += QStringLiteral("[%1]\n%2: %3\n")
-                .arg(tr(QStringLiteral("Registry")), tr(QStringLiteral("Machine settings")),
-                     QString::fromStdString(session.baseStore().location(Hive::LocalMachine)));
     if (arguments.has(QStringLiteral("json"))) {
         const short language = par.Lingua();
         session.overrideLanguage(kEnglish);
-        const QString english = par.InformazioniSistema();
+        const QString english = report();
         session.overrideLanguage(language);
         printJson(sectionsOf(text, english));
         return 0;
