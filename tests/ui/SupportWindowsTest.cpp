@@ -221,8 +221,16 @@ TEST(InformationWindows, ShowTheRecordsInTheUsersLanguageAndMailThemToSupport) {
     click(&form, "cmdCopia");
     const QString copied = QApplication::clipboard()->text();
     EXPECT_EQ(copied, form.systemInformationText());
-    for (const QString& fact : {QString("[Product versions]"), QString("Taglio"), QString("2026.1.7"), QString(": 2 English\n")})
-        EXPECT_TRUE(copied.contains(fact)) << fact.toStdString();
+    // Whole sections, so that a value under another label or a line left out shows.
+    EXPECT_TRUE(copied.startsWith("[Program]\nName: Taglio\nVersion: 3.1.4\n\n[System]\n")) << copied.toStdString();
+    for (const QString& section :
+         {QString("\n[Product versions]\nProduct: 2026.2\nUpgrade: 6.0\nMarble: \nGlass: 2026.1.7\nGlass CAM: 2026.1.2\n\n"),
+          "\n[Texts]\nText database: " + texts + "CvlTradU.mdb\nFormat version: 6.0.0\nRows: ",
+          QString::fromUtf8("\n[Language and units]\nLanguage: 2 English\nUnits of measure: Metric Decimal System (0)\n"
+                            "Currency: € euro\nlinear: m 1000\nareas: m² 1000000\nvolume: kg 1000000\n\n[Folders]\n"
+                            "Temporary folder: ") +
+              par.PercorsoTemp() + "\nWincor: " + platform.folder() + "/Wincor/\nTesti: " + texts + "\n"})
+        EXPECT_TRUE(copied.contains(section)) << section.toStdString() << copied.toStdString();
 
     // No server: the mail waits in the outbox, and the user is told where.
     EXPECT_TRUE(platform.messages().empty());
