@@ -89,6 +89,8 @@ TEST_F(TextCorrection, TheWindowSearchesCorrectsAndMailsToTheOutboxWithoutAServe
         form->close();
     });
     const QDir outbox(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + "/CVLParamcor/Outbox");
+    // One the user made before, open to all: taken, and closed to others.
+    ASSERT_TRUE(QDir().mkpath(outbox.path()) && QFile::setPermissions(outbox.path(), QFile::Permissions(0x7755)));
     par.CambiaTesto();
 
     ASSERT_EQ(messages().size(), 2u);
