@@ -21,6 +21,7 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
+#include <QScreen>
 #include <QStandardPaths>
 #include <QtTest/QTest>
 
@@ -216,6 +217,10 @@ TEST(InformationWindows, ShowTheRecordsInTheUsersLanguageAndMailThemToSupport) {
         EXPECT_EQ(shown(&form, name), value) << name;
     EXPECT_TRUE(shown(&form, "lblAssistenza").contains("mailto:traduzioni@corvel.it"));
     test::activate(&form);
+    // Centred when first shown; shown again, where the user put it.
+    EXPECT_EQ(form.frameGeometry().center(), form.screen()->availableGeometry().center());
+    form.move(10, 10), form.hide(), form.show();
+    EXPECT_EQ(form.pos(), QPoint(10, 10));
     EXPECT_FALSE(child<QGroupBox>(&form, "fraSistema")->isVisible());
     click(&form, "cmdSistema");
     EXPECT_TRUE(child<QGroupBox>(&form, "fraSistema")->isVisible());
@@ -227,7 +232,6 @@ TEST(InformationWindows, ShowTheRecordsInTheUsersLanguageAndMailThemToSupport) {
     EXPECT_TRUE(copied.startsWith("[Program]\nName: Taglio\nVersion: 3.1.4\n\n[System]\n")) << copied.toStdString();
     for (const QString& section :
          {QString("\n[Product versions]\nProduct: 2026.2\nUpgrade: 6.0\nMarble: \nGlass: 2026.1.7\nGlass CAM: 2026.1.2\n\n"),
-          "\n[Texts]\nText database: " + texts + "CvlTradU.mdb\nFormat version: 6.0.0\nRows: ",
           QString::fromUtf8("\n[Language and units]\nLanguage: 2 English\nUnits of measure: Metric Decimal System (0)\n"
                             "Currency: € euro\nlinear: m 1000\nareas: m² 1000000\nvolume: kg 1000000\n\n[Folders]\n"
                             "Temporary folder: ") +
