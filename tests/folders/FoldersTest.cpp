@@ -351,6 +351,11 @@ TEST(FolderEditing, FilterDefaultsDependentsAndWriting) {
     EXPECT_EQ(std::make_pair(dependents[0].row, dependents[0].proposed), std::make_pair(3, QString("/n/Dxf/")));
     EXPECT_EQ(std::make_pair(dependents[1].row, dependents[1].proposed), std::make_pair(4, QString("/n/Dxf/Vecchi/")));
     EXPECT_TRUE(editing.dependents(5).empty());
+    // The suite root's dependents: whatever its macro starts, not Testi under <PROGRAM>.
+    std::vector<int> underRoot;
+    for (const auto& d : editing.dependents(0))
+        underRoot.push_back(d.row);
+    EXPECT_EQ(underRoot, std::vector<int>({2, 5, 3, 4}));
     editing.follow({4});
     EXPECT_EQ(f[4].location, root + "Disegni/Dxf/Vecchi/");
     editing.follow({3, 4});

@@ -118,7 +118,8 @@ TEST(SqliteHiveFiles, NoLockOfAUserOutsideTheGroupHoldsAWriterUp) {
 }
 
 TEST(SqliteHiveFiles, AReaderWithoutWriteRightsReadsTheMachineHiveWhateverBecameOfItsSideFiles) {
-    TempFolder root("sidefiles");
+    // Characters that a URI must escape: the read-only hive is opened by URI.
+    TempFolder root("side files #1?%20");
     const fs::path machine = root.path() / "machine";
     const fs::path hive = machine / "HKEY_LOCAL_MACHINE.db";
     {

@@ -8,27 +8,21 @@
 namespace paramcor::test {
 namespace {
 
-TEST(ParamcorValue, EachTypeWrittenAndReadBack) {
+TEST(ParamcorValue, EachTypeStoredInItsRegistryEncodingAndReadBack) {
     const Workshop workshop;
-    const QString text = QStringLiteral("Marmo di Carrara, \"più\" bello\\");
-    const struct {
-        const char* type;
-        QString written;
-        QString readBack;
-    } cases[] = {
-        {"Integer", "-1234", "-1234"}, {"LONG", "-7", "-7"},   {"Single", "0.1", "0.1"},
-        {"Double", "0.1", "0.1"},      {"String", text, text}, {"Boolean", "false", "False"},
-        {"Boolean", "1", "True"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(std::string(c.type) + ' ' + c.written.toStdString());
-        const Outcome written =
-            workshop.run({"valore", "scrivi", "--sezione", "Lama", "Taglio", "Valore", c.type, c.written});
-        EXPECT_TRUE(written.code == 0 && written.out.startsWith(QStringLiteral(
-                                             "HKEY_CURRENT_USER\\SOFTWARE\\Corvel\\Taglio\\Lama: Valore = ")))
-            << written;
-        EXPECT_EQ(workshop.run({"valore", "leggi", "Taglio", "Valore", c.type, "--sezione", "Lama"}).out,
-                  c.readBack + u'\n');
+    const QString text = QStringLiteral("Più \"a\"\\");
+    // What is stored, not only what comes back: a fault on both ways would hide.
+    const std::tuple<const char*, QString, const char*, QString> cases[] = {
+        {"Integer", "-1234", "REG_BINARY 2e fb", "-1234"},          {"LONG", "-7", "REG_DWORD f9 ff ff ff", "-7"},
+        {"Single", "0.1", "REG_DWORD cd cc cc 3d", "0.1"},          {"Double", "0.1", "REG_BINARY 9a 99 99 99 99 99 b9 3f", "0.1"},
+        {"String", text, "REG_SZ 50 69 c3 b9 20 22 61 22 5c", text}, {"Boolean", "false", "REG_BINARY 00", "False"},
+        {"Boolean", "1", "REG_BINARY 01", "True"}};
+    for (const auto& [type, written, raw, readBack] : cases) {
+        SCOPED_TRACE(std::string(type) + ' ' + written.toStdString());
+        EXPECT_TRUE(workshop.run({"valore", "scrivi", "--sezione", "Lama", "Taglio", "V", type, written})
+                        .out.startsWith("HKEY_CURRENT_USER\\SOFTWARE\\Corvel\\Taglio\\Lama: V = " + readBack + " ("));
+        EXPECT_EQ(workshop.run({"valore", "leggi", "--grezzo", "--sezione", "Lama", "Taglio", "V"}).out, raw + QString(u'\n'));
+        EXPECT_EQ(workshop.run({"valore", "leggi", "Taglio", "V", type, "--sezione", "Lama"}).out, readBack + u'\n');
     }
 }
 

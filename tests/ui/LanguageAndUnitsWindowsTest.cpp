@@ -207,9 +207,18 @@ TEST(UnitsWindow, ShowsTheStoredSettingsChecksAndConfirms) {
     test::activate(&form);
     click(&form, "optSistema_2");
     EXPECT_EQ(boxes(&form), QString::fromUtf8("ft|12|ft²|144|lb|1728"));
-    // Leaving a box works the examples out again.
+    // Each caption on the level of its boxes, the symbol before the factor.
+    for (int row = 0; row <= 3; ++row) {
+        const QRect c = child<QLabel>(&form, qPrintable(QString("lblMisure_%1").arg(row)))->geometry();
+        const QRect first = row == 0 ? child<QComboBox>(&form, "cboValuta")->geometry() : box(&form, 2 * row - 1)->geometry();
+        EXPECT_TRUE(c.right() < first.x() && std::abs(c.center().y() - first.center().y()) < first.height() / 2 &&
+                    (row == 0 || first.right() < box(&form, 2 * row)->x())) << row;
+    }
+    // Leaving a box works the examples out again; typing alone does not.
+    const QString example = child<QLabel>(&form, "lblEsempio_1")->text();
     box(&form, 2)->setFocus();
     retype(box(&form, 2), "36");
+    EXPECT_EQ(child<QLabel>(&form, "lblEsempio_1")->text(), example);
     QTest::keyClick(box(&form, 2), Qt::Key_Tab);
     EXPECT_EQ(child<QLabel>(&form, "lblEsempio_1")->text(), "   180 inches   ==>       180/36     = 5 ft");
     boxes_.answers = {mb::Yes};

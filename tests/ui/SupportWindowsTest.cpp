@@ -21,6 +21,7 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
+#include <QScreen>
 #include <QStandardPaths>
 #include <QtTest/QTest>
 
@@ -89,6 +90,8 @@ TEST_F(TextCorrection, TheWindowSearchesCorrectsAndMailsToTheOutboxWithoutAServe
         form->close();
     });
     const QDir outbox(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + "/CVLParamcor/Outbox");
+    // One the user made before, open to all: taken, and closed to others.
+    ASSERT_TRUE(QDir().mkpath(outbox.path()) && QFile::setPermissions(outbox.path(), QFile::Permissions(0x7755)));
     par.CambiaTesto();
 
     ASSERT_EQ(messages().size(), 2u);
@@ -214,6 +217,10 @@ TEST(InformationWindows, ShowTheRecordsInTheUsersLanguageAndMailThemToSupport) {
         EXPECT_EQ(shown(&form, name), value) << name;
     EXPECT_TRUE(shown(&form, "lblAssistenza").contains("mailto:traduzioni@corvel.it"));
     test::activate(&form);
+    // Centred when first shown; shown again, where the user put it.
+    EXPECT_EQ(form.frameGeometry().center(), form.screen()->availableGeometry().center());
+    form.move(10, 10), form.hide(), form.show();
+    EXPECT_EQ(form.pos(), QPoint(10, 10));
     EXPECT_FALSE(child<QGroupBox>(&form, "fraSistema")->isVisible());
     click(&form, "cmdSistema");
     EXPECT_TRUE(child<QGroupBox>(&form, "fraSistema")->isVisible());
@@ -221,8 +228,15 @@ TEST(InformationWindows, ShowTheRecordsInTheUsersLanguageAndMailThemToSupport) {
     click(&form, "cmdCopia");
     const QString copied = QApplication::clipboard()->text();
     EXPECT_EQ(copied, form.systemInformationText());
-    for (const QString& fact : {QString("[Product versions]"), QString("Taglio"), QString("2026.1.7"), QString(": 2 English\n")})
-        EXPECT_TRUE(copied.contains(fact)) << fact.toStdString();
+    // Whole sections, so that a value under another label or a line left out shows.
+    EXPECT_TRUE(copied.startsWith("[Program]\nName: Taglio\nVersion: 3.1.4\n\n[System]\n")) << copied.toStdString();
+    for (const QString& section :
+         {QString("\n[Product versions]\nProduct: 2026.2\nUpgrade: 6.0\nMarble: \nGlass: 2026.1.7\nGlass CAM: 2026.1.2\n\n"),
+          QString::fromUtf8("\n[Language and units]\nLanguage: 2 English\nUnits of measure: Metric Decimal System (0)\n"
+                            "Currency: € euro\nlinear: m 1000\nareas: m² 1000000\nvolume: kg 1000000\n\n[Folders]\n"
+                            "Temporary folder: ") +
+              par.PercorsoTemp() + "\nWincor: " + platform.folder() + "/Wincor/\nTesti: " + texts + "\n"})
+        EXPECT_TRUE(copied.contains(section)) << section.toStdString() << copied.toStdString();
 
     // No server: the mail waits in the outbox, and the user is told where.
     EXPECT_TRUE(platform.messages().empty());

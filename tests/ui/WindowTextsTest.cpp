@@ -34,15 +34,12 @@ const Caption kCaptions[] = {
     // Wordings are found whatever their case: "conferma" is the row of "Conferma".
     {"FormLingua", "Command1", "toolTip", "Conferma"},
     {"FormLingua", "cmdMisure", "text", "Unità di misura"},
-    {"FormMisure", "optSistema_1", "text", "Sistema Anglosassone"},
     {"FormMisure", "optSistema_2", "text", "USA", false},
     {"FormMisure", "lblMisure_4", "text", "per calcolo peso", true, "(%1)"},
     {"FormMisure", "frmEsempio", "title", "Esempio"},
-    {"FormMisure", "Esci", "toolTip", "Esci"},
     {"FormValuta", "lblDesc", "text", "Descrizione"},
     {"FormTesto", "Cerca2", "text", "&Cerca"},
     {"FormTesto", "Aggiorna", "toolTip", "Aggiorno il testo che ho corretto", false},  // not in the database
-    {"FormDipendenze", "", "windowTitle", "Dipendenze"},
     {"FormDipendenze", "InvButton", "text", "Inverti", false},
 };
 
