@@ -1,5 +1,5 @@
 // The library-wide selection: key paths, the Push stack, opening keys.
-#include "param/registry/MainParametri.h"
+#include "selection/MainParametri.h"
 #include "platform/RegisteredWindows.h"
 #include "support/TestPlatform.h"
 #include "support/TextFiles.h"

@@ -1,6 +1,6 @@
 // Typed reads and writes: the bytes in the store, defaults, debug mode and the
 // messages a client sees.
-#include "param/registry/MainParametri.h"
+#include "selection/MainParametri.h"
 #include "support/TestPlatform.h"
 
 #include <CVLParamcor/Parametri.h>
