@@ -4,9 +4,6 @@
 
 namespace paramcor {
 
-TextDatabaseError::TextDatabaseError(int code, const QString& message)
-    : std::runtime_error(message.toStdString()), code_(code) {}
-
 void SqlDatabase::fail(sqlite3* db, int code) {
     const char* message = db ? sqlite3_errmsg(db) : sqlite3_errstr(code);
     throw TextDatabaseError(db ? sqlite3_extended_errcode(db) : code, QString::fromUtf8(message));

@@ -47,6 +47,8 @@ FolderEditing::FolderEditing(Folders& table) : table_(table) {
             }
 }
 
+FolderEditing::~FolderEditing() = default;
+
 std::vector<int> FolderEditing::matching(const QString& filter) const {
     std::vector<int> rows;
     for (std::size_t i = 0; i < folders_.size(); ++i)

@@ -3,7 +3,6 @@
 // is built on it. Nothing is written before write().
 #pragma once
 
-#include <CVLParamcor/Export.h>
 
 #include "folders/FolderTable.h"
 
@@ -28,35 +27,39 @@ struct DependentFolder {
     QString proposed;
 };
 
-// Exported for the folder editor of the windows' library: the one piece of the
-// windows' logic that works on the library's own folder table.
-class CVLPARAMCOR_EXPORT FolderEditing {
+// The folder editor of the windows' library works on the library's own folder table
+// through the private API: its calls go through the virtual table, so that nothing
+// of this class is exported.
+class FolderEditing {
 public:
     // Rows 0 to NumeroPercorsi of `table`, their current locations resolved.
     explicit FolderEditing(Folders& table);
+    virtual ~FolderEditing();
+    FolderEditing(const FolderEditing&) = delete;
+    FolderEditing& operator=(const FolderEditing&) = delete;
 
     const std::vector<EditedFolder>& folders() const { return folders_; }
 
     // The rows whose name or reference equals `filter` (upper-cased); all when empty.
-    std::vector<int> matching(const QString& filter) const;
+    virtual std::vector<int> matching(const QString& filter) const;
 
     // Takes the locations other programs stored meanwhile; a folder the user has
     // already moved keeps the user's location.
-    void reloadStored();
+    virtual void reloadStored();
 
     // False when the folder is there already.
-    bool relocate(int row, const QString& location);
-    void restoreAllDefaults();
+    virtual bool relocate(int row, const QString& location);
+    virtual void restoreAllDefaults();
 
     // Every folder built on `row`, directly or through another, nearest first,
     // with the location each would take if all of them followed.
-    std::vector<DependentFolder> dependents(int row) const;
+    virtual std::vector<DependentFolder> dependents(int row) const;
     // Moves these dependents (nearest first) under their parents' locations; one
     // left where it was keeps carrying its own location down.
-    void follow(const std::vector<int>& rows);
+    virtual void follow(const std::vector<int>& rows);
 
     // Stores every folder whose location changed; true when one was.
-    bool write();
+    virtual bool write();
 
 private:
     Folders& table_;

@@ -4,7 +4,6 @@
 // about window shows it, copies it and mails it; `paramcor informazioni` prints it.
 #pragma once
 
-#include <CVLParamcor/Export.h>
 
 #include <QString>
 
@@ -21,7 +20,7 @@ struct BuildInfo {
     QString date;      // "2026-11-25"
     QString qt;        // the Qt it was compiled against
 };
-CVLPARAMCOR_EXPORT BuildInfo buildInfo();
+BuildInfo buildInfo();
 
 // The format version and row count of a text database, read without changing it;
 // `problem` says why a file that is there could not be read.
@@ -31,7 +30,7 @@ struct TextDatabaseFacts {
     qint64 rows = -1;
     QString problem;
 };
-CVLPARAMCOR_EXPORT TextDatabaseFacts textDatabaseFacts(const QString& path);
+TextDatabaseFacts textDatabaseFacts(const QString& path);
 
 struct Line {
     QString label;
@@ -58,8 +57,7 @@ struct LibraryFacts {
 
 using Translate = std::function<QString(const QString& wording)>;
 
-// Exported, like buildInfo and textDatabaseFacts, for the about window.
-class CVLPARAMCOR_EXPORT SystemInformation {
+class SystemInformation {
 public:
     // Captions come through translate, in the user's language. The program's name
     // and version open the list when given.

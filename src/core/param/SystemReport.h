@@ -8,7 +8,6 @@ namespace paramcor {
 
 class Parametri;
 
-CVLPARAMCOR_EXPORT info::SystemInformation systemInformation(Parametri& owner, const QString& program = {},
-                                          const QString& version = {});
+info::SystemInformation systemInformation(Parametri& owner, const QString& program = {}, const QString& version = {});
 
 }  // namespace paramcor

@@ -2,7 +2,6 @@
 
 #include "ui/folders/BrowseForFolder.h"
 #include "ui/folders/FormDipendenze.h"
-#include "param/FolderSetup.h"
 
 #include <CVLParamcor/OsservatoreRegistro.h>
 #include <CVLParamcor/Parametri.h>
@@ -29,7 +28,7 @@ constexpr int kRowRole = Qt::UserRole;
 }  // namespace
 
 FormPercorsi::FormPercorsi(Parametri& owner, const QString& filter, QWidget* parent)
-    : ModalForm(parent), owner_(owner), editing_(foldersOf(owner)), browser_(&BrowseForFolder) {
+    : ModalForm(parent), owner_(owner), editing_(privateapi::folderEditing(owner)), browser_(&BrowseForFolder) {
     setObjectName(QStringLiteral("FormPercorsi"));
     setWindowTitle(owner_.Traduci(QStringLiteral("Percorsi")));
 
@@ -105,12 +104,12 @@ FormPercorsi::FormPercorsi(Parametri& owner, const QString& filter, QWidget* par
 }
 
 void FormPercorsi::reloadStored() {
-    editing_.reloadStored();
+    editing_->reloadStored();
     showRow(selectedRow());
 }
 
 void FormPercorsi::fillGrid(const QString& filter) {
-    for (const int row : editing_.matching(filter)) {
+    for (const int row : editing_->matching(filter)) {
         const EditedFolder& f = folder(row);
         auto* item = new QTreeWidgetItem(grid_, {f.name, f.location, f.fallback, f.reference});
         item->setData(kName, kRowRole, row);
@@ -175,19 +174,19 @@ void FormPercorsi::restoreAllDefaults() {
         windowTitle());
     if (answer != mb::Yes)
         return;
-    editing_.restoreAllDefaults();
+    editing_->restoreAllDefaults();
     showRow(selectedRow());
 }
 
 void FormPercorsi::relocate(int row, const QString& location) {
-    const bool moved = editing_.relocate(row, location);
+    const bool moved = editing_->relocate(row, location);
     showRow(row);
     if (moved)
         carryOver(row);
 }
 
 void FormPercorsi::carryOver(int row) {
-    const std::vector<DependentFolder> dependents = editing_.dependents(row);
+    const std::vector<DependentFolder> dependents = editing_->dependents(row);
     if (dependents.empty())
         return;
     FormDipendenze choice(owner_, this);
@@ -204,14 +203,14 @@ void FormPercorsi::carryOver(int row) {
     for (std::size_t k = 0; k < dependents.size(); ++k)
         if (list->item(static_cast<int>(k))->isSelected())
             following.push_back(dependents[k].row);
-    editing_.follow(following);
+    editing_->follow(following);
     showRow(selectedRow());
 }
 
 void FormPercorsi::Conferma() {
     // A location typed but not yet taken with Enter counts too.
     typedLocation();
-    changed_ = editing_.write();
+    changed_ = editing_->write();
     accept();
 }
 

@@ -6,7 +6,7 @@
 // unless the user has already moved it here.
 #pragma once
 
-#include "folders/FolderEditing.h"
+#include "param/PrivateApi.h"
 #include "ui/common/ModalForm.h"
 
 class QLineEdit;
@@ -52,11 +52,11 @@ private:
     // Sets a row's location and offers the folders built on it.
     void relocate(int row, const QString& location);
     void carryOver(int row);
-    const EditedFolder& folder(int row) const { return editing_.folders()[row]; }
+    const EditedFolder& folder(int row) const { return editing_->folders()[row]; }
     void Conferma();
 
     Parametri& owner_;
-    FolderEditing editing_;
+    std::unique_ptr<FolderEditing> editing_;
     QTreeWidget* grid_ = nullptr;
     QLineEdit* current_ = nullptr;
     QLineEdit* fallback_ = nullptr;

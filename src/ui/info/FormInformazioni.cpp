@@ -1,6 +1,6 @@
 #include "ui/info/FormInformazioni.h"
 
-#include "param/SystemReport.h"
+#include "param/PrivateApi.h"
 #include "ui/info/SupportMail.h"
 #include "ui/common/Globe.h"
 #include "ui/common/Mail.h"
@@ -58,7 +58,7 @@ FormInformazioni::FormInformazioni(Parametri& owner, const QString& program, con
     versions->addRow(owner_.Traduci(QStringLiteral("Versione")) + u':', valueLabel(this, "lblVersione", version_));
     versions->addRow(owner_.Traduci(QStringLiteral("Versione del prodotto")) + u':',
                      valueLabel(this, "lblProdotto", owner_.VersioneProdotto()));
-    versions->addRow(QStringLiteral("CVLParamcor:"), valueLabel(this, "lblLibreria", info::buildInfo().version));
+    versions->addRow(QStringLiteral("CVLParamcor:"), valueLabel(this, "lblLibreria", privateapi::buildInfo().version));
 
     QString supplier, telephone, address, site;
     owner_.DatiFornitore(supplier, telephone, address, site);
@@ -146,7 +146,7 @@ void FormInformazioni::showEvent(QShowEvent* event) {
 
 void FormInformazioni::showSystemInformation() {
     if (text_.isEmpty()) {
-        const info::SystemInformation facts = systemInformation(owner_, program_, version_);
+        const info::SystemInformation facts = privateapi::systemInformation(owner_, program_, version_);
         for (const info::Section& section : facts.sections()) {
             auto* heading = new QTreeWidgetItem(list_, {section.title});
             QFont bold = heading->font(0);
@@ -159,7 +159,7 @@ void FormInformazioni::showSystemInformation() {
         list_->expandAll();
         list_->resizeColumnToContents(0);
         list_->resizeColumnToContents(1);
-        text_ = facts.text();
+        text_ = privateapi::systemInformationText(facts);
     }
     panel_->show();
     if (isVisible())

@@ -1,6 +1,6 @@
 #include "ui/info/FormVersioni.h"
 
-#include "info/SystemInformation.h"
+#include "param/PrivateApi.h"
 
 #include <CVLParamcor/Parametri.h>
 
@@ -48,7 +48,7 @@ FormVersioni::FormVersioni(Parametri& owner, QWidget* parent) : ModalForm(parent
     product.add(owner, "Vetro", "txtVetro", owner.VersioneProdottoVetro());
     product.add(owner, "Vetro CAM", "txtVetroCam", owner.VersioneProdottoVetroCam());
 
-    const info::BuildInfo build = info::buildInfo();
+    const info::BuildInfo build = privateapi::buildInfo();
     Fields library(this, QStringLiteral("CVLParamcor"), "fraLibreria");
     library.add(owner, "Versione", "txtLibreria", build.version);
     library.add(owner, "Compilatore", "txtCompilatore", build.compiler);
@@ -57,7 +57,7 @@ FormVersioni::FormVersioni(Parametri& owner, QWidget* parent) : ModalForm(parent
 
     const QString database = owner.Percorso(QStringLiteral("Testi")) + QStringLiteral("CvlTradU.mdb");
     Fields texts(this, owner.Traduci(QStringLiteral("Testi")), "fraTesti");
-    texts.add(owner, "Versione del formato", "txtFormato", info::textDatabaseFacts(database).formatVersion);
+    texts.add(owner, "Versione del formato", "txtFormato", privateapi::textDatabaseFacts(database).formatVersion);
 
     auto* leave = new QPushButton(exitIcon(), owner.Traduci(QStringLiteral("Esci")), this);
     leave->setObjectName(QStringLiteral("cmdEsci"));
