@@ -34,7 +34,8 @@ int main(int argc, char** argv) {
     paramcor::OsservatoreRegistro watcher;
     watcher.Osserva(paramcor::Hive::CurrentUser, par.RadReg(), true);
     QObject::connect(&watcher, &paramcor::OsservatoreRegistro::Cambiata, [&] {
-        std::printf("now in %s: %s\n", qPrintable(paramcor::languageInfo(par.Lingua())->ownName),
+        const short language = par.Lingua();  // read again: the texts follow it
+        std::printf("now in %s: %s\n", qPrintable(paramcor::languageInfo(language)->ownName),
                     qPrintable(par.Traduci("Annulla")));
         app.quit();
     });

@@ -27,7 +27,7 @@ int main(int argc, char** argv) {
     // Another program's settings, looked at without losing this selection.
     par.Push();
     par.Programma("Altro");
-    const double thickness = par.LeggiParametro("Spessore", paramcor::Double(20.0)).toDouble();
+    const float thickness = par.LeggiParametro("Spessore", paramcor::Single(20.0f)).toFloat();
     par.Pop();
 
     std::printf("run %d, last file %s, other program's thickness %g, back in %s\n", runs,
