@@ -54,7 +54,7 @@ Parametri::Parametri() : d(std::make_unique<Impl>()) {
 // The selection is shared: destroying any object unwinds the Push stack of all.
 Parametri::~Parametri() {
     selection().unwind();
-    selection().CloseKey();
+    selection().closeSelectedKey();
     closeTextDatabase();
 }
 

@@ -22,7 +22,7 @@ MainParametri& MainParametri::instance() {
 }
 
 void MainParametri::reset() {
-    CloseKey();
+    closeSelectedKey();
     *this = MainParametri();
 }
 
@@ -89,8 +89,8 @@ QString MainParametri::ComposeKeyPath() const {
     return path;
 }
 
-void MainParametri::OpenKey() {
-    CloseKey();
+void MainParametri::openSelectedKey() {
+    closeSelectedKey();
     const QString path = ComposeKeyPath();
     const std::string nativePath = path.toStdString();
     RegistryStore& store = *platform().registry;
@@ -123,7 +123,7 @@ void MainParametri::reportStoreProblem(RegistryStore& store) const {
     message(QStringLiteral("ERROR! ") + QString::fromStdString(problem), mb::Critical);
 }
 
-void MainParametri::CloseKey() {
+void MainParametri::closeSelectedKey() {
     emptyKey_ = false;
     if (openKey_ == 0)
         return;

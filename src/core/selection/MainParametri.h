@@ -31,7 +31,7 @@ public:
     bool skipDefaultWrite() const { return skipDefaultWrite_; }
     bool reportErrors() const { return reportErrors_; }
     int depth() const { return depth_; }
-    KeyHandle openKey() const { return openKey_; }
+    KeyHandle selectedKeyHandle() const { return openKey_; }
     bool keyOpen() const { return openKey_ != 0 || emptyKey_; }
 
     void setProgram(const QString& program);  // also clears section and the no-maker-root flag
@@ -50,8 +50,8 @@ public:
 
     // --- Keys --------------------------------------------------------------------
     QString ComposeKeyPath() const;
-    void OpenKey();
-    void CloseKey();
+    void openSelectedKey();
+    void closeSelectedKey();
     bool ReportApiError(long code, const QString& call) const;
 
     // --- Typed values ------------------------------------------------------------
@@ -114,10 +114,10 @@ private:
 // One access to the selected key: opens it, and closes it when the access ends.
 class KeyScope {
 public:
-    explicit KeyScope(MainParametri& selection) : selection_(selection) { selection_.OpenKey(); }
+    explicit KeyScope(MainParametri& selection) : selection_(selection) { selection_.openSelectedKey(); }
     ~KeyScope() {
         if (!keptOpen_)
-            selection_.CloseKey();
+            selection_.closeSelectedKey();
     }
     KeyScope(const KeyScope&) = delete;
     KeyScope& operator=(const KeyScope&) = delete;
