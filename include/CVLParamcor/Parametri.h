@@ -35,8 +35,8 @@ namespace paramcor {
 
 class Folders;
 
-// Variants of exactly one interface type each. Use them for defaults and values:
-// QVariant(short(5)) holds an int, so it would silently be stored as a Long.
+/// Variants of exactly one interface type each. Use them for defaults and values:
+/// QVariant(short(5)) holds an int, so it would silently be stored as a Long.
 CVLPARAMCOR_EXPORT QVariant Integer(short value);
 CVLPARAMCOR_EXPORT QVariant Long(int value);
 CVLPARAMCOR_EXPORT QVariant Single(float value);
@@ -46,10 +46,13 @@ CVLPARAMCOR_EXPORT QVariant Boolean(bool value);
 CVLPARAMCOR_EXPORT QVariant Empty();
 CVLPARAMCOR_EXPORT QVariant Null();
 
-// The description of a member of Parametri ("Programma", "Push" ...), as tools
-// show it; the library's own with an empty name; empty for members without one.
+/// The description of a member of Parametri ("Programma", "Push" ...), as tools
+/// show it; the library's own with an empty name; empty for members without one.
 CVLPARAMCOR_EXPORT QString helpString(const QString& member);
 
+/// The settings service of a program: the selection of store, program and section,
+/// typed values, folders, texts and language, units and information (see the
+/// example at the top of this header).
 class CVLPARAMCOR_EXPORT Parametri {
 public:
     Parametri();
@@ -58,86 +61,93 @@ public:
     Parametri(const Parametri&) = delete;
     Parametri& operator=(const Parametri&) = delete;
 
-    // --- Program and key selection ---------------------------------------------
+    /// --- Program and key selection ---------------------------------------------
 
-    // "Imposta il programma di cui ottenere i parametri."
-    // Setting it also clears the section and the no-maker-root flag.
+    ///@{
+    /// "Imposta il programma di cui ottenere i parametri."
+    /// Setting it also clears the section and the no-maker-root flag.
     QString Programma() const;
     void Programma(const QString& value);
+    ///@}
 
-    // "Imposta eventualmente la sezione dei parametri all'interno del programma."
+    ///@{
+    /// "Imposta eventualmente la sezione dei parametri all'interno del programma."
     QString Sezione() const;
     void Sezione(const QString& value);
+    ///@}
 
-    // "Imposta i parametri nella sezione CURRENT_USER."
-    // With NoCorvel true the key path leaves out "SOFTWARE" and the maker's root.
+    /// "Imposta i parametri nella sezione CURRENT_USER."
+    /// With NoCorvel true the key path leaves out "SOFTWARE" and the maker's root.
     void CurrentUser(const QVariant& NoCorvel = {});
 
-    // "Imposta i parametri nella sezione LOCAL_MACHINE"
+    /// "Imposta i parametri nella sezione LOCAL_MACHINE"
     void LocalMachine(const QVariant& NoCorvel = {});
 
-    // "Abilita la modalità debug, in cui non crea chiavi o variabili inesistenti."
-    // In debug mode a missing value is reported instead of being created (the key
-    // itself is still created).
+    ///@{
+    /// "Abilita la modalità debug, in cui non crea chiavi o variabili inesistenti."
+    /// In debug mode a missing value is reported instead of being created (the key
+    /// itself is still created).
     bool ModoDebug() const;
     void ModoDebug(bool value);
+    ///@}
 
-    // "Mette la chiave corrente nello stack senza chiuderla."
-    // Saves store, program and section; at depth 100 it reports the overflow.
+    /// "Mette la chiave corrente nello stack senza chiuderla."
+    /// Saves store, program and section; at depth 100 it reports the overflow.
     void Push();
 
-    // "Chiude la chiave corrente e restitituisce la chiave precedente al Push."
-    // Restores store, program and section; the no-maker-root flag and the debug
-    // mode are not restored. Does nothing when nothing was pushed.
+    /// "Chiude la chiave corrente e restitituisce la chiave precedente al Push."
+    /// Restores store, program and section; the no-maker-root flag and the debug
+    /// mode are not restored. Does nothing when nothing was pushed.
     void Pop();
 
-    // --- Typed values ------------------------------------------------------------
+    /// --- Typed values ------------------------------------------------------------
 
-    // "Legge un parametro di tipo generico."
-    // The type of Default chooses the encoding: Integer, Long, Single, Double,
-    // String or Boolean (use the helpers above). A missing value is stored with the
-    // default and the default returned, unless the default equals Empty (0, false,
-    // ""), which is returned without being stored. A Double is read back as a
-    // Single made from its low four bytes, as the suite has always done.
+    /// "Legge un parametro di tipo generico."
+    /// The type of Default chooses the encoding: Integer, Long, Single, Double,
+    /// String or Boolean (use the helpers above). A missing value is stored with the
+    /// default and the default returned, unless the default equals Empty (0, false,
+    /// ""), which is returned without being stored. A Double is read back as a
+    /// Single made from its low four bytes, as the suite has always done.
     QVariant LeggiParametro(const QString& Chiave, const QVariant& Default);
 
-    // "Scrive un parametro generico."
-    // Always returns Empty.
+    /// "Scrive un parametro generico."
+    /// Always returns Empty.
     QVariant ScriviParametro(const QString& Variabile, const QVariant& Valore);
 
-    // "Restituisce il valore della proprietà indicata. Il secondo parametro è
-    // l'eventuale valore di default per la prima registrazione."
+    /// "Restituisce il valore della proprietà indicata. Il secondo parametro è
+    /// l'eventuale valore di default per la prima registrazione."
     QString LeggiParametroStringa(const QString& Chiave, const QVariant& Default = {});
 
-    // "Scrive il valore stringa nella variabile specificata."
-    // At most 255 characters.
+    /// "Scrive il valore stringa nella variabile specificata."
+    /// At most 255 characters.
     void ScriviParametroStringa(const QString& Variabile, const QString& Valore);
 
-    // --- Workstation ---------------------------------------------------------------
+    /// --- Workstation ---------------------------------------------------------------
 
-    // "Registra un documento, associando l'applicativo di default e l'icona."
-    // Writes below the classes root: Estensione -> Gruppo, Gruppo\CLID,
-    // Gruppo\shell\open\command (when IdIcona >= 0) and Gruppo\DefaultIcon.
-    // Afterwards the key path leaves out the maker's root until the next
-    // CurrentUser, LocalMachine or Programma.
+    /// "Registra un documento, associando l'applicativo di default e l'icona."
+    /// Writes below the classes root: Estensione -> Gruppo, Gruppo\\CLID,
+    /// Gruppo\\shell\\open\\command (when IdIcona >= 0) and Gruppo\\DefaultIcon.
+    /// Afterwards the key path leaves out the maker's root until the next
+    /// CurrentUser, LocalMachine or Programma.
     void RegistraDocumento(const QString& Estensione, const QString& Gruppo, const QString& Shell, short IdIcona);
 
-    // "Restituisce il percorso completo dei file temporanei."
-    // Ends with a separator.
+    /// "Restituisce il percorso completo dei file temporanei."
+    /// Ends with a separator.
     QString PercorsoTemp() const;
 
-    // "Restituisce il nome unico per un file temporaneo."
-    // The file is created, empty; its name starts with the first three characters
-    // of Prefisso. Empty when no file can be created.
+    /// "Restituisce il nome unico per un file temporaneo."
+    /// The file is created, empty; its name starts with the first three characters
+    /// of Prefisso. Empty when no file can be created.
     QString FileTemporaneo(const QString& Prefisso);
 
-    // Clears pending floating-point exceptions.
+    /// Clears pending floating-point exceptions.
     void SvuotaErrori();
 
-    // "SOFTWARE" followed by the registry root of the installation file.
+    /// "SOFTWARE" followed by the registry root of the installation file.
     QString RadReg() const;
 
-    // Version records of the installed suite, in the local-machine store.
+    ///@{
+    /// Version records of the installed suite, in the local-machine store.
     QString VersioneProdotto();
     void VersioneProdotto(const QString& value);
     QString VersioneUpgrade();
@@ -148,41 +158,45 @@ public:
     void VersioneProdottoVetro(const QString& value);
     QString VersioneProdottoVetroCam();
     void VersioneProdottoVetroCam(const QString& value);
+    ///@}
 
-    // --- Folders -------------------------------------------------------------------
-    //
-    // Folders are declared in the installation file "ParamCor.txt" beside the
-    // library; their current locations live in the store. Every path handed out
-    // ends with a separator.
+    /// --- Folders -------------------------------------------------------------------
+    ///
+    /// Folders are declared in the installation file "ParamCor.txt" beside the
+    /// library; their current locations live in the store. Every path handed out
+    /// ends with a separator.
 
-    // The suite's root folder.
+    /// The suite's root folder.
     QString PercorsoWincor();
-    // Always false.
+    /// Always false.
     bool GestionePercorsi() const;
-    // The folder that holds the library.
+    /// The folder that holds the library.
     QString PercorsoPrincipale() const;
-    // Stores a new location for a folder, as given.
+    /// Stores a new location for a folder, as given.
     void ScriviPercorso(const QString& NomePercorso, const QString& PercorsoDefault);
-    // The current location of a folder ("DXF", "PercorsoDxf" and " dxf " alike);
-    // an unknown name gives the library's folder.
+    /// The current location of a folder ("DXF", "PercorsoDxf" and " dxf " alike);
+    /// an unknown name gives the library's folder.
     QString Percorso(const QString& NomePercorso);
-    // Reports unknown names and missing folders.
+    ///@{
+    /// Reports unknown names and missing folders.
     bool DebugPercorsi() const;
     void DebugPercorsi(bool value);
-    // Opens the folder editor on the folders whose name or reference equals Filtro
-    // (without regard to case; all folders when it is omitted or empty). Changes are
-    // written with ScriviPercorso when the user confirms; returns true when at least
-    // one folder was written, false when the editor was left or nothing changed.
+    ///@}
+    /// Opens the folder editor on the folders whose name or reference equals Filtro
+    /// (without regard to case; all folders when it is omitted or empty). Changes are
+    /// written with ScriviPercorso when the user confirms; returns true when at least
+    /// one folder was written, false when the editor was left or nothing changed.
     bool CambiaPercorsi(const QVariant& Filtro = {});
-    // The number of rows of the folder table after the suite root.
+    /// The number of rows of the folder table after the suite root.
     short TotalePercorsi() const;
-    // Row Indice of the folder table (0 to TotalePercorsi): name, default, current
-    // location and reference. False, outputs untouched, outside that range.
+    /// Row Indice of the folder table (0 to TotalePercorsi): name, default, current
+    /// location and reference. False, outputs untouched, outside that range.
     bool DatiPercorso(short Indice, QString& Nome, QString& Default, QString& DefaultV, QString& Rif);
 
-    // Fixed folders. The setters drop what they are given: ScriviPercorso is the one
-    // way to move a folder. PercorsoDFFLocale and PercorsoISOSlabvista always return
-    // Empty, as they always have, after resolving their folder.
+    ///@{
+    /// Fixed folders. The setters drop what they are given: ScriviPercorso is the one
+    /// way to move a folder. PercorsoDFFLocale and PercorsoISOSlabvista always return
+    /// Empty, as they always have, after resolving their folder.
     QVariant PercorsoCLF();
     void PercorsoCLF(const QVariant& value);
     QString PercorsoCommesse();
@@ -231,89 +245,94 @@ public:
     void PercorsoProgettiProfilex(const QString& value);
     QString PercorsoCor();
     void PercorsoCor(const QString& value);
+    ///@}
 
-    // --- Texts and language -----------------------------------------------------------
-    //
-    // The suite's texts are rows of the text database with one column per language;
-    // programs pass the Italian wording, or the text's key, and show what comes back.
-    // A lookup never fails: an unknown wording comes back as it was given.
+    /// --- Texts and language -----------------------------------------------------------
+    ///
+    /// The suite's texts are rows of the text database with one column per language;
+    /// programs pass the Italian wording, or the text's key, and show what comes back.
+    /// A lookup never fails: an unknown wording comes back as it was given.
 
-    // The text with key (Programma, Progressivo) in the current language, without
-    // the characters of Caratteri (a string). An unknown key gives "???" ("" keys
-    // and the key itself in debug mode); an empty text "" ("!!!" in debug mode).
+    /// The text with key (Programma, Progressivo) in the current language, without
+    /// the characters of Caratteri (a string). An unknown key gives "???" ("" keys
+    /// and the key itself in debug mode); an empty text "" ("!!!" in debug mode).
     QString TraduciChiave(const QString& Programma, const QString& Progressivo, const QVariant& Caratteri = {});
 
-    // The translation of the Italian wording Testo in the current language, without
-    // the characters of Caratteri. Looked up as given, then with the punctuation
-    // around it set aside ("Spessore:" is found as "Spessore").
+    /// The translation of the Italian wording Testo in the current language, without
+    /// the characters of Caratteri. Looked up as given, then with the punctuation
+    /// around it set aside ("Spessore:" is found as "Spessore").
     QString Traduci(const QString& Testo, const QVariant& Caratteri = {});
 
-    // Marks unknown ({...}) and untranslated ([...]) wordings and logs them in
-    // "testi.txt" of the temporary folder.
+    ///@{
+    /// Marks unknown ({...}) and untranslated ([...]) wordings and logs them in
+    /// "testi.txt" of the temporary folder.
     bool DebugTraduzioni() const;
     void DebugTraduzioni(bool value);
+    ///@}
 
-    // "Imposta il numero della lingua."
-    // 1 Italiano, 2 English, 3 Deutsch, 4 Français, 5 Español, 6 Português, 7 to 12
-    // further languages. Shared by every program of the workstation's user.
+    ///@{
+    /// "Imposta il numero della lingua."
+    /// 1 Italiano, 2 English, 3 Deutsch, 4 Français, 5 Español, 6 Português, 7 to 12
+    /// further languages. Shared by every program of the workstation's user.
     short Lingua();
     void Lingua(short value);
+    ///@}
 
-    // "Visualizza il form per cambiare la lingua corrente e restituisce TRUE se viene
-    // cambiata."
-    // Failures of the units window opened from it reach the caller: TextDatabaseError
-    // for the database, std::invalid_argument, std::domain_error or std::out_of_range
-    // for unit rows that cannot be used.
+    /// "Visualizza il form per cambiare la lingua corrente e restituisce TRUE se viene
+    /// cambiata."
+    /// Failures of the units window opened from it reach the caller: TextDatabaseError
+    /// for the database, std::invalid_argument, std::domain_error or std::out_of_range
+    /// for unit rows that cannot be used.
     bool CambiaLingua();
 
-    // Opens the window in which the user corrects translations; nothing in Italian.
+    /// Opens the window in which the user corrects translations; nothing in Italian.
     void CambiaTesto();
 
-    // --- Units of measure -------------------------------------------------------------
+    /// --- Units of measure -------------------------------------------------------------
 
-    // Adds the five unit settings rows (Programma "PARAM") with their metric defaults
-    // to the text database at DB when it has none. Throws TextDatabaseError when the
-    // database cannot be opened or written.
+    /// Adds the five unit settings rows (Programma "PARAM") with their metric defaults
+    /// to the text database at DB when it has none. Throws TextDatabaseError when the
+    /// database cannot be opened or written.
     void ControllaValori(const QString& DB);
 
-    // --- Information ---------------------------------------------------------------
+    /// --- Information ---------------------------------------------------------------
 
-    // "Visualizza le informazioni sul programma, i contatti del fornitore e le
-    // informazioni di sistema."
-    // The about window: the program's name and version as the caller gives them, the
-    // suite's and the library's versions, the supplier's contacts, and the system
-    // information that the user copies or mails to the support address.
+    /// "Visualizza le informazioni sul programma, i contatti del fornitore e le
+    /// informazioni di sistema."
+    /// The about window: the program's name and version as the caller gives them, the
+    /// suite's and the library's versions, the supplier's contacts, and the system
+    /// information that the user copies or mails to the support address.
     void Informazioni(const QString& NomeProgramma, const QString& VersioneProgramma);
 
-    // "Visualizza le versioni dei prodotti installati e della libreria."
-    // The five version records, how the library was built and the text database's
-    // format version.
+    /// "Visualizza le versioni dei prodotti installati e della libreria."
+    /// The five version records, how the library was built and the text database's
+    /// format version.
     void Versioni();
 
-    // "Restituisce le informazioni di sistema per l'assistenza."
-    // What the about window lists for support, as plain text in the current language.
+    /// "Restituisce le informazioni di sistema per l'assistenza."
+    /// What the about window lists for support, as plain text in the current language.
     QString InformazioniSistema();
 
-    // "Restituisce i contatti del fornitore."
-    // The values Fornitore, TelefonoFornitore, IndirizzoFornitore and SitoFornitore
-    // under the maker's key of the machine store; one that is missing or empty takes
-    // the line of the same name in the installation file, or stays empty.
+    /// "Restituisce i contatti del fornitore."
+    /// The values Fornitore, TelefonoFornitore, IndirizzoFornitore and SitoFornitore
+    /// under the maker's key of the machine store; one that is missing or empty takes
+    /// the line of the same name in the installation file, or stays empty.
     void DatiFornitore(QString& Nome, QString& Telefono, QString& Indirizzo, QString& Sito);
 
 private:
-    // Creation and destruction steps of the subsystems.
-    bool queryTempFolder();
-    bool readInstallationFile();
-    bool openTextDatabase();
-    void closeTextDatabase();
-    void recordUpgradeVersion();
-    void checkRegionalSettings();
-    // Tells the windows the language when it is not the one they were last told.
-    void announceLanguage();
-    // The folder editor works on the object's own table.
-    friend CVLPARAMCOR_EXPORT Folders& foldersOf(Parametri& owner);
+    /// Creation and destruction steps of the subsystems.
+    CVLPARAMCOR_NO_EXPORT bool queryTempFolder();
+    CVLPARAMCOR_NO_EXPORT bool readInstallationFile();
+    CVLPARAMCOR_NO_EXPORT bool openTextDatabase();
+    CVLPARAMCOR_NO_EXPORT void closeTextDatabase();
+    CVLPARAMCOR_NO_EXPORT void recordUpgradeVersion();
+    CVLPARAMCOR_NO_EXPORT void checkRegionalSettings();
+    /// Tells the windows the language when it is not the one they were last told.
+    CVLPARAMCOR_NO_EXPORT void announceLanguage();
+    /// The folder editor works on the object's own table.
+    friend Folders& foldersOf(Parametri& owner);
 
-    struct Impl;
+    struct CVLPARAMCOR_NO_EXPORT Impl;
     std::unique_ptr<Impl> d;
 };
 

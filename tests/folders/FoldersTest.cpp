@@ -4,7 +4,7 @@
 #include "folders/FolderTable.h"
 #include "folders/InstallationFile.h"
 #include "param/FolderSetup.h"
-#include "param/registry/MainParametri.h"
+#include "selection/MainParametri.h"
 #include "support/TestPlatform.h"
 
 #include <CVLParamcor/Parametri.h>

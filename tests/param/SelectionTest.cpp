@@ -1,5 +1,5 @@
 // The library-wide selection: key paths, the Push stack, opening keys.
-#include "param/registry/MainParametri.h"
+#include "selection/MainParametri.h"
 #include "platform/RegisteredWindows.h"
 #include "support/TestPlatform.h"
 #include "support/TextFiles.h"
@@ -143,7 +143,7 @@ TEST(OpenKey, CreatesTheKeyWithItsParentsEvenInDebugModeOrShowsThePath) {
     KeyHandle key = 0;
     EXPECT_EQ(platform.store().openKey(Hive::CurrentUser, "software\\CORVEL\\prog\\a\\b", &key), regerr::Success);
     platform.store().closeKey(key);
-    EXPECT_EQ(state().openKey(), 0u);
+    EXPECT_EQ(state().selectedKeyHandle(), 0u);
 
     // Pop brings the program back but not the flag: the path then begins with a
     // backslash, which no store accepts.

@@ -1,6 +1,6 @@
 // Typed reads and writes: the bytes in the store, defaults, debug mode and the
 // messages a client sees.
-#include "param/registry/MainParametri.h"
+#include "selection/MainParametri.h"
 #include "support/TestPlatform.h"
 
 #include <CVLParamcor/Parametri.h>
@@ -142,15 +142,15 @@ TEST_F(TypedValues, MismatchesOtherTypesAndLongStringsAreRefused) {
     par.ScriviParametro("Troppo", QString(256, u'x'));
     EXPECT_EQ(platform.shown().back(),
               (std::pair<QString, int>{"ERROR! String parameters maximum lenght is 255!", 48}));
-    EXPECT_EQ(MainParametri::instance().openKey(), 0u);
+    EXPECT_EQ(MainParametri::instance().selectedKeyHandle(), 0u);
     // The string write refuses it as a hard error and leaves the key open until
     // the next access.
     par.ScriviParametroStringa("Troppo", QString(256, u'x'));
     EXPECT_EQ(platform.shown().back().second, 16);
     EXPECT_EQ(platform.boxes().beeps, 2);
-    EXPECT_NE(MainParametri::instance().openKey(), 0u);
+    EXPECT_NE(MainParametri::instance().selectedKeyHandle(), 0u);
     EXPECT_EQ(par.LeggiParametroStringa("Altro"), "");
-    EXPECT_EQ(MainParametri::instance().openKey(), 0u);
+    EXPECT_EQ(MainParametri::instance().selectedKeyHandle(), 0u);
     EXPECT_FALSE(stored("Troppo").found);
     // Written by another program, a longer string does not fit: it counts as missing.
     put("Esterno", regtype::String, Bytes(256, 'z'));

@@ -1,7 +1,7 @@
 // Workstation chores: temporary files, document types, version records and the
 // regional settings check at creation.
 #include "param/Workstation.h"
-#include "param/registry/MainParametri.h"
+#include "selection/MainParametri.h"
 #include "support/TestPlatform.h"
 #include "support/TextFiles.h"
 

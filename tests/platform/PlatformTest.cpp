@@ -1,5 +1,5 @@
 // The seams' defaults: what a program without windows or configuration gets.
-#include "param/registry/MainParametri.h"
+#include "selection/MainParametri.h"
 #include "support/TestPlatform.h"
 
 #include <CVLParamcor/Parametri.h>

@@ -1,6 +1,6 @@
 // Finding, delivering, merging and opening the text database.
 #include "param/FolderSetup.h"
-#include "param/registry/MainParametri.h"
+#include "selection/MainParametri.h"
 #include "support/TestPlatform.h"
 #include "support/TextFiles.h"
 #include "texts/TextDatabase.h"

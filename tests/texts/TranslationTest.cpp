@@ -1,5 +1,5 @@
 // Looking texts up by wording and by key, the debug marks and the missing-text log.
-#include "param/registry/MainParametri.h"
+#include "selection/MainParametri.h"
 #include "support/TestPlatform.h"
 #include "support/TextFiles.h"
 #include "base/SqlDatabase.h"

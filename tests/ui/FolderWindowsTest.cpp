@@ -2,8 +2,8 @@
 // editor opened by CambiaPercorsi, wired to the folder editing logic over a real
 // installation and registry store.
 #include "WindowTesting.h"
-#include "folders/ui/BrowseForFolder.h"
-#include "folders/ui/FormDipendenze.h"
+#include "ui/folders/BrowseForFolder.h"
+#include "ui/folders/FormDipendenze.h"
 
 #include <QDir>
 #include <QFileDialog>

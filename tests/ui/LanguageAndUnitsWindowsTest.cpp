@@ -5,10 +5,10 @@
 // controls reach the unit settings, confirming saves them and leaving saves nothing.
 #include "WindowTesting.h"
 #include "base/SqlDatabase.h"
-#include "texts/ui/FormLingua.h"
-#include "ui/QtMessageBoxes.h"
+#include "ui/texts/FormLingua.h"
+#include "ui/common/QtMessageBoxes.h"
 #include "units/UnitSettings.h"
-#include "units/ui/FormMisure.h"
+#include "ui/units/FormMisure.h"
 
 #include <QAbstractButton>
 #include <QAction>

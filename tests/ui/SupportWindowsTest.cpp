@@ -5,11 +5,11 @@
 // handed to support: copied, or mailed into the outbox when there is no server.
 #include "MailTesting.h"
 #include "WindowTesting.h"
-#include "info/ui/FormInformazioni.h"
-#include "info/ui/FormVersioni.h"
+#include "ui/info/FormInformazioni.h"
+#include "ui/info/FormVersioni.h"
 #include "texts/Corrections.h"
-#include "texts/ui/FormTesto.h"
-#include "texts/ui/mail/Mail.h"
+#include "ui/texts/FormTesto.h"
+#include "ui/common/Mail.h"
 
 #include <QApplication>
 #include <QClipboard>

@@ -4,13 +4,13 @@
 // wording the windows ask for while they open, in English, German, French and
 // Spanish; the windows' lookups are recorded by the missing-text log of debug mode.
 #include "WindowTesting.h"
-#include "folders/ui/FormDipendenze.h"
-#include "info/ui/FormInformazioni.h"
-#include "info/ui/FormVersioni.h"
-#include "texts/ui/FormLingua.h"
-#include "texts/ui/FormTesto.h"
-#include "units/ui/FormMisure.h"
-#include "units/ui/FormValuta.h"
+#include "ui/folders/FormDipendenze.h"
+#include "ui/info/FormInformazioni.h"
+#include "ui/info/FormVersioni.h"
+#include "ui/texts/FormLingua.h"
+#include "ui/texts/FormTesto.h"
+#include "ui/units/FormMisure.h"
+#include "ui/units/FormValuta.h"
 
 #include <QFile>
 

@@ -13,11 +13,11 @@
 // --screenshots renders each window in Italian and in English to
 // OUTDIR/<window>-it.png and -en.png, on whatever platform Qt runs on (offscreen
 // for scripts), and fails when a window cannot be rendered.
-#include "folders/ui/FormDipendenze.h"
-#include "info/ui/FormInformazioni.h"
-#include "texts/ui/FormTesto.h"
-#include "units/ui/FormMisure.h"
-#include "units/ui/FormValuta.h"
+#include "ui/folders/FormDipendenze.h"
+#include "ui/info/FormInformazioni.h"
+#include "ui/texts/FormTesto.h"
+#include "ui/units/FormMisure.h"
+#include "ui/units/FormValuta.h"
 
 #include <CVLParamcor/Parametri.h>
 #include <CVLParamcor/Platform.h>

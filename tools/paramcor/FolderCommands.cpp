@@ -5,6 +5,7 @@
 #include "Wording.h"
 
 #include "folders/FolderEditing.h"
+#include "param/PrivateApi.h"
 #include "param/FolderSetup.h"
 
 #include <QDir>
@@ -112,8 +113,8 @@ int listFolders(Session& session, const Arguments& arguments, const QStringList&
     const bool all = arguments.has(QStringLiteral("tutti"));
     std::vector<QStringList> rows;
     bool first = true;
-    const FolderEditing editing(foldersOf(par));
-    for (const EditedFolder& row : editing.folders()) {
+    const std::unique_ptr<FolderEditing> editing = privateapi::folderEditing(par);
+    for (const EditedFolder& row : editing->folders()) {
         if (all || first || !row.declared.isEmpty())
             rows.push_back({row.name, row.declared, row.stored, row.reference, sourceOf(row)});
         first = false;
@@ -139,7 +140,8 @@ int writeFolder(Session& session, const Arguments& arguments, const QStringList&
     if (!location.isAbsolute() || !location.isDir())
         throw Failure(tr("\"%1\" is not an existing folder given from the root").arg(operands[1]));
     Parametri& par = session.parametri();
-    FolderEditing editing(foldersOf(par));
+    const std::unique_ptr<FolderEditing> edited = privateapi::folderEditing(par);
+    FolderEditing& editing = *edited;
     const int row = rowNamed(editing, operands[0]);
     const EditedFolder& folder = editing.folders()[row];
     if (folder.machineWide != arguments.has(QStringLiteral("macchina")))

@@ -1,0 +1,28 @@
+#include "param/PrivateApi.h"
+
+#include "param/FolderSetup.h"
+#include "param/SystemReport.h"
+
+namespace paramcor::privateapi {
+
+std::unique_ptr<FolderEditing> folderEditing(Parametri& owner) {
+    return std::make_unique<FolderEditing>(foldersOf(owner));
+}
+
+info::BuildInfo buildInfo() {
+    return info::buildInfo();
+}
+
+info::TextDatabaseFacts textDatabaseFacts(const QString& path) {
+    return info::textDatabaseFacts(path);
+}
+
+info::SystemInformation systemInformation(Parametri& owner, const QString& program, const QString& version) {
+    return paramcor::systemInformation(owner, program, version);
+}
+
+QString systemInformationText(const info::SystemInformation& report) {
+    return report.text();
+}
+
+}  // namespace paramcor::privateapi

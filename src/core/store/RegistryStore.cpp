@@ -1,0 +1,7 @@
+#include <CVLParamcor/RegistryStore.h>
+
+namespace paramcor {
+
+RegistryStore::~RegistryStore() = default;
+
+}  // namespace paramcor
