@@ -137,17 +137,16 @@ public:
     /// again and again; empty when the store has none.
     virtual std::string changeFile(Hive hive) const;
 
-    /// What changed in a hive since `position`, for programs told of changes through
-    /// changeFile, so that they read again only what changed: each changed key by its
-    /// path as the store spells it, with `subtree` when everything below it may have
-    /// changed too (a deleted tree). `position` is the store's own mark: 0 at first, then
-    /// as the last call left it. The whole hive ({"", true}) when the store cannot tell
-    /// any closer: the first call, the hive's file replaced, a watcher too far behind.
-    /// InvalidFunction when the store keeps no record of changes.
+    /// One changed key, as changesSince reports it.
     struct KeyChange {
-        std::string path;
-        bool subtree = false;
+        std::string path;      ///< the key's path as the store spells it; "" for the whole hive
+        bool subtree = false;  ///< everything below it may have changed too (a deleted tree)
     };
+    /// What changed in a hive since `position`, for programs told of changes through
+    /// changeFile, so that they read again only what changed. `position` is the store's
+    /// own mark: 0 at first, then as the last call left it. The whole hive ({"", true})
+    /// when the store cannot tell any closer: the first call, the hive's file replaced,
+    /// a watcher too far behind. InvalidFunction when the store keeps no record of changes.
     virtual long changesSince(Hive hive, std::uint64_t& position, std::vector<KeyChange>& changes);
 
     /// The same where the registry tells of changes itself (Windows): `event`, a
@@ -175,8 +174,10 @@ public:
     /// first of them, whatever other processes commit meanwhile; they do not wait.
     /// Writes through this store wait for endReading: they give SharingViolation.
     /// InvalidFunction where the store cannot (then each read sees the latest state).
+    ///@{
     virtual long beginReading(Hive hive);
     virtual long endReading(Hive hive);
+    ///@}
 
     /// Why the store last could not use a hive as it should, naming its file and the
     /// cause ("... is not a hive of CVLParamcor: ..."), for the person who must put it
@@ -192,13 +193,16 @@ public:
 /// Reads of one hive seen as one state for as long as this lives (beginReading).
 class StoreReading {
 public:
+    /// Begins the reading of `hive` on `store`.
     StoreReading(RegistryStore& store, Hive hive) : store_(store), hive_(hive), began_(store.beginReading(hive)) {}
+    /// Ends it, when it began.
     ~StoreReading() {
         if (began_ == regerr::Success)
             store_.endReading(hive_);
     }
     StoreReading(const StoreReading&) = delete;
     StoreReading& operator=(const StoreReading&) = delete;
+    /// What beginReading answered: Success, or why each read sees the latest state.
     long began() const { return began_; }
 
 private:
