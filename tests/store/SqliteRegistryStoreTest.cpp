@@ -271,9 +271,9 @@ TEST(SqliteRegistryStore, WritesLandInTheHiveThatIsThereWhenItWasRemovedOrReplac
     EXPECT_EQ(kept(), dword(3));
     EXPECT_EQ(read(reader, open(reader, "Software\\App"), "n").data, dword(3));
     EXPECT_EQ(tryOpen(reader, "Software\\Other\\Deeper"), regerr::Success);
-    // A key opened in the old file names nothing in the new one: its writes fail.
-    EXPECT_EQ(running.setValue(heldOpen, "n", regtype::Dword, dword(4)), regerr::KeyDeleted);
-    EXPECT_EQ(kept(), dword(3));
+    // A key opened in the old file is found again by its path in the new one.
+    EXPECT_EQ(running.setValue(heldOpen, "n", regtype::Dword, dword(4)), regerr::Success);
+    EXPECT_EQ(kept(), dword(4));
 }
 
 TEST(SqliteRegistryStore, AReadingSeesOneStateWhateverOthersCommit) {

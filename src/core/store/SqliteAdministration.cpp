@@ -18,15 +18,22 @@ long SqliteRegistryStore::Impl::writableHive(KeyHandle key, OpenKey& open, HiveS
     const auto it = handles.find(key);
     if (it == handles.end())
         return regerr::InvalidHandle;
-    open = it->second;
-    if (!open.writable)
+    OpenKey& handle = it->second;
+    if (!handle.writable)
         return regerr::AccessDenied;
-    HiveState& h = hives[open.hive];
+    HiveState& h = hives[handle.hive];
     h.problem.clear();
     if (h.batch == Batch::Lost)
         return readyToWrite(h);
     if (const long rc = openToWrite(h, false))
         return rc;
+    // The file was removed or replaced since the key was opened: the key again, in
+    // the file that is there now, made with it if need be.
+    if ((handle.stale(h) || (!h.conn && whenRemoved != regerr::FileNotFound)) && handle.path &&
+        h.batch != Batch::Open)
+        if (const long rc = reopenForWrite(h, handle))
+            return rc;
+    open = handle;
     if (!h.conn) {
         if (whenRemoved != regerr::FileNotFound)
             h.problem = file(h) + " was removed";

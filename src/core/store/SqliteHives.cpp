@@ -143,10 +143,28 @@ long SqliteRegistryStore::Impl::openToWrite(HiveState& h, bool create) {
     return openHive(h, create);
 }
 
-long SqliteRegistryStore::Impl::openToRead(HiveState& h) {
+long SqliteRegistryStore::Impl::openToRead(HiveState& h, bool create) {
     if (h.caching() && h.conn->counter.load() != h.cache.seen())
         forgetIfReplaced(h);
-    return openHive(h, false);
+    return openHive(h, create);
+}
+
+long SqliteRegistryStore::Impl::reopenForWrite(HiveState& h, store::OpenKey& open) {
+    if (!open.path)
+        return regerr::Success;
+    if (const long rc = openHive(h, true))
+        return rc;
+    if (!h.conn)
+        return regerr::IoFailed;
+    std::int64_t id = 0;
+    if (const long rc = findKey(h, open.path->folded, id))
+        return rc;
+    if (id == 0)
+        if (const long rc = createKeys(h, open.path->raw, id))
+            return rc;
+    open.id = id;
+    open.generation = h.generation;
+    return regerr::Success;
 }
 
 long SqliteRegistryStore::Impl::createHive(HiveState& h) {

@@ -127,18 +127,21 @@ long SqliteRegistryStore::Impl::openOrCreate(Hive hive, const std::string& path,
     const std::lock_guard lock(mutex);
     // Programs open the same few keys again and again: the last path is not folded twice.
     LastPath& last = lastPath;
-    if (!last.valid || last.skipBackslash != skipBackslash || last.raw != path) {
-        last.valid = false;
-        if (const long rc = store::normalizePath(skipBackslash ? path.substr(1) : path, last.folded, true))
+    if (!last.names || last.skipBackslash != skipBackslash || last.names->raw != path) {
+        auto names = std::make_shared<store::KeyPathNames>();
+        if (const long rc = store::normalizePath(skipBackslash ? path.substr(1) : path, names->folded, true))
             return rc;
-        last.raw = path;
+        names->raw = path;
+        last.names = std::move(names);
         last.skipBackslash = skipBackslash;
-        last.valid = true;
     }
-    const std::string& folded = last.folded;
+    const std::string& folded = last.names->folded;
     HiveState& h = hives[index];
     h.problem.clear();
-    if (const long rc = create ? openToWrite(h, true) : openToRead(h))
+    // Opening a key that is there writes nothing: whether the hive's file is still
+    // the one opened is for the write through it to ask (reopenForWrite), not for
+    // every read of the suite, which opens its keys to write.
+    if (const long rc = openToRead(h, create))
         return rc;
     std::int64_t id = 0;
     if (!h.conn) {  // no file yet: only the root key exists
@@ -146,7 +149,11 @@ long SqliteRegistryStore::Impl::openOrCreate(Hive hive, const std::string& path,
             return regerr::FileNotFound;
         id = store::kRootKeyId;
     } else {
-        if (create && !h.conn->writable()) {
+        // A connection that may only read may be one to files since put right.
+        if (create && !h.conn->writable() && forgetIfReplaced(h))
+            if (const long rc = openToWrite(h, true))
+                return rc;
+        if (create && h.conn && !h.conn->writable()) {
             h.problem = h.readOnlyWhy;
             if (options.refused)
                 options.refused(file(h));
@@ -156,12 +163,21 @@ long SqliteRegistryStore::Impl::openOrCreate(Hive hive, const std::string& path,
             return rc;
         if (id == 0 && !create)
             return regerr::FileNotFound;
-        if (id == 0)
-            if (const long rc = createKeys(h, path, id))
-                return rc;
+        if (id == 0) {
+            // Making keys is a write: into the file that is there now.
+            if (forgetIfReplaced(h)) {
+                if (const long rc = openToWrite(h, true))
+                    return rc;
+                if (const long rc = findKey(h, folded, id))
+                    return rc;
+            }
+            if (id == 0)
+                if (const long rc = createKeys(h, path, id))
+                    return rc;
+        }
     }
     *key = nextHandle++;
-    handles.emplace(*key, OpenKey{index, id, create, h.generation});
+    handles.emplace(*key, OpenKey{index, id, create, h.generation, create ? last.names : nullptr});
     return regerr::Success;
 }
 

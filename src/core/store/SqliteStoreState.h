@@ -89,11 +89,20 @@ struct HiveState {
     }
 };
 
+// A key's path as the caller gave it and as the store looks it up.
+struct KeyPathNames {
+    std::string raw;
+    std::string folded;
+};
+
 struct OpenKey {
     int hive;
     std::int64_t id;
     bool writable;
     std::uint64_t generation;  // HiveState::generation when opened
+    // Kept by keys opened to write: a write that finds the hive's file replaced or
+    // removed since finds, or makes, the key again in the file that is there now.
+    std::shared_ptr<const KeyPathNames> path;
 
     // Whether the id may name another key, or none, in the file the hive is now; the
     // root key is the same in every file.
@@ -118,10 +127,8 @@ struct SqliteRegistryStore::Impl {
     std::unordered_map<KeyHandle, Cursor> valueCursors;
     KeyHandle nextHandle = 1;
     struct LastPath {
-        std::string raw;     // as the caller gave it
-        std::string folded;  // normalised and folded
+        std::shared_ptr<const store::KeyPathNames> names;  // shared with the keys opened on it
         bool skipBackslash = false;
-        bool valid = false;
     } lastPath;
 
     Impl(const std::string& userFolder, const std::string& machineFolder, Options opts);
@@ -147,7 +154,10 @@ struct SqliteRegistryStore::Impl {
     long openToWrite(HiveState& h, bool create);
     // openHive for a read: the same check, but only when the change counter moved,
     // as a writer that finds its file replaced moves the old file's counter.
-    long openToRead(HiveState& h);
+    long openToRead(HiveState& h, bool create = false);
+    // The key of a handle opened to write, in the hive's current file: the same key
+    // again after the file was replaced or removed (made again if need be).
+    long reopenForWrite(HiveState& h, store::OpenKey& open);
     // Drops the connection if its file is no longer the hive's; true when it did.
     bool forgetIfReplaced(HiveState& h);
     long createHive(HiveState& h);
