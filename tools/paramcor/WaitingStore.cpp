@@ -20,19 +20,22 @@ WaitingStore::~WaitingStore() {
     watcher_.join();
 }
 
-// A write that lasts a second is waiting for another program: say so, once per write.
+// A write still running at two looks a second apart is waiting for another
+// program: say so, once per write. Writes themselves only set two atomics, so that
+// an import of many values does not wake this thread at every one.
 void WaitingStore::watch() {
     std::unique_lock lock(mutex_);
-    while (true) {
-        changed_.wait(lock, [this] { return busy_ || stopping_; });
-        if (stopping_)
-            return;
-        const unsigned long long call = call_;
-        const auto over = [this, call] { return stopping_ || !busy_ || call_ != call; };
-        if (!changed_.wait_for(lock, std::chrono::seconds(1), over)) {
+    unsigned long long seen = 0;
+    bool told = false;
+    while (!changed_.wait_for(lock, std::chrono::seconds(1), [this] { return stopping_; })) {
+        const unsigned long long call = call_.load();
+        if (call != seen)
+            told = false;
+        else if (busy_.load() && !told) {
             std::fprintf(stderr, "%s%s\n", qUtf8Printable(errorPrefix()), qUtf8Printable(notice_));
-            changed_.wait(lock, over);
+            told = true;
         }
+        seen = call;
     }
 }
 
@@ -40,18 +43,10 @@ template <typename Call>
 long WaitingStore::writing(Call call) {
     if (notice_.isEmpty())
         notice_ = tr("waiting for another program that holds the store, at most %1 s (--attesa)").arg(waitSeconds_);
-    {
-        const std::lock_guard lock(mutex_);
-        busy_ = true;
-        ++call_;
-    }
-    changed_.notify_all();
+    call_.fetch_add(1);
+    busy_.store(true);
     const long rc = call();
-    {
-        const std::lock_guard lock(mutex_);
-        busy_ = false;
-    }
-    changed_.notify_all();
+    busy_.store(false);
     return rc;
 }
 

@@ -6,6 +6,7 @@
 
 #include <QString>
 
+#include <atomic>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -39,6 +40,12 @@ public:
     long beginBatch(Hive hive) override;
     long commitBatch(Hive hive) override;
     long abortBatch(Hive hive) override;
+    long changesSince(Hive hive, std::uint64_t& position, std::vector<KeyChange>& changes) override {
+        return store_->changesSince(hive, position, changes);
+    }
+    long flushKey(KeyHandle key) override { return store_->flushKey(key); }
+    long beginReading(Hive hive) override { return store_->beginReading(hive); }
+    long endReading(Hive hive) override { return store_->endReading(hive); }
     std::string diagnostic(Hive hive) override;
     std::string location(Hive hive) const override;
 
@@ -52,9 +59,10 @@ private:
     QString notice_;  // made on the command's thread, where the texts are
     std::mutex mutex_;
     std::condition_variable changed_;
-    bool busy_ = false;
     bool stopping_ = false;
-    unsigned long long call_ = 0;
+    // Set by each write without waking the watcher, which looks once a second.
+    std::atomic<bool> busy_ = false;
+    std::atomic<unsigned long long> call_ = 0;
     std::thread watcher_;
 };
 

@@ -317,6 +317,14 @@ Opened openConnection(const HiveFile& hive, bool write, int busyTimeoutMs, std::
     if (rc == SQLITE_OK)
         rc = sqlite3_exec(raw, ("PRAGMA journal_size_limit=" + std::to_string(kLargeWal)).c_str(), nullptr, nullptr,
                           nullptr);
+    // Room for a large batch (an import) in memory: a smaller cache spills its pages
+    // into the -wal again and again before the commit. Pages are taken only as used.
+    if (rc == SQLITE_OK)
+        rc = sqlite3_exec(raw, "PRAGMA cache_size=-65536", nullptr, nullptr, nullptr);
+    // Each write inside a batch is a savepoint of its own: its undo stays in memory
+    // rather than in a temporary file written page by page.
+    if (rc == SQLITE_OK)
+        rc = sqlite3_exec(raw, "PRAGMA temp_store=MEMORY", nullptr, nullptr, nullptr);
     Opened result;
     if (rc == SQLITE_OK)
         rc = refoldNames(raw, result.refolded);
@@ -359,7 +367,9 @@ void shrinkAfterLargeChange(sqlite3* db) {
     if (sqlite3_get_autocommit(db) == 0)
         return;  // inside a batch: at its commit
     std::int64_t freePages = 0;
+    bool vacuumed = false;
     if (queryInt(db, "PRAGMA freelist_count", freePages) == SQLITE_OK && freePages >= kLargeFreePages) {
+        vacuumed = true;
         std::int64_t autoVacuum = 0;
         queryInt(db, "PRAGMA auto_vacuum", autoVacuum);
         // A hive made before its pages could be given back switches at its first
@@ -370,7 +380,8 @@ void shrinkAfterLargeChange(sqlite3* db) {
     }
     off_t walSize = 0;
     const char* file = sqlite3_db_filename(db, "main");
-    if (file != nullptr && exists(std::string(file) + "-wal", &walSize) && walSize > kLargeWal)
+    // The file itself gets shorter only when the log is copied back into it.
+    if (file != nullptr && exists(std::string(file) + "-wal", &walSize) && (walSize > kLargeWal || vacuumed))
         sqlite3_wal_checkpoint_v2(db, "main", SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
 }
 
