@@ -17,12 +17,12 @@ info::TextDatabaseFacts textDatabaseFacts(const QString& path) {
     return info::textDatabaseFacts(path);
 }
 
-info::SystemInformation systemInformation(Parametri& owner, const QString& program, const QString& version) {
-    return paramcor::systemInformation(owner, program, version);
-}
-
-QString systemInformationText(const info::SystemInformation& report) {
-    return report.text();
+info::SystemInformation systemInformation(Parametri& owner, const QString& program, const QString& version,
+                                          QString* text) {
+    info::SystemInformation report = paramcor::systemInformation(owner, program, version);
+    if (text)
+        *text = report.text();
+    return report;
 }
 
 }  // namespace paramcor::privateapi

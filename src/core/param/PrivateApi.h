@@ -33,8 +33,7 @@ CVLPARAMCOR_PRIVATE_EXPORT info::TextDatabaseFacts textDatabaseFacts(const QStri
 
 // The report of the about window, with what `owner` knows, and its plain text.
 CVLPARAMCOR_PRIVATE_EXPORT info::SystemInformation systemInformation(Parametri& owner, const QString& program,
-                                                                     const QString& version);
-CVLPARAMCOR_PRIVATE_EXPORT QString systemInformationText(const info::SystemInformation& report);
+                                                                     const QString& version, QString* text = nullptr);
 
 }  // namespace privateapi
 }  // namespace paramcor

@@ -146,7 +146,7 @@ void FormInformazioni::showEvent(QShowEvent* event) {
 
 void FormInformazioni::showSystemInformation() {
     if (text_.isEmpty()) {
-        const info::SystemInformation facts = privateapi::systemInformation(owner_, program_, version_);
+        const info::SystemInformation facts = privateapi::systemInformation(owner_, program_, version_, &text_);
         for (const info::Section& section : facts.sections()) {
             auto* heading = new QTreeWidgetItem(list_, {section.title});
             QFont bold = heading->font(0);
@@ -159,7 +159,6 @@ void FormInformazioni::showSystemInformation() {
         list_->expandAll();
         list_->resizeColumnToContents(0);
         list_->resizeColumnToContents(1);
-        text_ = privateapi::systemInformationText(facts);
     }
     panel_->show();
     if (isVisible())
