@@ -317,10 +317,6 @@ Opened openConnection(const HiveFile& hive, bool write, int busyTimeoutMs, std::
     if (rc == SQLITE_OK)
         rc = sqlite3_exec(raw, ("PRAGMA journal_size_limit=" + std::to_string(kLargeWal)).c_str(), nullptr, nullptr,
                           nullptr);
-    // Room for a large batch (an import) in memory: a smaller cache spills its pages
-    // into the -wal again and again before the commit. Pages are taken only as used.
-    if (rc == SQLITE_OK)
-        rc = sqlite3_exec(raw, "PRAGMA cache_size=-65536", nullptr, nullptr, nullptr);
     // Each write inside a batch is a savepoint of its own: its undo stays in memory
     // rather than in a temporary file written page by page.
     if (rc == SQLITE_OK)
