@@ -7,6 +7,8 @@
 
 #include <sqlite3.h>
 
+#include <set>
+
 namespace paramcor::test {
 
 namespace {
@@ -232,6 +234,49 @@ TEST(SqliteRegistryStore, EveryWriteSurvivesTheWriterDyingAndABatchIsKeptWholeOr
     }
     EXPECT_EQ(store.commitBatch(Hive::CurrentUser), regerr::InvalidParameter);
     EXPECT_EQ(store.abortBatch(Hive::LocalMachine), regerr::InvalidParameter);
+}
+
+TEST(SqliteRegistryStore, TheChangeLogHoldsEveryBatchHoweverLargeAndTheWritesAfterIt) {
+    TempFolder root("logged");
+    SqliteRegistryStore store(root.str());
+    SqliteRegistryStore watcher(root.str());
+    put(store, create(store, "Software\\After"), "v", regtype::Dword, dword(0));
+    std::uint64_t position = 0;
+    std::vector<RegistryStore::KeyChange> changes;
+    const auto heard = [&] {
+        EXPECT_EQ(watcher.changesSince(Hive::CurrentUser, position, changes), regerr::Success);
+        std::set<std::pair<std::string, bool>> paths;
+        for (const auto& change : changes)
+            paths.insert({change.path, change.subtree});
+        return paths;
+    };
+    heard();
+    const std::pair<std::string, bool> everything{"", true};
+    for (const bool commit : {false, true})
+        for (const std::uint32_t keys : {3u, 2000u}) {
+            SCOPED_TRACE(std::to_string(commit) + " " + std::to_string(keys));
+            ASSERT_EQ(store.beginBatch(Hive::CurrentUser), regerr::Success);
+            for (std::uint32_t i = 0; i < keys; ++i) {
+                const KeyHandle key = create(store, numbered("Software\\Batch\\K", i));
+                put(store, key, "v", regtype::Dword, dword(i));
+                store.closeKey(key);
+            }
+            ASSERT_EQ(commit ? store.commitBatch(Hive::CurrentUser) : store.abortBatch(Hive::CurrentUser),
+                      regerr::Success);
+            const auto batch = heard();
+            if (!commit)
+                EXPECT_TRUE(batch.empty());
+            else if (keys == 3)  // each key by its path
+                EXPECT_EQ(batch, (std::set<std::pair<std::string, bool>>{
+                                     {"Software\\Batch", false},
+                                     {"Software\\Batch\\K0", false},
+                                     {"Software\\Batch\\K1", false},
+                                     {"Software\\Batch\\K2", false}}));
+            else
+                EXPECT_TRUE(batch.count(everything));
+            put(store, create(store, "Software\\After"), "v", regtype::Dword, dword(keys));
+            EXPECT_EQ(heard(), (std::set<std::pair<std::string, bool>>{{"Software\\After", false}}));
+        }
 }
 
 TEST(SqliteRegistryStore, WritesLandInTheHiveThatIsThereWhenItWasRemovedOrReplacedMeanwhile) {

@@ -3,6 +3,10 @@
 
 #include "base/CodePage.h"
 
+#include <QtEndian>
+
+#include <functional>
+
 namespace paramcor::tool::regfile {
 namespace {
 
@@ -45,12 +49,8 @@ QString hexList(const QString& start, const QByteArray& bytes) {
 }
 
 QByteArray utf16le(const QString& text) {
-    QByteArray bytes;
-    bytes.reserve(text.size() * 2);
-    for (const QChar c : text) {
-        bytes.append(static_cast<char>(c.unicode() & 0xFF));
-        bytes.append(static_cast<char>(c.unicode() >> 8));
-    }
+    QByteArray bytes(text.size() * 2, Qt::Uninitialized);
+    qToLittleEndian<char16_t>(text.utf16(), text.size(), bytes.data());
     return bytes;
 }
 
@@ -59,7 +59,7 @@ QByteArray asBytes(const std::vector<std::uint8_t>& data) {
 }
 
 // The bytes of a text value as the file writes them.
-QByteArray textForFile(const std::vector<std::uint8_t>& data, Format format, const QString& where) {
+QByteArray textForFile(const std::vector<std::uint8_t>& data, Format format, const std::function<QString()>& where) {
     const QString text = QString::fromUtf8(asBytes(data));
     if (format == Format::Unicode)
         return utf16le(text);
@@ -67,13 +67,13 @@ QByteArray textForFile(const std::vector<std::uint8_t>& data, Format format, con
         return *bytes;
     throw FormatError(0, QStringLiteral("%1 has characters that REGEDIT4's code page (Windows-1252) "
                                         "cannot hold: write the file without --regedit4")
-                             .arg(where));
+                             .arg(where()));
 }
 
 QString valueLine(const Value& value, Format format, const QString& key) {
     const QString name = QString::fromUtf8(value.name.data(), static_cast<qsizetype>(value.name.size()));
-    const QString where = key + QStringLiteral(" value ") + (value.name.empty() ? QStringLiteral("@") : quote(name));
     const QString start = (value.name.empty() ? QStringLiteral("@") : quote(name)) + u'=';
+    const auto where = [&] { return key + QStringLiteral(" value ") + start.chopped(1); };
     switch (value.type) {
         case regtype::String: {
             // Quotes only for what reads back the same: text without zeros or line ends.
@@ -123,7 +123,8 @@ std::optional<std::pair<Hive, std::string>> splitKeyName(const QString& name) {
         if (hive.compare(QLatin1String(h.name), Qt::CaseInsensitive) != 0 &&
             hive.compare(QLatin1String(h.shortName), Qt::CaseInsensitive) != 0)
             continue;
-        if (slash >= 0 && path.split(u'\\').contains(QString()))
+        if (slash >= 0 && (path.isEmpty() || path.front() == u'\\' || path.back() == u'\\' ||
+                           path.contains(QLatin1String("\\\\"))))
             return std::nullopt;
         return std::make_pair(h.hive, path.toStdString());
     }

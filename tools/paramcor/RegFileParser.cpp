@@ -6,8 +6,11 @@
 #include <QIODevice>
 #include <QStringDecoder>
 #include <QStringList>
+#include <QStringTokenizer>
 
 #include <algorithm>
+#include <limits>
+#include <string_view>
 #include <utility>
 
 namespace paramcor::tool::regfile {
@@ -92,10 +95,28 @@ public:
             get();
     }
 
+    // Takes at once, up to `limit` characters, the run that get() would give one by
+    // one before the next of `stops`, a line end, a surrogate or the end of what is
+    // decoded: the bulk of a large file.
+    void takePlain(QString& out, std::u16string_view stops, qsizetype limit) {
+        if (highSurrogate_)
+            return;
+        const qsizetype start = pos_;
+        const qsizetype end = limit < text_.size() - pos_ ? pos_ + std::max<qsizetype>(limit, 0) : text_.size();
+        while (pos_ < end) {
+            const char16_t c = text_.at(pos_).unicode();
+            if (c == u'\n' || c == u'\r' || QChar::isSurrogate(c) || stops.find(c) != std::u16string_view::npos)
+                break;
+            ++pos_;
+        }
+        out.append(QStringView(text_).sliced(start, pos_ - start));
+    }
+
     // The rest of the line, its end taken too; at most `keep` characters of it are
     // kept, and `cut` says whether there were more.
     QString restOfLine(qsizetype keep, bool* cut = nullptr) {
         QString text;
+        takePlain(text, {}, keep);
         for (char32_t c = get(); c != u'\n' && c != kEnd; c = get()) {
             if (text.size() < keep)
                 text += QChar(char16_t(c));
@@ -340,6 +361,7 @@ private:
         source_.get();
         QString out;
         for (;;) {
+            source_.takePlain(out, u"\"\\", std::numeric_limits<qsizetype>::max());
             const char32_t c = source_.peek();
             if (c == u'\n' || c == kEnd)
                 fail(QStringLiteral("%1 has no closing quote").arg(what));
@@ -465,7 +487,7 @@ Key parseKeyLine(const QString& line, int number) {
                                           .arg(hive));
         throw FormatError(number, QStringLiteral("the key's path has an empty name in it"));
     }
-    for (const QString& name : QString::fromStdString(split->second).split(u'\\'))
+    for (const QStringView name : qTokenize(QString::fromStdString(split->second), u'\\'))
         if (name.size() > kMaxKeyName)
             throw FormatError(number, QStringLiteral("a key name is longer than %1 characters").arg(kMaxKeyName));
     if (checkKeyPath(split->second) != regerr::Success)

@@ -14,6 +14,7 @@
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonObject>
+#include <QSet>
 
 #include <algorithm>
 #include <cstdio>
@@ -378,7 +379,7 @@ int importRegistry(Session& session, const Arguments& arguments, const QStringLi
         storeFailure(store, hive, path, doing, rc, partly);
     };
 
-    std::set<std::pair<Hive, QString>> keys;
+    QSet<QString> keys;  // each key once, however often the file names it
     std::size_t values = 0;
     std::size_t removed = 0;
     try {
@@ -415,7 +416,7 @@ int importRegistry(Session& session, const Arguments& arguments, const QStringLi
                     ++values;
                 }
             }
-            keys.insert({key.hive, QString::fromStdString(key.path).toUpper()});
+            keys.insert(QString::number(static_cast<int>(key.hive)) + u'\\' + QString::fromStdString(key.path).toUpper());
         }
     } catch (...) {
         abortBatches();

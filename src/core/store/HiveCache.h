@@ -61,6 +61,12 @@ public:
         return it->second;
     }
 
+    void forgetValue(std::int64_t key, const std::string& folded) {
+        const auto keyIt = values_.find(key);
+        if (keyIt != values_.end())
+            count_ -= keyIt->second.erase(folded);
+    }
+
 private:
     std::uint64_t seen_ = 0;                                // the counter the cache was filled at
     std::unordered_map<std::string, std::int64_t> keyIds_;  // by folded path

@@ -114,6 +114,14 @@ int prepareStatements(Connection& c) {
                      " WHERE EXISTS (SELECT 1 FROM keys WHERE id = ?1)"  // not when deleted meanwhile
                      " ON CONFLICT(key, folded) DO UPDATE SET type = excluded.type, data = excluded.data",
                      c.upsertValue);
+    // Within a batch the write lock is held from its start: whether the key is still
+    // there is asked apart (selectFolded), and a plain insert needs no statement
+    // journal, which costs a batch of many writes more than the rows themselves.
+    if (rc == SQLITE_OK)
+        rc = prepare(db,
+                     "INSERT INTO vals(key, folded, name, type, data) VALUES(?1, ?2, ?3, ?4, ?5)"
+                     " ON CONFLICT(key, folded) DO UPDATE SET type = excluded.type, data = excluded.data",
+                     c.upsertValueInBatch);
     if (rc == SQLITE_OK)
         rc = prepare(db, "BEGIN IMMEDIATE", c.begin);
     if (rc == SQLITE_OK)

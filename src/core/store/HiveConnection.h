@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <utility>
@@ -63,9 +64,29 @@ struct Connection {
     // Write connections only.
     Statement insertKey;
     Statement upsertValue;
+    Statement upsertValueInBatch;
     Statement begin;
     Statement commit;
     Statement rollback;
+    // Within a batch: the connection's count of changes when it began, and whether
+    // it has stopped logging each change (kQuietBatch).
+    std::int64_t batchStart = 0;
+    bool quietBatch = false;
+    bool batchRemovedKeys = false;  // until then, every key a handle names is there
+    // Within a batch: the parent the last new key was made in, and that key. The next
+    // key of an import is most often a sibling or a child: its parent needs no lookup.
+    struct KnownKey {
+        std::string folded;
+        std::string path;
+        std::int64_t id = 0;
+    };
+    std::array<KnownKey, 2> recentKeys;
+    const KnownKey* recentKey(std::string_view folded) const {
+        for (const KnownKey& known : recentKeys)
+            if (known.id != 0 && known.folded == folded)
+                return &known;
+        return nullptr;
+    }
 
     Connection() = default;
     Connection(const Connection&) = delete;

@@ -257,6 +257,16 @@ int addChangeLog(sqlite3* db) {
     return rc;
 }
 
+int logEachChange(sqlite3* db, bool on) {
+    // The triggers are the log's only ones: turning them off leaves nothing else out.
+    // SQLite prepares the connection's statements again, with or without them.
+    return sqlite3_db_config(db, SQLITE_DBCONFIG_ENABLE_TRIGGER, on ? 1 : 0, nullptr);
+}
+
+int logWholeHiveChanged(sqlite3* db) {
+    return sqlite3_exec(db, "INSERT INTO changes(path, subtree) VALUES('', 1)", nullptr, nullptr, nullptr);
+}
+
 bool isUnfinishedHive(sqlite3* db) {
     std::int64_t applicationId = -1;
     std::int64_t objects = -1;

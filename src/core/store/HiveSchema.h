@@ -26,6 +26,15 @@ bool isOurHive(sqlite3* db, const std::string& file, int& rc, std::string& why);
 // Gives a hive made before changes were logged its change log.
 int addChangeLog(sqlite3* db);
 
+// The log's triggers cost a large batch more than its writes, and a log that long
+// is trimmed before watchers read it: past kQuietBatch changes a batch stops logging
+// each one and logs the whole hive as changed just before it commits.
+constexpr std::int64_t kQuietBatch = 1024;
+// Turns this connection's logging of each change off or on again.
+int logEachChange(sqlite3* db, bool on);
+// Logs, within the transaction, that anything in the hive may have changed.
+int logWholeHiveChanged(sqlite3* db);
+
 // Whether the open file is an empty database: what SQLite leaves of a hive whose
 // creation was killed before it committed, once it has rolled the creation back.
 // Its header bore our mark before SQLite saw the file, so it is ours to make again.

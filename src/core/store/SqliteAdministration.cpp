@@ -46,8 +46,26 @@ long SqliteRegistryStore::Impl::writableHive(KeyHandle key, OpenKey& open, HiveS
     if (const long rc = readyToWrite(h))
         return rc;
     h.refresh();
+    quietenLargeBatch(h);
     hive = &h;
     return regerr::Success;
+}
+
+void SqliteRegistryStore::Impl::quietenLargeBatch(HiveState& h) {
+    Connection& c = *h.conn;
+    if (h.batch == Batch::Open && !c.quietBatch &&
+        sqlite3_total_changes64(c.db.get()) - c.batchStart >= store::kQuietBatch)
+        c.quietBatch = store::logEachChange(c.db.get(), false) == SQLITE_OK;
+}
+
+int SqliteRegistryStore::Impl::endQuietBatch(Connection& c, bool committing) {
+    if (!c.quietBatch)
+        return SQLITE_OK;
+    c.quietBatch = false;
+    int rc = store::logEachChange(c.db.get(), true);
+    if (rc == SQLITE_OK && committing)
+        rc = store::logWholeHiveChanged(c.db.get());
+    return rc;
 }
 
 long SqliteRegistryStore::Impl::deleteValue(KeyHandle key, const std::string& name) {
@@ -87,6 +105,8 @@ long SqliteRegistryStore::Impl::deleteTree(KeyHandle key, const std::string& pat
         return regerr::FileNotFound;
     committed(*hive);
     hive->dropCaches();  // key ids and values of the whole tree
+    hive->conn->recentKeys = {};
+    hive->conn->batchRemovedKeys = true;
     store::shrinkAfterLargeChange(hive->conn->db.get());
     return regerr::Success;
 }
@@ -181,6 +201,10 @@ long SqliteRegistryStore::Impl::beginBatch(Hive hive) {
         const int rc = stepOnce(h.conn->begin.get());
         if (!succeeded(rc))
             return failure(h, rc);
+        h.conn->batchStart = sqlite3_total_changes64(h.conn->db.get());
+        h.conn->recentKeys = {};
+        h.conn->batchRemovedKeys = false;
+        ++h.batchSerial;
         h.batch = Batch::Open;
         return regerr::Success;
     });
@@ -199,7 +223,9 @@ long SqliteRegistryStore::Impl::commitBatch(Hive hive) {
             h.problem = file(h) + " was removed or replaced while the batch was written: nothing was kept";
             return regerr::IoFailed;
         }
-        const int rc = stepOnce(h.conn->commit.get());
+        int rc = endQuietBatch(*h.conn, true);
+        if (succeeded(rc))
+            rc = stepOnce(h.conn->commit.get());
         if (!succeeded(rc)) {
             stepOnce(h.conn->rollback.get());
             h.dropCaches();
@@ -214,8 +240,10 @@ long SqliteRegistryStore::Impl::commitBatch(Hive hive) {
 
 long SqliteRegistryStore::Impl::abortBatch(Hive hive) {
     return onBatchHive(hive, true, [](HiveState& h) {
-        if (h.batch == Batch::Open && h.conn)
+        if (h.batch == Batch::Open && h.conn) {
             stepOnce(h.conn->rollback.get());
+            endQuietBatch(*h.conn, false);
+        }
         h.batch = Batch::None;
         h.dropCaches();
         return regerr::Success;

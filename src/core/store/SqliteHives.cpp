@@ -292,7 +292,8 @@ long SqliteRegistryStore::Impl::findKey(HiveState& h, const std::string& folded,
     const int rc = lookUpKey(*h.conn, folded, id, nullptr);
     if (!succeeded(rc))
         return failure(h, rc);
-    if (h.caching())
+    // A key a batch does not find, it is about to make.
+    if (h.caching() && (id != 0 || h.batch != Batch::Open))
         h.cache.rememberKey(folded, id);
     return regerr::Success;
 }

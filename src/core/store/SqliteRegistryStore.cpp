@@ -62,18 +62,26 @@ long SqliteRegistryStore::Impl::createKeys(HiveState& h, const std::string& path
 
     Connection& c = *h.conn;
     const bool ownTransaction = h.batch != Batch::Open;
+    quietenLargeBatch(h);
     int rc = ownTransaction ? stepOnce(c.begin.get()) : SQLITE_OK;
     if (!succeeded(rc))
         return failure(h, rc);
 
     // Start from the deepest key that exists now: another process may have created
-    // some of them since we looked.
-    std::size_t existing = ends.size() + 1;
+    // some of them since we looked. Within a batch nobody else writes: the key itself
+    // was just found missing.
+    std::size_t existing = ownTransaction ? ends.size() + 1 : ends.size();
     std::int64_t parentId = 0;
     std::string parentPath;
     while (parentId == 0 && existing > 0) {
         --existing;
-        rc = lookUpKey(c, std::string_view(folded).substr(0, prefixLength(existing)), parentId, &parentPath);
+        const std::string_view prefix = std::string_view(folded).substr(0, prefixLength(existing));
+        if (const auto* known = ownTransaction ? nullptr : c.recentKey(prefix)) {
+            parentId = known->id;
+            parentPath = known->path;
+            break;
+        }
+        rc = lookUpKey(c, prefix, parentId, &parentPath);
         if (!succeeded(rc))
             return abandon(h, rc);
     }
@@ -82,6 +90,8 @@ long SqliteRegistryStore::Impl::createKeys(HiveState& h, const std::string& path
         return abandon(h, SQLITE_CORRUPT);
     }
 
+    if (!ownTransaction)
+        c.recentKeys[0] = {folded.substr(0, prefixLength(existing)), parentPath, parentId};
     std::vector<std::pair<std::string, std::int64_t>> created;
     for (std::size_t names = existing + 1; names <= ends.size(); ++names) {
         const std::size_t start = names == 1 ? 0 : ends[names - 2] + 1;
@@ -101,6 +111,8 @@ long SqliteRegistryStore::Impl::createKeys(HiveState& h, const std::string& path
         rc = stepOnce(c.commit.get());
         if (!succeeded(rc))
             return abandon(h, rc);
+    } else if (!created.empty()) {
+        c.recentKeys[1] = {created.back().first, parentPath, parentId};
     }
 
     id = parentId;
@@ -177,7 +189,8 @@ long SqliteRegistryStore::Impl::openOrCreate(Hive hive, const std::string& path,
         }
     }
     *key = nextHandle++;
-    handles.emplace(*key, OpenKey{index, id, create, h.generation, create ? last.names : nullptr});
+    handles.emplace(*key, OpenKey{index, id, create, h.generation, create ? last.names : nullptr,
+                                  h.batch == Batch::Open ? h.batchSerial : 0});
     return regerr::Success;
 }
 
@@ -246,7 +259,19 @@ long SqliteRegistryStore::Impl::setValue(KeyHandle key, const std::string& name,
     if (const long rc = writableHive(key, open, hive, regerr::IoFailed))
         return rc;
     HiveState& h = *hive;
-    sqlite3_stmt* upsert = h.conn->upsertValue.get();
+    const bool inBatch = h.batch == Batch::Open;
+    // A key opened before the batch may have been deleted by another process since;
+    // one opened within it only by the batch itself.
+    if (inBatch && (open.batch != h.batchSerial || h.conn->batchRemovedKeys)) {
+        bool there = false;
+        sqlite3_bind_int64(h.conn->selectFolded.get(), 1, open.id);
+        const int rc = stepOnce(h.conn->selectFolded.get(), [&](sqlite3_stmt*) { there = true; });
+        if (!succeeded(rc))
+            return failure(h, rc);
+        if (!there)
+            return regerr::KeyDeleted;
+    }
+    sqlite3_stmt* upsert = inBatch ? h.conn->upsertValueInBatch.get() : h.conn->upsertValue.get();
     sqlite3_bind_int64(upsert, 1, open.id);
     bindText(upsert, 2, folded);
     bindText(upsert, 3, plainName);
@@ -260,7 +285,10 @@ long SqliteRegistryStore::Impl::setValue(KeyHandle key, const std::string& name,
         return failure(h, rc);
     if (sqlite3_changes(h.conn->db.get()) == 0)
         return regerr::KeyDeleted;
-    if (committed(h))
+    // A batch writes too much to keep: what it writes is read from the file.
+    if (inBatch)
+        h.cache.forgetValue(open.id, folded);
+    else if (committed(h))
         h.cache.rememberValue(open.id, std::move(folded), CachedValue{true, type, data});
     return regerr::Success;
 }

@@ -53,6 +53,7 @@ struct HiveState {
     std::unique_ptr<Connection> conn;  // null until the file is opened, and while it does not exist
     store::HiveCache cache;
     Batch batch = Batch::None;
+    std::uint64_t batchSerial = 0;  // counts the batches begun
     bool reading = false;  // within beginReading: one read transaction, the cache set aside
     std::string problem;      // why the last operation could not use the hive as it should
     std::string readOnlyWhy;  // why a connection that should write may only read
@@ -103,6 +104,7 @@ struct OpenKey {
     // Kept by keys opened to write: a write that finds the hive's file replaced or
     // removed since finds, or makes, the key again in the file that is there now.
     std::shared_ptr<const KeyPathNames> path;
+    std::uint64_t batch = 0;  // HiveState::batchSerial of the batch it was opened in
 
     // Whether the id may name another key, or none, in the file the hive is now; the
     // root key is the same in every file.
@@ -171,6 +173,12 @@ struct SqliteRegistryStore::Impl {
     long readyToWrite(HiveState& h);
     // A committed write: tell the others, and keep what was written if we may.
     bool committed(HiveState& h) { return h.batch == Batch::Open ? h.caching() : h.publish() && h.caching(); }
+
+    // Past kQuietBatch changes, a batch stops logging each change...
+    static void quietenLargeBatch(HiveState& h);
+    // ...and logs its whole hive as changed when it commits; either way the
+    // connection logs each change again after the batch.
+    static int endQuietBatch(Connection& c, bool committing);
 
     // Looks a key up by its folded path; `id` is 0 when there is no such key.
     int lookUpKey(Connection& c, std::string_view folded, std::int64_t& id, std::string* path);
