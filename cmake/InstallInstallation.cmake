@@ -1,11 +1,13 @@
 # Installs the installation, at install time so that a prefix given to
 # `cmake --install --prefix` counts. For the prefix /usr (the packages):
 #   /etc/CVLParamcor/ParamCor.txt         the installation file, the administrator's
+#   /etc/CVLParamcor/utente.reg           the settings new users start from, empty
 #   /usr/share/CVLParamcor/Testi/         the delivered texts
 #   /var/lib/CVLParamcor/Testi/           the text folder every operator writes
 #   /srv/CVLParamcor                      the root of the workshop's data folders
 # Another prefix keeps all of them under itself (PREFIX/etc, PREFIX/var/lib, ...).
-# In: installation_file, delivered_texts, datadir, scratch (a folder of the build).
+# In: installation_file, user_skeleton, delivered_texts, datadir, scratch (a folder
+# of the build).
 if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
     set(root "")
 else()
@@ -27,6 +29,11 @@ string(REGEX REPLACE "\n(FOLDERS *= *[0-9]+)\n"
 set(generated "${scratch}/ParamCor.txt")
 file(WRITE "${generated}" "${text}")
 file(INSTALL "${generated}" DESTINATION "${configuration}")
+# An administrator's skeleton is never replaced by the empty one (a package's is a
+# conffile, which dpkg keeps).
+if(NOT EXISTS "$ENV{DESTDIR}${configuration}/utente.reg")
+    file(INSTALL "${user_skeleton}" DESTINATION "${configuration}")
+endif()
 file(INSTALL "${delivered_texts}" DESTINATION "${CMAKE_INSTALL_PREFIX}/${datadir}/CVLParamcor/Testi")
 # Outside a package the texts are delivered at once; a package's maintainer
 # scripts deliver them into the folder they set up for the operators' group.

@@ -145,5 +145,43 @@ TEST(ParamcorTexts, ANewUserSpeaksTheLanguageOfTheLogin) {
               QStringLiteral("1 Italiano\n"));
 }
 
+// The shop's settings for new users come once, into a hive being made: its language
+// wins over the login's, and a user who has settings keeps them untouched.
+TEST(ParamcorTexts, ANewUserStartsFromTheShopsSettingsAndNoOneElseIsTouched) {
+    const QByteArray cut = "REGEDIT4\r\n\r\n[HKEY_CURRENT_USER\\SOFTWARE\\Corvel\\Taglio]\r\n\"Spessore\"=dword:00000014\r\n";
+    const QByteArray english = cut + "\r\n[HKEY_CURRENT_USER\\SOFTWARE\\Corvel]\r\n\"Lingua\"=\"2\"\r\n";
+    const QByteArray machine = cut + "\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Corvel]\r\n\"Chiunque\"=\"1\"\r\n";
+    const struct {
+        QByteArray skeleton;
+        bool newUser;
+        QString language;  // after the first command that writes, with a German login
+        bool imported;
+    } cases[] = {
+        {english, true, QStringLiteral("2 English\n"), true},
+        {cut, true, QStringLiteral("3 Deutsch\n"), true},
+        {cut, false, QStringLiteral("2 English\n"), false},  // the workshop's user has English already
+        {machine, true, QStringLiteral("3 Deutsch\n"), false},
+        {"REGEDIT4\r\n[HKEY_CURRENT_USER\\SOFTWARE]\r\n\"x\"=y\r\n", true, QStringLiteral("3 Deutsch\n"), false},
+    };
+    const QString german = QStringLiteral("de_DE.UTF-8");
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.skeleton.toStdString());
+        const Workshop workshop({}, c.newUser);
+        writeFile(workshop.installation() + QStringLiteral("/utente.reg"), c.skeleton);
+        const QStringList line{"--registro", workshop.registry(), "--installazione", workshop.installation()};
+        // Reading makes nothing, so the skeleton waits for the first write.
+        EXPECT_EQ(runTool(line + QStringList{"lingua"}, {}, german).err, QString());
+        const Outcome written = runTool(line + QStringList{"valore", "scrivi", "Prova", "Avvio", "Long", "1"}, {}, german);
+        EXPECT_EQ(written.code, 0);
+        EXPECT_EQ(written.err.contains(QStringLiteral("utente.reg")), c.newUser && !c.imported)
+            << written.err.toStdString();
+        EXPECT_EQ(runTool(line + QStringList{"lingua"}, {}, german).out, c.language);
+        auto store = workshop.store();
+        const StoredValue cutting = c.imported ? StoredValue{true, regtype::Dword, dword(20)} : StoredValue{};
+        EXPECT_EQ(storedValue(store, Hive::CurrentUser, kSuite + "\\Taglio", "Spessore"), cutting);
+        EXPECT_FALSE(storedValue(store, Hive::LocalMachine, kSuite, "Chiunque").found);
+    }
+}
+
 }  // namespace
 }  // namespace paramcor::test

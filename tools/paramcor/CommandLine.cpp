@@ -3,7 +3,7 @@
 #include "Help.h"
 #include "Output.h"
 #include "Parser.h"
-#include "RegFile.h"
+#include "regfile/RegFile.h"
 #include "Session.h"
 #include "SessionTexts.h"
 

@@ -3,7 +3,7 @@
 // move between Windows workstations and this one.
 #include "Commands.h"
 #include "Files.h"
-#include "RegFile.h"
+#include "regfile/RegFile.h"
 #include "RegistryValues.h"
 #include "Session.h"
 #include "Wording.h"
@@ -14,7 +14,6 @@
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonObject>
-#include <QSet>
 
 #include <algorithm>
 #include <cstdio>
@@ -375,72 +374,31 @@ int importRegistry(Session& session, const Arguments& arguments, const QStringLi
     const QString partly = wholeOrNothing ? nothing
                                           : QStringLiteral("; what came before it in the file was imported: this "
                                                            "store cannot import all or nothing");
-    const auto fail = [&](Hive hive, const std::string& path, const char* doing, long rc) {
-        storeFailure(store, hive, path, doing, rc, partly);
-    };
-
-    QSet<QString> keys;  // each key once, however often the file names it
-    std::size_t values = 0;
-    std::size_t removed = 0;
-    try {
-        for (const regfile::Key& key : document.keys) {
-            if (key.remove) {
-                // As regedit: a key that is not there is no fault.
-                const std::size_t slash = key.path.rfind('\\');
-                const std::string parent = slash == std::string::npos ? std::string() : key.path.substr(0, slash);
-                StoreKey held(store);
-                if (held.open(key.hive, key.path) != regerr::Success)
-                    continue;
-                if (const long rc = held.create(key.hive, parent))
-                    fail(key.hive, parent, "written", rc);
-                const long rc =
-                    store.deleteTree(held.handle(), key.path.substr(slash == std::string::npos ? 0 : slash + 1));
-                if (rc != regerr::Success && rc != regerr::FileNotFound)
-                    fail(key.hive, key.path, "deleted", rc);
-                ++removed;
-                continue;
-            }
-            KeyHandle handle = 0;
-            if (const long rc = store.createKey(key.hive, key.path, &handle))
-                fail(key.hive, key.path, "written", rc);
-            const StoreKey open(store, handle);
-            for (const regfile::Value& value : key.values) {
-                if (value.remove) {
-                    const long rc = store.deleteValue(handle, value.name);
-                    if (rc != regerr::Success && rc != regerr::FileNotFound)
-                        fail(key.hive, key.path, "written", rc);
-                    ++removed;
-                } else if (const long rc = store.setValue(handle, value.name, value.type, value.data)) {
-                    fail(key.hive, key.path, "written", rc);
-                } else {
-                    ++values;
-                }
-            }
-            keys.insert(QString::number(static_cast<int>(key.hive)) + u'\\' + QString::fromStdString(key.path).toUpper());
-        }
-    } catch (...) {
+    const regfile::Imported done = regfile::importInto(store, document);
+    if (done.failure != regerr::Success) {
         abortBatches();
-        throw;
+        storeFailure(store, done.failedHive, done.failedPath, done.failedDoing, done.failure, partly);
     }
     for (std::size_t i = 0; i < batches.size(); ++i)
         if (const long rc = store.commitBatch(batches[i])) {
             for (std::size_t j = i + 1; j < batches.size(); ++j)
                 store.abortBatch(batches[j]);
-            QStringList done;
+            QStringList committed;
             for (std::size_t j = 0; j < i; ++j)
-                done << regfile::hiveName(batches[j]);
+                committed << regfile::hiveName(batches[j]);
             storeFailure(store, batches[i], std::string(), "written", rc,
-                         done.isEmpty() ? nothing
-                                        : QStringLiteral("; only %1 was imported").arg(done.join(QStringLiteral(", "))));
+                         committed.isEmpty()
+                             ? nothing
+                             : QStringLiteral("; only %1 was imported").arg(committed.join(QStringLiteral(", "))));
         }
-    if (removed == 0)
-        printLine(QStringLiteral("Imported %1: %2 keys, %3 values").arg(name).arg(keys.size()).arg(values));
+    if (done.removed == 0)
+        printLine(QStringLiteral("Imported %1: %2 keys, %3 values").arg(name).arg(done.keys).arg(done.values));
     else
         printLine(QStringLiteral("Imported %1: %2 keys, %3 values, %4 removed")
                       .arg(name)
-                      .arg(keys.size())
-                      .arg(values)
-                      .arg(removed));
+                      .arg(done.keys)
+                      .arg(done.values)
+                      .arg(done.removed));
     return 0;
 }
 

@@ -4,6 +4,7 @@
 #include "folders/InstallationFile.h"
 #include "param/FolderSetup.h"
 #include "param/SystemReport.h"
+#include "param/UserSkeleton.h"
 #include "param/Workstation.h"
 #include "selection/MainParametri.h"
 #include "selection/ValueEncoding.h"
@@ -30,9 +31,15 @@ MainParametri& selection() {
     return MainParametri::instance();
 }
 
-// A user's first program speaks the login's language, when the suite has it;
-// from then on the stored language counts, whatever the login says.
+// A user's first program gives them the shop's settings for new users, then the
+// login's language when those set none and the suite has it; from then on the
+// stored language counts, whatever the login says.
 void welcomeNewUser(Translation& translation) {
+    const QString problem = workstation::importUserSkeleton(
+        *platform().registry, paramcor::PercorsoPrincipale() + workstation::kUserSkeletonName);
+    if (!problem.isEmpty())
+        platform().messages->show(QStringLiteral("The settings for new users were not imported:\n") + problem,
+                                  mb::Exclamation, QStringLiteral("CvlParamcor"));
     const short language = workstation::languageOfLogin();
     if (language != 0)
         translation.welcome(language);

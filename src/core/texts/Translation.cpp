@@ -83,6 +83,12 @@ void Translation::writeLanguage(short language) {
 }
 
 void Translation::welcome(short language) {
+    {
+        const SelectionScope scope(selection_);
+        selection_.selectHive(Hive::CurrentUser, false);
+        if (!selection_.ReadValue(QStringLiteral("Lingua"), QString()).toString().isEmpty())
+            return;  // the shop's settings for new users chose it
+    }
     missingLanguage_ = QString::number(language);
     writeLanguage(language);
 }

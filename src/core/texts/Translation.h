@@ -39,8 +39,9 @@ public:
     // The language: read from the store (fallback 3) or written to it.
     short readLanguage();
     void writeLanguage(short language);
-    // A new user's first language, from the login: stored, and the answer while
-    // nothing is stored (a first program that may not write, such as a reading tool).
+    // A new user's first language, from the login, unless the shop's settings for
+    // new users stored one: stored, and the answer while nothing is stored (a first
+    // program that may not write, such as a reading tool).
     void welcome(short language);
 
     static QString TogliCaratteri(const QString& Testo, const QString& Caratteri);

@@ -1,13 +1,14 @@
 // Writes the registry editor's files (RegFile.h), and the hives' names they use.
-#include "RegFile.h"
+#include "regfile/RegFile.h"
 
 #include "base/CodePage.h"
 
+#include <QSet>
 #include <QtEndian>
 
 #include <functional>
 
-namespace paramcor::tool::regfile {
+namespace paramcor::regfile {
 namespace {
 
 constexpr qsizetype kLineWidth = 80;  // regedit wraps byte lists before this column
@@ -154,4 +155,76 @@ QByteArray write(const Document& document) {
                                         "(Windows-1252) cannot hold: write the file without --regedit4"));
 }
 
-}  // namespace paramcor::tool::regfile
+namespace {
+
+// A key handle closed on every way out.
+class HeldKey {
+public:
+    explicit HeldKey(RegistryStore& store) : store_(store) {}
+    HeldKey(const HeldKey&) = delete;
+    HeldKey& operator=(const HeldKey&) = delete;
+    ~HeldKey() {
+        if (handle_ != 0)
+            store_.closeKey(handle_);
+    }
+    long open(Hive hive, const std::string& path, bool create) {
+        return create ? store_.createKey(hive, path, &handle_) : store_.openKey(hive, path, &handle_);
+    }
+    KeyHandle handle() const { return handle_; }
+
+private:
+    RegistryStore& store_;
+    KeyHandle handle_ = 0;
+};
+
+}  // namespace
+
+Imported importInto(RegistryStore& store, const Document& document) {
+    Imported done;
+    const auto fail = [&](Hive hive, const std::string& path, const char* doing, long rc) {
+        done.failure = rc;
+        done.failedHive = hive;
+        done.failedPath = path;
+        done.failedDoing = doing;
+        return done;
+    };
+    QSet<QString> keys;
+    for (const Key& key : document.keys) {
+        if (key.remove) {
+            const std::size_t slash = key.path.rfind('\\');
+            const std::string parent = slash == std::string::npos ? std::string() : key.path.substr(0, slash);
+            HeldKey there(store);
+            if (there.open(key.hive, key.path, false) != regerr::Success)
+                continue;
+            HeldKey above(store);
+            if (const long rc = above.open(key.hive, parent, true))
+                return fail(key.hive, parent, "written", rc);
+            const long rc =
+                store.deleteTree(above.handle(), key.path.substr(slash == std::string::npos ? 0 : slash + 1));
+            if (rc != regerr::Success && rc != regerr::FileNotFound)
+                return fail(key.hive, key.path, "deleted", rc);
+            ++done.removed;
+            continue;
+        }
+        HeldKey held(store);
+        if (const long rc = held.open(key.hive, key.path, true))
+            return fail(key.hive, key.path, "written", rc);
+        for (const Value& value : key.values) {
+            if (value.remove) {
+                const long rc = store.deleteValue(held.handle(), value.name);
+                if (rc != regerr::Success && rc != regerr::FileNotFound)
+                    return fail(key.hive, key.path, "written", rc);
+                ++done.removed;
+            } else if (const long rc = store.setValue(held.handle(), value.name, value.type, value.data)) {
+                return fail(key.hive, key.path, "written", rc);
+            } else {
+                ++done.values;
+            }
+        }
+        keys.insert(QString::number(static_cast<int>(key.hive)) + u'\\' + QString::fromStdString(key.path).toUpper());
+    }
+    done.keys = static_cast<std::size_t>(keys.size());
+    return done;
+}
+
+}  // namespace paramcor::regfile

@@ -32,7 +32,7 @@
 #include <string>
 #include <vector>
 
-namespace paramcor::tool::regfile {
+namespace paramcor::regfile {
 
 enum class Format { Unicode, Regedit4 };
 
@@ -78,6 +78,22 @@ Document parse(QIODevice& device, qint64 maxBytes);
 // Throws FormatError (line 0) for text that REGEDIT4's code page cannot hold.
 QByteArray write(const Document& document);
 
+// What writing a document into a store did, or the write it stopped at.
+struct Imported {
+    std::size_t keys = 0;  // each key once, however often the document names it
+    std::size_t values = 0;
+    std::size_t removed = 0;  // keys and values
+    long failure = regerr::Success;
+    Hive failedHive = Hive::CurrentUser;
+    std::string failedPath;
+    const char* failedDoing = "";  // "written" or "deleted"
+};
+
+// Writes the document's keys into the store in the document's order, as regedit
+// does: a key or value to remove that is not there is no fault. Stops at the first
+// write the store refuses; the caller's batch keeps it all or nothing.
+Imported importInto(RegistryStore& store, const Document& document);
+
 // The first line of a file of the format.
 QString headerLine(Format format);
 
@@ -87,4 +103,4 @@ QString hiveName(Hive hive);
 // path below it. Empty for an unknown hive or an empty name in the path.
 std::optional<std::pair<Hive, std::string>> splitKeyName(const QString& name);
 
-}  // namespace paramcor::tool::regfile
+}  // namespace paramcor::regfile

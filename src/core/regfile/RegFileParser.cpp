@@ -1,5 +1,5 @@
 // Reads the registry editor's files (RegFile.h), a piece at a time.
-#include "RegFile.h"
+#include "regfile/RegFile.h"
 
 #include "base/CodePage.h"
 
@@ -13,7 +13,7 @@
 #include <string_view>
 #include <utility>
 
-namespace paramcor::tool::regfile {
+namespace paramcor::regfile {
 namespace {
 
 constexpr qsizetype kMaxKeyName = 256;  // characters, as the registry takes them
@@ -545,4 +545,4 @@ Document parse(QIODevice& device, qint64 maxBytes) {
     return document;
 }
 
-}  // namespace paramcor::tool::regfile
+}  // namespace paramcor::regfile
