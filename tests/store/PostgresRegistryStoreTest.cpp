@@ -295,8 +295,9 @@ TEST_F(PostgresRegistryStoreTest, OtherStationsChangesAreToldThroughTheChangeFil
 }
 
 TEST_F(PostgresRegistryStoreTest, WhatTheServerRefusesIsNamed) {
-    // A role that may only read, and a database without the shop's tables.
-    ASSERT_EQ(cluster->execute("CREATE ROLE reader LOGIN; GRANT SELECT ON paramcor_keys, paramcor_values TO reader"),
+    // The shop's two roles, and a database without the shop's tables.
+    ASSERT_EQ(cluster->execute("CREATE ROLE reader LOGIN IN ROLE paramcor_readers;"
+                               "CREATE ROLE operator LOGIN IN ROLE paramcor_operators"),
               "");
     ASSERT_EQ(cluster->execute("CREATE DATABASE other"), "");
     {
@@ -311,6 +312,13 @@ TEST_F(PostgresRegistryStoreTest, WhatTheServerRefusesIsNamed) {
         << reader.diagnostic(Hive::LocalMachine);
     EXPECT_EQ(reader.deleteValue(existing, "v"), regerr::AccessDenied);
     EXPECT_EQ(tryOpen(reader, std::string(kImport) + "\\New", Hive::LocalMachine, true), regerr::AccessDenied);
+    {
+        PostgresRegistryStore operatorStation(cluster->conninfo() + " user=operator");
+        put(operatorStation, create(operatorStation, std::string(kImport) + "\\New", Hive::LocalMachine), "w",
+            regtype::Dword, dword(3));
+        EXPECT_EQ(operatorStation.deleteTree(create(operatorStation, kImport, Hive::LocalMachine), "New"),
+                  regerr::Success);
+    }
 
     {
         PostgresRegistryStore notAShop(cluster->conninfo("other"));
@@ -320,7 +328,7 @@ TEST_F(PostgresRegistryStoreTest, WhatTheServerRefusesIsNamed) {
             << notAShop.diagnostic(Hive::LocalMachine);
     }
     EXPECT_EQ(cluster->execute("DROP DATABASE other"), "");
-    EXPECT_EQ(cluster->execute("DROP OWNED BY reader; DROP ROLE reader"), "");
+    EXPECT_EQ(cluster->execute("DROP OWNED BY reader, operator; DROP ROLE reader, operator"), "");
 }
 
 TEST_F(PostgresRegistryStoreTest, TheServerAwayFailsClearlyAndItsReturnIsNoticedWithoutHelp) {

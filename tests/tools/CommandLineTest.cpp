@@ -148,7 +148,7 @@ TEST(ParamcorCommandLine, TheCompletionOffersWhatTheParserTakes) {
         expected.sort();
         EXPECT_EQ(complete(name + QStringList{"--"}), expected) << line.toStdString();
     }
-    EXPECT_EQ(commands, 18);
+    EXPECT_EQ(commands, 21);
     EXPECT_EQ(complete({"registro", "el"}), QStringList({"elenca", "elimina"}));
     EXPECT_EQ(complete({"--registro", "/tmp", "valore", "leggi", "--sezione", "S", "Taglio", "Giri", "Lo"}),
               QStringList{"Long"});

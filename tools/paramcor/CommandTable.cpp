@@ -205,6 +205,31 @@ const QList<Command>& commands() {
          "is imported. \"-\" reads the file from standard input. A file that writes several hives\n"
          "is refused, as they cannot be imported all or nothing together, unless --per-alveare.",
          importRegistry},
+        {{"negozio", "crea"},
+         {{"CONNESSIONE"}},
+         {},
+         "Prepares the shop's database on its PostgreSQL server: the tables and the roles.",
+         "CONNESSIONE is a service of pg_service.conf or a libpq connection string, such as\n"
+         "\"host=server dbname=paramcor\"; its role must be able to create tables and roles.\n"
+         "Operators' roles then need paramcor_operators, which may write; everyone else's\n"
+         "paramcor_readers.",
+         createShop},
+        {{"negozio", "collega"},
+         {{"CONNESSIONE"}},
+         {},
+         "Makes this station one of the shop's: its machine settings are the server's from now on.",
+         "Checks the server and writes negozio.conf beside the installation file, never over\n"
+         "one that is there. The first station of a shop whose server holds no machine\n"
+         "settings uploads its own, all or nothing.",
+         joinShop},
+        {{"negozio", "stato"},
+         {},
+         {},
+         "Prints the shop's server, whether it answers, and this station's copy of its settings.",
+         "Exit code 3 when the station belongs to no shop, 1 when the server does not answer.",
+         shopStatus,
+         nullptr,
+         true},
         {{"testi", "esporta"},
          {{"FILE.po", Complete::File}},
          {"lingua", "modello", "file"},

@@ -4,6 +4,8 @@
 #include "Arguments.h"
 #include "Output.h"
 
+#include "regfile/RegFile.h"
+
 namespace paramcor::tool {
 class Session;
 }
@@ -34,6 +36,14 @@ int deleteFromRegistry(Session& session, const Arguments& arguments, const QStri
 int watchRegistry(Session& session, const Arguments& arguments, const QStringList& operands);
 int exportRegistry(Session& session, const Arguments& arguments, const QStringList& operands);
 int importRegistry(Session& session, const Arguments& arguments, const QStringList& operands);
+// A key with all below it, as a registry file holds it; a Failure names what could
+// not be read.
+regfile::Document readKeyTree(RegistryStore& store, Hive hive, const std::string& path);
+
+// ShopCommands.cpp
+int createShop(Session& session, const Arguments& arguments, const QStringList& operands);
+int joinShop(Session& session, const Arguments& arguments, const QStringList& operands);
+int shopStatus(Session& session, const Arguments& arguments, const QStringList& operands);
 
 // TextCommands.cpp
 int exportTexts(Session& session, const Arguments& arguments, const QStringList& operands);

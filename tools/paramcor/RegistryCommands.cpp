@@ -402,4 +402,11 @@ int importRegistry(Session& session, const Arguments& arguments, const QStringLi
     return 0;
 }
 
+regfile::Document readKeyTree(RegistryStore& store, Hive hive, const std::string& path) {
+    Document document;
+    std::size_t values = 0;
+    collect(store, hive, path, document, values);
+    return document;
+}
+
 }  // namespace paramcor::tool

@@ -2,6 +2,8 @@
 
 #include "param/FolderSetup.h"
 #include "param/SystemReport.h"
+#include "store/PostgresRegistryStore.h"
+#include "store/StationRegistryStore.h"
 
 namespace paramcor::privateapi {
 
@@ -23,6 +25,18 @@ info::SystemInformation systemInformation(Parametri& owner, const QString& progr
     if (text)
         *text = report.text();
     return report;
+}
+
+std::string prepareShop(const std::string& conninfo) {
+    return PostgresRegistryStore::prepareDatabase(conninfo);
+}
+
+std::unique_ptr<RegistryStore> shopServer(const std::string& conninfo) {
+    return std::make_unique<PostgresRegistryStore>(conninfo);
+}
+
+std::string shopConnection(const std::string& file) {
+    return paramcor::shopConnection(file);
 }
 
 }  // namespace paramcor::privateapi

@@ -1,5 +1,7 @@
 #include <CVLParamcor/Platform.h>
 
+#include "platform/LibraryFolder.h"
+
 #include <QDir>
 #include <QFileInfo>
 
@@ -47,12 +49,14 @@ QString installationFolder(const QString& moduleFolder) {
 
 }  // namespace
 
-QString libraryFolder() {
-    const QString& installed = platform().libraryFolder;
-    if (!installed.isEmpty())
-        return installed;
+QString ownInstallationFolder() {
     static const QString loaded = installationFolder(folderOfThisModule());
     return loaded;
+}
+
+QString libraryFolder() {
+    const QString& installed = platform().libraryFolder;
+    return installed.isEmpty() ? ownInstallationFolder() : installed;
 }
 
 }  // namespace paramcor

@@ -1,6 +1,7 @@
 #include <CVLParamcor/Platform.h>
 #include <CVLParamcor/SqliteRegistryStore.h>
 
+#include "platform/LibraryFolder.h"
 #include "platform/PlatformReplaced.h"
 #include "platform/RegisteredWindows.h"
 #include "platform/SystemCalls.h"
@@ -156,8 +157,9 @@ std::shared_ptr<RegistryStore> defaultRegistryStore(const SqliteRegistryStore::O
         withNotice.refused = machineStoreOptions().refused;
     auto local = std::make_shared<SqliteRegistryStore>(userFolder.toStdString(), std::string("/var/lib/CVLParamcor"),
                                                        withNotice);
-    // A station of a shop keeps its machine settings on the shop's server.
-    const std::string shop = shopConnection();
+    // A station of a shop keeps its machine settings on the shop's server; the file
+    // that says so lies beside the installation file (/etc/CVLParamcor/negozio.conf).
+    const std::string shop = shopConnection((ownInstallationFolder() + QStringLiteral("/negozio.conf")).toStdString());
     if (shop.empty())
         return local;
     // Its copy, read in place of the server, lies in the user's folder: the machine

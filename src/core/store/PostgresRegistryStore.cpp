@@ -53,6 +53,16 @@ CREATE OR REPLACE TRIGGER paramcor_values_changed AFTER INSERT OR UPDATE OR DELE
 INSERT INTO paramcor_keys(hive, parent, folded_path, name, folded_name)
     VALUES (0, NULL, '', '', ''), (1, NULL, '', '', ''), (2, NULL, '', '', '')
     ON CONFLICT DO NOTHING;
+DO $$ BEGIN
+    IF NOT EXISTS (SELECT FROM pg_roles WHERE rolname = 'paramcor_readers') THEN
+        CREATE ROLE paramcor_readers NOLOGIN;
+    END IF;
+    IF NOT EXISTS (SELECT FROM pg_roles WHERE rolname = 'paramcor_operators') THEN
+        CREATE ROLE paramcor_operators NOLOGIN IN ROLE paramcor_readers;
+    END IF;
+END $$;
+GRANT SELECT ON paramcor_keys, paramcor_values TO paramcor_readers;
+GRANT INSERT, UPDATE, DELETE ON paramcor_keys, paramcor_values TO paramcor_operators;
 )sql";
 
 constexpr char kFindKey[] =

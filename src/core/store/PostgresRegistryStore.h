@@ -29,8 +29,9 @@ public:
     PostgresRegistryStore(const PostgresRegistryStore&) = delete;
     PostgresRegistryStore& operator=(const PostgresRegistryStore&) = delete;
 
-    // Makes the tables of a shop in an empty database, or checks those there;
-    // an empty string on success, else why not.
+    // Makes the tables of a shop in an empty database, or checks those there, and
+    // the roles of its users: paramcor_operators may write, paramcor_readers read.
+    // An empty string on success, else why not.
     static std::string prepareDatabase(const std::string& conninfo);
 
     long createKey(Hive hive, const std::string& path, KeyHandle* key) override;

@@ -72,10 +72,11 @@ private:
     KeyHandle next_ = 1;
 };
 
-// The libpq connection string that /etc/CVLParamcor/negozio.conf (or `file`) names:
-// its first line that is neither empty nor a comment ("#"), a connection string
-// when it holds "=", else the name of a service of pg_service.conf. Empty when the
-// file does not exist or names nothing: the station belongs to no shop.
-std::string shopConnection(const std::string& file = "/etc/CVLParamcor/negozio.conf");
+// The libpq connection string that the shop file (negozio.conf, beside the
+// installation file) names: its first line that is neither empty nor a comment ("#"),
+// a connection string when it holds "=", else the name of a service of
+// pg_service.conf. Empty when the file does not exist or names nothing: the station
+// belongs to no shop.
+std::string shopConnection(const std::string& file);
 
 }  // namespace paramcor
