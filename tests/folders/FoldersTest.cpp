@@ -165,14 +165,14 @@ TEST(InstallationFile, CreationShowsTheFaultAndStoresTheRoot) {
 TEST(InstallationFile, VerificaFileWantsAWritableOrdinaryFile) {
     TestPlatform platform;
     const QString file = platform.folder() + "/Testi.mdb";
-    EXPECT_FALSE(VerificaFile(file, false));
+    EXPECT_FALSE(checkFilePresent(file, false));
     EXPECT_TRUE(platform.messages().empty());  // silently
     QFile(file).open(QIODevice::WriteOnly);
-    EXPECT_TRUE(VerificaFile(file, true));
+    EXPECT_TRUE(checkFilePresent(file, true));
     QFile::setPermissions(file, QFileDevice::ReadOwner);
-    EXPECT_FALSE(VerificaFile(file, false));
+    EXPECT_FALSE(checkFilePresent(file, false));
     EXPECT_EQ(platform.messages().size(), 1u);  // a read-only file is said even so
-    EXPECT_FALSE(VerificaFile(platform.folder(), true));  // a folder is no file
+    EXPECT_FALSE(checkFilePresent(platform.folder(), true));  // a folder is no file
 }
 
 const QByteArray kInstallation =

@@ -6,7 +6,7 @@ namespace paramcor {
 namespace {
 
 QString normalised(QString path) {
-    NormalizzaPercorso(path);
+    normalizeFolderPath(path);
     return path;
 }
 
@@ -22,7 +22,7 @@ QString expanded(const QString& declared, const QString& macro, const QString& l
 }  // namespace
 
 FolderEditing::FolderEditing(Folders& table) : table_(table) {
-    for (short i = 0; i <= table_.NumeroPercorsi(); ++i) {
+    for (short i = 0; i <= table_.lastRow(); ++i) {
         EditedFolder f;
         if (!table_.DatiPercorso(i, f.name, f.declared, f.stored, f.reference))
             break;

@@ -33,7 +33,7 @@ struct DependentFolder {
 // of this class is exported.
 class FolderEditing {
 public:
-    // Rows 0 to NumeroPercorsi of `table`, their current locations resolved.
+    // Rows 0 to lastRow of `table`, their current locations resolved.
     explicit FolderEditing(Folders& table);
     virtual ~FolderEditing();
     FolderEditing(const FolderEditing&) = delete;

@@ -59,7 +59,7 @@ QString PercorsoPrincipale() {
     return folder;
 }
 
-void NormalizzaPercorso(QString& path) {
+void normalizeFolderPath(QString& path) {
 #ifndef Q_OS_WIN
     path.replace(u'\\', u'/');
 #endif
@@ -117,7 +117,7 @@ QString Folders::Percorso(const QString& NomePercorso) {
             storeDefault = false;
         }
     }
-    NormalizzaPercorso(defaultPath);
+    normalizeFolderPath(defaultPath);
 
     QString path;
     {
@@ -128,7 +128,7 @@ QString Folders::Percorso(const QString& NomePercorso) {
         selection_.setSkipDefaultWrite(false);
     }
 
-    NormalizzaPercorso(path);
+    normalizeFolderPath(path);
     if (debug_ && !QDir(path).exists())
         platform().messages->show(QStringLiteral("Cannot open folder ") + u'\n' + path, mb::Information,
                                   QStringLiteral("CVLparamcor"));

@@ -33,12 +33,12 @@ public:
 
     std::vector<RecordPercorso>& TabellaPercorsi() { return table_; }
     const std::vector<RecordPercorso>& TabellaPercorsi() const { return table_; }
-    short NumeroPercorsi() const { return count_; }
+    short lastRow() const { return count_; }
     // The suite root's default: the installation file's "FOLDER0" line, else the
     // folder Wincor of the installation.
     void setDeclaredRoot(const QString& root) { declaredRoot_ = root; }
     QString rootDefault() const;
-    void setNumeroPercorsi(short count) { count_ = count; }
+    void setLastRow(short count) { count_ = count; }
 
     bool DebugPercorsi() const { return debug_; }
     void DebugPercorsi(bool on);
@@ -69,7 +69,7 @@ QString PercorsoPrincipale();
 // Collapses doubled separators (except at the start of a network path) and ends
 // the path with one separator. On POSIX, backslashes become slashes first, so that
 // folders written on Windows keep working.
-void NormalizzaPercorso(QString& path);
+void normalizeFolderPath(QString& path);
 
 // The folders kept per machine rather than per user.
 bool isMachineWideFolder(const QString& name);

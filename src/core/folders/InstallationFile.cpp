@@ -326,7 +326,7 @@ void resolveFolders(Installation& installation, const QString& suiteRoot) {
     reader.addCustomSlots();
 }
 
-bool VerificaFile(const QString& Percorso, bool AvvisaSeManca) {
+bool checkFilePresent(const QString& Percorso, bool AvvisaSeManca) {
     const QFileInfo info(Percorso);
     if (!info.exists() || !info.isFile() || info.isHidden()) {
         if (AvvisaSeManca)

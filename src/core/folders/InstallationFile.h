@@ -53,6 +53,6 @@ void resolveFolders(Installation& installation, const QString& suiteRoot);
 
 // True when an ordinary file is at the path and may be written; otherwise shows
 // why (a missing file only when asked to) and returns false.
-bool VerificaFile(const QString& Percorso, bool AvvisaSeManca);
+bool checkFilePresent(const QString& Percorso, bool AvvisaSeManca);
 
 }  // namespace paramcor

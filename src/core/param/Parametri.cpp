@@ -96,8 +96,8 @@ Folders& foldersOf(Parametri& owner) {
 
 // The unit rows are made sure of before the user file is opened.
 bool Parametri::openTextDatabase() {
-    return d->texts.ApriDatabaseTesti(
-        {d->folders.Percorso(QStringLiteral("Testi")), &VerificaFile, &units::ControllaValori});
+    return d->texts.open(
+        {d->folders.Percorso(QStringLiteral("Testi")), &checkFilePresent, &units::ControllaValori});
 }
 void Parametri::closeTextDatabase() {
     d->texts.close();
@@ -319,7 +319,7 @@ bool Parametri::CambiaPercorsi(const QVariant& Filtro) {
     return platform().dialogs->editFolders(*this, Filtro.isValid() ? Filtro.toString().toUpper() : QString());
 }
 short Parametri::TotalePercorsi() const {
-    return d->folders.NumeroPercorsi();
+    return d->folders.lastRow();
 }
 bool Parametri::DatiPercorso(short Indice, QString& Nome, QString& Default, QString& DefaultV, QString& Rif) {
     return d->folders.DatiPercorso(Indice, Nome, Default, DefaultV, Rif);

@@ -31,7 +31,7 @@ void message(const QString& text, int flags, const QString& title = QString()) {
 
 }  // namespace
 
-bool TextDatabase::ApriDatabaseTesti(const Setup& setup) {
+bool TextDatabase::open(const Setup& setup) {
     const QString delivered = setup.folder + kDelivered;
     const QString user = setup.folder + kUser;
     lastMerge_ = {};

@@ -37,7 +37,7 @@ public:
     // the language number. False, after a message, when the user file cannot be
     // opened; the language number is read all the same unless the opening itself
     // failed.
-    bool ApriDatabaseTesti(const Setup& setup);
+    bool open(const Setup& setup);
 
     bool isOpen() const { return static_cast<bool>(db_); }
     SqlDatabase& database() { return db_; }

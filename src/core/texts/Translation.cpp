@@ -125,7 +125,7 @@ void Translation::checkForChanges() {
     }
 }
 
-QString Translation::TogliCaratteri(const QString& Testo, const QString& Caratteri) {
+QString Translation::stripCharacters(const QString& Testo, const QString& Caratteri) {
     if (Caratteri.isEmpty())
         return Testo;
     QString kept;
@@ -187,7 +187,7 @@ QString Translation::TraduciChiave(const QString& Programma, const QString& Prog
     else if (row.value.isEmpty())
         result = debug_ ? QStringLiteral("!!!") : QStringLiteral("");
     else
-        result = TogliCaratteri(row.value, Caratteri);
+        result = stripCharacters(row.value, Caratteri);
     if (cached)
         byKey_.insert(cacheKey, result);
     return result;
@@ -201,22 +201,22 @@ QString Translation::Traduci(const QString& Testo, const QString& Caratteri) {
         if (hit != byWording_.constEnd())
             return *hit;
     }
-    QString result = CercaTesto(Testo, Caratteri, false);
+    QString result = findWording(Testo, Caratteri, false);
     if (result == Testo)
-        result = CercaTesto(Testo, Caratteri, true);
+        result = findWording(Testo, Caratteri, true);
     if (cached && usable())
         byWording_.insert(Testo, result);
     return result;
 }
 
-QString Translation::CercaTesto(const QString& Testo, const QString& Caratteri, bool Completa) {
+QString Translation::findWording(const QString& Testo, const QString& Caratteri, bool Completa) {
     refreshAfterQuiet();
 
     int skip = 0;
     const QString first = twoPartPrefix(Testo, skip);
     if (!first.isEmpty())
-        return CercaTesto(first, QString(), false) + QStringLiteral(": ") +
-               CercaTesto(Testo.mid(skip).trimmed(), Caratteri, Completa);
+        return findWording(first, QString(), false) + QStringLiteral(": ") +
+               findWording(Testo.mid(skip).trimmed(), Caratteri, Completa);
 
     QString prefix, core = Testo, suffix;
     if (Completa && !Testo.contains(u'?')) {
@@ -250,7 +250,7 @@ QString Translation::CercaTesto(const QString& Testo, const QString& Caratteri, 
         return prefix + core + suffix;
     if (row.found) {
         if (!row.value.trimmed().isEmpty())
-            translation = TogliCaratteri(row.value, Caratteri);
+            translation = stripCharacters(row.value, Caratteri);
         else
             untranslated = true;
     } else {
@@ -364,7 +364,7 @@ std::optional<QString> Translation::scanWithout(const QString& core, const QStri
     try {
         SqlStatement& s = statements().scan;
         while (!result && s.step())
-            if (TogliCaratteri(s.text(0), Caratteri).toUpper() == wanted)
+            if (stripCharacters(s.text(0), Caratteri).toUpper() == wanted)
                 result = s.text(1);
         s.reset();
     } catch (const TextDatabaseError& error) {

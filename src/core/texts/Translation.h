@@ -44,10 +44,10 @@ public:
     // program that may not write, such as a reading tool).
     void welcome(short language);
 
-    static QString TogliCaratteri(const QString& Testo, const QString& Caratteri);
+    static QString stripCharacters(const QString& Testo, const QString& Caratteri);
 
 private:
-    QString CercaTesto(const QString& Testo, const QString& Caratteri, bool Completa);
+    QString findWording(const QString& Testo, const QString& Caratteri, bool Completa);
     void RegistraTestoMancante(const QString& Riga) const;
     // Once per burst: the language again, and whether the texts changed.
     void refreshAfterQuiet();
