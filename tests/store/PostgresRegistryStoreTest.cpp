@@ -14,6 +14,7 @@
 #include <chrono>
 #include <thread>
 #include <memory>
+#include <set>
 #include <vector>
 
 namespace paramcor::test {
@@ -193,7 +194,7 @@ TEST_F(PostgresRegistryStoreTest, StationsWritingAtOnceLoseNothingAcknowledged) 
     // Twenty stations create the same keys at once and write to a shared key and to
     // their own; then each waits for its copy to hold every station's writes. A station
     // tells, by its exit code, how many writes were not acknowledged, or 200 and more
-    // when its copy missed some.
+    // when its copy, or a watcher of it, missed some.
     constexpr std::uint32_t kStations = 20;
     constexpr std::uint32_t kWrites = 25;
     const std::string shared = std::string(kImport) + "\\Shared\\Deep";
@@ -202,6 +203,10 @@ TEST_F(PostgresRegistryStoreTest, StationsWritingAtOnceLoseNothingAcknowledged) 
     for (std::uint32_t s = 0; s < kStations; ++s)
         stations.push_back(std::make_unique<Child>([&shared, &home, s](Child&) {
             StationRegistryStore own = station(home.path() / numbered("s", s));
+            // What a watcher of the station hears: it must hear each station's key.
+            std::uint64_t position = 0;
+            std::vector<RegistryStore::KeyChange> changes;
+            own.changesSince(Hive::LocalMachine, position, changes);
             int refused = 0;
             KeyHandle common = 0;
             KeyHandle mine = 0;
@@ -217,6 +222,14 @@ TEST_F(PostgresRegistryStoreTest, StationsWritingAtOnceLoseNothingAcknowledged) 
             for (std::uint32_t other = 0; other < kStations; ++other)
                 if (valueCount(own, shared + numbered("\\Station", other)) != 1)
                     return 201;
+            if (own.changesSince(Hive::LocalMachine, position, changes) != regerr::Success)
+                return 202;
+            std::set<std::string> heard;
+            for (const auto& change : changes)
+                heard.insert(change.subtree && shared.rfind(change.path, 0) == 0 ? std::string() : change.path);
+            for (std::uint32_t other = 0; other < kStations && !heard.count(std::string()); ++other)
+                if (!heard.count(shared + numbered("\\Station", other)))
+                    return 203;
             return std::min(refused, 199);
         }));
     for (auto& station : stations)
@@ -229,6 +242,42 @@ TEST_F(PostgresRegistryStoreTest, StationsWritingAtOnceLoseNothingAcknowledged) 
     for (std::uint32_t s = 0; s < kStations; ++s)
         EXPECT_EQ(read(store, open(store, shared + numbered("\\Station", s), Hive::LocalMachine), "last").data,
                   dword(kWrites - 1));
+}
+
+TEST_F(PostgresRegistryStoreTest, TheCopyTakesEachChangeOnItsOwnAndTellsWhichKeyChanged) {
+    TempFolder home("follow");
+    StationRegistryStore reading = station(home.path() / "reading");
+    PostgresRegistryStore writing(cluster->conninfo());
+    const std::string a = std::string(kImport) + "\\A";
+    const std::string b = std::string(kImport) + "\\B";
+    put(writing, create(writing, a + "\\Deep", Hive::LocalMachine), "v", regtype::Dword, dword(1));
+    put(writing, create(writing, b, Hive::LocalMachine), "w", regtype::Dword, dword(2));
+    ASSERT_TRUE(copyHolds(reading, b, 1));
+    std::uint64_t position = 0;
+    std::vector<RegistryStore::KeyChange> changes;
+    ASSERT_EQ(reading.changesSince(Hive::LocalMachine, position, changes), regerr::Success);
+
+    // A tree deleted and made again at its path, and a value rewritten elsewhere.
+    EXPECT_EQ(writing.deleteTree(create(writing, kImport, Hive::LocalMachine), "A"), regerr::Success);
+    put(writing, create(writing, a, Hive::LocalMachine), "again", regtype::Dword, dword(3));
+    KeyHandle rewritten = create(writing, b, Hive::LocalMachine);
+    EXPECT_EQ(writing.deleteValue(rewritten, "w"), regerr::Success);
+    put(writing, rewritten, "x", regtype::String, {'4'});
+    ASSERT_TRUE(copyHolds(reading, b, 1) && copyHolds(reading, a, 1));
+    for (int i = 0; i < 500 && read(reading, open(reading, b, Hive::LocalMachine), "x").rc != regerr::Success; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_EQ(read(reading, open(reading, a, Hive::LocalMachine), "again").data, dword(3));
+    EXPECT_EQ(tryOpen(reading, a + "\\Deep", Hive::LocalMachine), regerr::FileNotFound);
+    EXPECT_EQ(read(reading, open(reading, b, Hive::LocalMachine), "w").rc, regerr::FileNotFound);
+    EXPECT_EQ(read(reading, open(reading, b, Hive::LocalMachine), "x").data, Bytes({'4'}));
+    // Told key by key, never as the whole hive.
+    ASSERT_EQ(reading.changesSince(Hive::LocalMachine, position, changes), regerr::Success);
+    std::set<std::string> paths;
+    for (const auto& change : changes)
+        paths.insert(change.path);
+    EXPECT_TRUE(paths.count(b));
+    for (const std::string& path : paths)  // not the hive read again and written whole
+        EXPECT_EQ(path.rfind(std::string(kImport) + "\\", 0), 0u) << path;
 }
 
 TEST_F(PostgresRegistryStoreTest, StationsReadTheirCopyWhileTheServerIsAwayAndCatchUpAfter) {

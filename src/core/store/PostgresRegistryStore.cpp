@@ -50,6 +50,59 @@ CREATE OR REPLACE TRIGGER paramcor_keys_changed AFTER INSERT OR UPDATE OR DELETE
     FOR EACH STATEMENT EXECUTE FUNCTION paramcor_announce();
 CREATE OR REPLACE TRIGGER paramcor_values_changed AFTER INSERT OR UPDATE OR DELETE OR TRUNCATE ON paramcor_values
     FOR EACH STATEMENT EXECUTE FUNCTION paramcor_announce();
+CREATE TABLE IF NOT EXISTS paramcor_changes(
+    seq bigint GENERATED ALWAYS AS IDENTITY PRIMARY KEY,
+    hive integer NOT NULL,
+    key bigint NOT NULL);
+CREATE OR REPLACE FUNCTION paramcor_take_turn() RETURNS trigger LANGUAGE plpgsql
+    SECURITY DEFINER SET search_path = pg_catalog, public AS $$
+BEGIN
+    -- Writers take turns until they commit, so that the log's order is that of the
+    -- commits: a station that has read up to a change has read all before it.
+    LOCK TABLE paramcor_changes IN SHARE ROW EXCLUSIVE MODE;
+    DELETE FROM paramcor_changes WHERE seq < (SELECT max(seq) FROM paramcor_changes) - 100000;
+    RETURN NULL;
+END $$;
+CREATE OR REPLACE FUNCTION paramcor_key_logged() RETURNS trigger LANGUAGE plpgsql
+    SECURITY DEFINER SET search_path = pg_catalog, public AS $$
+BEGIN
+    IF TG_OP = 'DELETE' THEN
+        INSERT INTO paramcor_changes(hive, key) VALUES (OLD.hive, OLD.id);
+    ELSE
+        INSERT INTO paramcor_changes(hive, key) VALUES (NEW.hive, NEW.id);
+    END IF;
+    RETURN NULL;
+END $$;
+CREATE OR REPLACE FUNCTION paramcor_value_logged() RETURNS trigger LANGUAGE plpgsql
+    SECURITY DEFINER SET search_path = pg_catalog, public AS $$
+BEGIN
+    -- A value deleted with its key leaves no line of its own: the key's tells.
+    IF TG_OP = 'DELETE' THEN
+        INSERT INTO paramcor_changes(hive, key) SELECT hive, id FROM paramcor_keys WHERE id = OLD.key;
+    ELSE
+        INSERT INTO paramcor_changes(hive, key) SELECT hive, id FROM paramcor_keys WHERE id = NEW.key;
+    END IF;
+    RETURN NULL;
+END $$;
+CREATE OR REPLACE FUNCTION paramcor_emptied() RETURNS trigger LANGUAGE plpgsql
+    SECURITY DEFINER SET search_path = pg_catalog, public AS $$
+BEGIN
+    INSERT INTO paramcor_changes(hive, key) VALUES (-1, 0);
+    RETURN NULL;
+END $$;
+CREATE OR REPLACE TRIGGER paramcor_keys_turn BEFORE INSERT OR UPDATE OR DELETE OR TRUNCATE ON paramcor_keys
+    FOR EACH STATEMENT EXECUTE FUNCTION paramcor_take_turn();
+CREATE OR REPLACE TRIGGER paramcor_values_turn BEFORE INSERT OR UPDATE OR DELETE OR TRUNCATE ON paramcor_values
+    FOR EACH STATEMENT EXECUTE FUNCTION paramcor_take_turn();
+CREATE OR REPLACE TRIGGER paramcor_keys_logged AFTER INSERT OR DELETE ON paramcor_keys
+    FOR EACH ROW EXECUTE FUNCTION paramcor_key_logged();
+-- Making a key that is there updates it to learn its id, and changes nothing.
+CREATE OR REPLACE TRIGGER paramcor_keys_updated AFTER UPDATE ON paramcor_keys
+    FOR EACH ROW WHEN (OLD.* IS DISTINCT FROM NEW.*) EXECUTE FUNCTION paramcor_key_logged();
+CREATE OR REPLACE TRIGGER paramcor_values_logged AFTER INSERT OR UPDATE OR DELETE ON paramcor_values
+    FOR EACH ROW EXECUTE FUNCTION paramcor_value_logged();
+CREATE OR REPLACE TRIGGER paramcor_keys_emptied AFTER TRUNCATE ON paramcor_keys
+    FOR EACH STATEMENT EXECUTE FUNCTION paramcor_emptied();
 INSERT INTO paramcor_keys(hive, parent, folded_path, name, folded_name)
     VALUES (0, NULL, '', '', ''), (1, NULL, '', '', ''), (2, NULL, '', '', '')
     ON CONFLICT DO NOTHING;
@@ -61,7 +114,7 @@ DO $$ BEGIN
         CREATE ROLE paramcor_operators NOLOGIN IN ROLE paramcor_readers;
     END IF;
 END $$;
-GRANT SELECT ON paramcor_keys, paramcor_values TO paramcor_readers;
+GRANT SELECT ON paramcor_keys, paramcor_values, paramcor_changes TO paramcor_readers;
 GRANT INSERT, UPDATE, DELETE ON paramcor_keys, paramcor_values TO paramcor_operators;
 )sql";
 

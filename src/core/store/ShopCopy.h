@@ -7,6 +7,7 @@
 
 #include <condition_variable>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -17,6 +18,7 @@ class ShopChanges;
 namespace pg {
 class Link;
 }
+
 
 class ShopCopy {
 public:
@@ -37,7 +39,15 @@ public:
     std::string takeNotice();
 
 private:
-    bool apply(bool wasAway);  // on the listening thread only
+    enum class Round {
+        Done,
+        Whole,   // the changes cannot be applied one by one: read the whole hive
+        Failed,  // the server is away, or the copy cannot be written
+    };
+    // On the listening thread only.
+    bool apply(bool wasAway);
+    Round applyChanges();
+    Round applyWhole();
 
     std::unique_ptr<pg::Link> link_;  // the listening thread's, kept between rounds
     std::unique_ptr<RegistryStore> reader_;
@@ -47,6 +57,10 @@ private:
     std::uint64_t started_ = 0;
     std::uint64_t finished_ = 0;
     bool away_ = false;  // the server went away since the last change applied
+    // The listening thread's: the last change of the server's log the copy holds (-1:
+    // not known), and the path of each key of the copy by its id on the server.
+    std::int64_t logged_ = -1;
+    std::map<std::int64_t, std::string> paths_;
     std::string notice_;
     std::unique_ptr<ShopChanges> changes_;  // last: its thread uses the rest
 };

@@ -158,6 +158,12 @@ std::string StationRegistryStore::changeFile(Hive hive) const {
     return fromCopy(hive) ? copy_->reader().changeFile(hive) : storeOf(hive).changeFile(hive);
 }
 
+// The copy logs what each round of the server's changes wrote, key by key.
+long StationRegistryStore::changesSince(Hive hive, std::uint64_t& position, std::vector<KeyChange>& changes) {
+    return fromCopy(hive) ? copy_->reader().changesSince(hive, position, changes)
+                          : storeOf(hive).changesSince(hive, position, changes);
+}
+
 long StationRegistryStore::notifyChange(KeyHandle key, bool subtree, std::uintptr_t event) {
     return onKey(key, false, [&](RegistryStore& s, KeyHandle k) { return s.notifyChange(k, subtree, event); });
 }

@@ -38,6 +38,7 @@ public:
     long deleteValue(KeyHandle key, const std::string& name) override;
     long deleteTree(KeyHandle key, const std::string& path) override;
     std::string changeFile(Hive hive) const override;
+    long changesSince(Hive hive, std::uint64_t& position, std::vector<KeyChange>& changes) override;
     long notifyChange(KeyHandle key, bool subtree, std::uintptr_t event) override;
     long beginBatch(Hive hive) override;
     long commitBatch(Hive hive) override;
