@@ -206,12 +206,19 @@ TEST(OpenKey, AMachineStoreThatCannotBeWrittenIsRead) {
         EXPECT_EQ(par.LeggiParametro("Giri", Long(1)), Long(7));
         EXPECT_EQ(par.LeggiParametro("Missing", Long(3)), Long(3));  // returned, not stored
     }
+    // A key that is not there and may not be made is told, as the system tells it.
+    Parametri par;
+    par.LocalMachine();
+    par.Programma("Altro");
+    EXPECT_EQ(par.LeggiParametro("Giri", Long(1)), Empty());
     chmod(file.c_str(), 0644);
     EXPECT_FALSE(
         test::storedValue(*paramcor::platform().registry, Hive::LocalMachine, "SOFTWARE\\Prog", "Missing").found);
-    ASSERT_EQ(platform.messages().size(), 1u);
+    ASSERT_EQ(platform.messages().size(), 3u);
     EXPECT_TRUE(platform.messages()[0].text.startsWith("WARNING! The machine settings are read-only for the user "));
     EXPECT_EQ(platform.messages()[0].flags, mb::Exclamation);
+    EXPECT_EQ(platform.shown()[1], std::pair(QStringLiteral("Error opening key SOFTWARE\\Altro"), 0));
+    EXPECT_EQ(platform.shown()[2].first, QStringLiteral("ERROR! Cannot read variables : key is not open!"));
 }
 
 }  // namespace

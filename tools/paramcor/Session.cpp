@@ -100,22 +100,22 @@ public:
 
     void forbidWrites() { readOnly_ = true; }
 
+    // A reading command makes no key: the library, which makes the keys it reads,
+    // gets the key that is there, or an empty one that lives here (nothing the
+    // command reads is missing for a fault of the store).
     long createKey(Hive hive, const std::string& path, KeyHandle* key) override {
-        if (readOnly_)
-            return regerr::AccessDenied;
-        return remember(hive, path, key, store_->createKey(hive, path, key));
+        if (!readOnly_)
+            return remember(hive, path, key, store_->createKey(hive, path, key));
+        const long rc = remember(hive, path, key, store_->openKey(hive, path, key));
+        return rc == regerr::FileNotFound && key ? virtualKey(hive, path, key) : rc;
     }
     long openKey(Hive hive, const std::string& path, KeyHandle* key) override {
         const long rc = remember(hive, path, key, store_->openKey(hive, path, key));
         // A store that may not be written and has no suite key yet (help on a new
         // account): the chosen language still answers, from a key that lives here.
-        const std::lock_guard lock(mutex_);
         if (rc == regerr::FileNotFound && readOnly_ && key && hive == Hive::CurrentUser && active_ &&
-            fold(path) == suiteKey_) {
-            *key = kVirtualKey;
-            suiteKeys_.insert(kVirtualKey);
-            return regerr::Success;
-        }
+            fold(path) == suiteKey_)
+            return virtualKey(hive, path, key);
         return rc;
     }
     long queryValue(KeyHandle key, const std::string& name, std::uint32_t* type, std::vector<std::uint8_t>* data,
@@ -135,7 +135,7 @@ public:
                 return regerr::Success;
             }
         }
-        if (key == kVirtualKey)
+        if (isVirtual(key))
             return regerr::FileNotFound;
         return store_->queryValue(key, name, type, data, capacity, size);
     }
@@ -161,11 +161,13 @@ public:
         {
             const std::lock_guard lock(mutex_);
             suiteKeys_.erase(key);
+            if (virtualKeys_.erase(key) != 0)
+                return regerr::Success;
         }
-        return key == kVirtualKey ? regerr::Success : store_->closeKey(key);
+        return store_->closeKey(key);
     }
     long enumKey(KeyHandle key, std::uint32_t index, std::string* name) override {
-        if (key == kVirtualKey)
+        if (isVirtual(key))
             return regerr::NoMoreItems;
         return store_->enumKey(key, index, name);
     }
@@ -187,7 +189,7 @@ public:
     }
     long enumValue(KeyHandle key, std::uint32_t index, std::string* name, std::uint32_t* type,
                    std::vector<std::uint8_t>* data) override {
-        if (key == kVirtualKey)
+        if (isVirtual(key))
             return regerr::NoMoreItems;
         return store_->enumValue(key, index, name, type, data);
     }
@@ -208,8 +210,19 @@ public:
     std::string location(Hive hive) const override { return store_->location(hive); }
 
 private:
-    // No store hands out this handle: the address of nothing the process owns.
-    static constexpr KeyHandle kVirtualKey = ~KeyHandle{0} - 1;
+    // Handles counted down from the top, which no store hands out.
+    long virtualKey(Hive hive, const std::string& path, KeyHandle* key) {
+        const std::lock_guard lock(mutex_);
+        *key = nextVirtualKey_--;
+        virtualKeys_.insert(*key);
+        if (hive == Hive::CurrentUser && active_ && fold(path) == suiteKey_)
+            suiteKeys_.insert(*key);
+        return regerr::Success;
+    }
+    bool isVirtual(KeyHandle key) const {
+        const std::lock_guard lock(mutex_);
+        return virtualKeys_.count(key) != 0;
+    }
 
     // The suite's key paths are ASCII; the library composes them without doubled
     // or trailing backslashes.
@@ -240,6 +253,8 @@ private:
     std::string suiteKey_;
     std::vector<std::uint8_t> language_;
     std::set<KeyHandle> suiteKeys_;
+    std::set<KeyHandle> virtualKeys_;
+    KeyHandle nextVirtualKey_ = ~KeyHandle{0} - 1;
 };
 
 Session::Session(const Arguments& arguments) : messages_(std::make_shared<ToolMessages>()) {

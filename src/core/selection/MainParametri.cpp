@@ -120,13 +120,14 @@ void MainParametri::openSelectedKey() {
         if (result != regerr::Success)
             openKey_ = 0;
         ReportApiError(result, QStringLiteral("RegOpenKeyEx"));
-        // A key that does not exist where we may not create it reads as an empty,
-        // read-only key: a machine store nobody has set up yet, or a key only the
-        // suite's operators may add. Nothing is wrong with the caller's request.
-        emptyKey_ = openKey_ == 0 && created == regerr::AccessDenied && result == regerr::FileNotFound;
-    }
-    if (openKey_ == 0 && !emptyKey_) {
+        // A key that is not there where we may not make it (the machine's, for a
+        // user outside the operators) is told like any other, but the store works.
+        if (openKey_ == 0 && !(created == regerr::AccessDenied && result == regerr::FileNotFound))
+            ++storeFailures_;
+    } else if (openKey_ == 0) {
         ++storeFailures_;
+    }
+    if (openKey_ == 0) {
         message(QStringLiteral("Error opening key ") + ComposeKeyPath(), mb::OkOnly);
         reportStoreProblem(store);
     }
@@ -142,7 +143,6 @@ void MainParametri::reportStoreProblem(RegistryStore& store) {
 }
 
 void MainParametri::closeSelectedKey() {
-    emptyKey_ = false;
     if (openKey_ == 0)
         return;
     const long result = platform().registry->closeKey(openKey_);

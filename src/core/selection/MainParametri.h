@@ -35,7 +35,7 @@ public:
     bool reportErrors() const { return reportErrors_; }
     int depth() const { return depth_; }
     KeyHandle selectedKeyHandle() const { return openKey_; }
-    bool keyOpen() const { return openKey_ != 0 || emptyKey_; }
+    bool keyOpen() const { return openKey_ != 0; }
     // Keys that could not be opened for a reason other than their absence, since
     // the process started: a caller compares the count before and after a step.
     int storeFailures() const { return storeFailures_; }
@@ -92,8 +92,7 @@ private:
     bool noMakerRoot_ = false;
     QString registryRoot_;
     KeyHandle openKey_ = 0;
-    bool emptyKey_ = false;
-    int storeFailures_ = 0;  // no key open, but reads find nothing and writes are refused
+    int storeFailures_ = 0;
     bool debugMode_ = false;
     bool skipDefaultWrite_ = false;
     bool reportErrors_ = false;

@@ -18,8 +18,6 @@ const QString kTooLong = QStringLiteral("ERROR! String parameters maximum lenght
 }  // namespace
 
 long MainParametri::queryString(const std::string& name, std::uint32_t* type, QString* text) const {
-    if (emptyKey_)
-        return regerr::FileNotFound;
     std::vector<std::uint8_t>& bytes = readBuffer();
     std::uint32_t size = 0;
     const long result = platform().registry->queryValue(openKey_, name, type, &bytes, kStringCapacity, &size);
@@ -57,9 +55,6 @@ QVariant MainParametri::ReadValue(const QString& name, const QVariant& defaultVa
         result = queryString(native, &type, &text);
         accepted = type == regtype::String;
         value = text;
-    } else if (emptyKey_) {
-        result = regerr::FileNotFound;
-        accepted = false;
     } else {
         std::vector<std::uint8_t>& bytes = readBuffer();
         std::uint32_t size = 0;
@@ -106,8 +101,6 @@ void MainParametri::WriteValue(const QString& name, const QVariant& value) {
     } else if (kind == ValueKind::String && value.toString().size() > kMaxStringLength) {
         platform().messages->beep();
         message(kTooLong, mb::Exclamation);
-    } else if (emptyKey_) {
-        result = regerr::AccessDenied;
     } else {
         result = platform().registry->setValue(openKey_, name.toStdString(), encoding->registryType,
                                                encodeValue(kind, value));
@@ -155,9 +148,8 @@ void MainParametri::WriteString(const QString& name, const QString& value) {
         return;
     }
     const QByteArray text = value.toUtf8();
-    const long result = emptyKey_ ? regerr::AccessDenied
-                                  : platform().registry->setValue(openKey_, name.toStdString(), regtype::String,
-                                                                  std::vector<std::uint8_t>(text.begin(), text.end()));
+    const long result = platform().registry->setValue(openKey_, name.toStdString(), regtype::String,
+                                                      std::vector<std::uint8_t>(text.begin(), text.end()));
     ReportApiError(result, QStringLiteral("RegSetValueExS ") + name);
 }
 
