@@ -61,6 +61,7 @@ struct Connection {
     Statement enumChildren;      // of a key other than the root
     Statement enumRootChildren;  // of the root key
     Statement enumValues;
+    Statement selectChanges;  // prepared at the first use: a hive of a process that may not add the log has none
     // Write connections only.
     Statement insertKey;
     Statement upsertValue;

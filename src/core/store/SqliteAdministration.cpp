@@ -318,9 +318,11 @@ long SqliteRegistryStore::Impl::changesSince(Hive hive, std::uint64_t& position,
         return everything(0);
     const std::uint64_t generation = seen >> kSequenceBits;
     const auto since = static_cast<std::int64_t>(seen & ((std::uint64_t(1) << kSequenceBits) - 1));
-    store::Statement select;
-    int rc = store::prepare(h.conn->db.get(),
-                            "SELECT seq, path, subtree FROM changes WHERE seq > ?1 ORDER BY seq", select);
+    // Prepared once: parsing it at each notification cost a watcher more than reading.
+    store::Statement& select = h.conn->selectChanges;
+    int rc = select ? SQLITE_OK
+                    : store::prepare(h.conn->db.get(), "SELECT seq, path, subtree FROM changes WHERE seq > ?1 ORDER BY seq",
+                                     select);
     if (rc != SQLITE_OK)  // a hive that keeps no log yet, read by a process that may not add it
         return everything(0);
     sqlite3_bind_int64(select.get(), 1, generation == h.generation ? since : 0);
@@ -333,6 +335,7 @@ long SqliteRegistryStore::Impl::changesSince(Hive hive, std::uint64_t& position,
         if (!whole)
             changes.push_back({store::columnText(select.get(), 1), sqlite3_column_int(select.get(), 2) != 0});
     }
+    sqlite3_reset(select.get());  // no read transaction left open between notifications
     if (rc != SQLITE_DONE)
         return failure(h, rc);
     if (whole) {
