@@ -6,7 +6,6 @@
 #include <CVLParamcor/Languages.h>
 #include <CVLParamcor/Platform.h>
 
-#include <QDate>
 #include <QDir>
 #include <QFileInfo>
 #include <QLocale>
@@ -27,9 +26,9 @@ BuildInfo buildInfo() {
 #else
     const QString compiler = QStringLiteral("unknown");
 #endif
-    // __DATE__ reads "Nov 25 2026"; support compares dates, so write it as ISO.
-    const QDate built = QLocale::c().toDate(QString::fromLatin1(__DATE__).simplified(), QStringLiteral("MMM d yyyy"));
-    return {QStringLiteral(CVLPARAMCOR_VERSION), compiler.trimmed(), built.toString(Qt::ISODate),
+    // The day the build was configured, or SOURCE_DATE_EPOCH's: the same sources
+    // build the same library whenever they are built again (reproducible builds).
+    return {QStringLiteral(CVLPARAMCOR_VERSION), compiler.trimmed(), QStringLiteral(CVLPARAMCOR_BUILD_DATE),
             QStringLiteral(QT_VERSION_STR)};
 }
 

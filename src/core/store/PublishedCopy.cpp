@@ -66,8 +66,10 @@ bool publishCopy(sqlite3* db, int lockFd, const std::string& hiveFile, std::stri
     if (!made)
         why = copy + " cannot be written: " + sqlite3_errmsg(db);
     vacuum.reset();
-    if (made && ::geteuid() == 0)
-        ::fchown(fd, hive.st_uid, hive.st_gid);
+    if (made && ::geteuid() == 0 && ::fchown(fd, hive.st_uid, hive.st_gid) != 0) {
+        why = copy + " cannot be given to the hive's owner: " + std::strerror(errno);
+        made = false;
+    }
     if (made && ::fchmod(fd, 0444) != 0) {
         why = copy + " cannot be made readable: " + std::strerror(errno);
         made = false;
