@@ -5,8 +5,10 @@
 #pragma once
 
 #include <QDialog>
+#include <QKeyEvent>
 
 #include <exception>
+#include <utility>
 
 class QAction;
 class QToolBar;
@@ -35,6 +37,24 @@ protected:
             if (!failure_)
                 failure_ = std::current_exception();
             reject();
+        }
+    }
+
+    // Enter presses `confirm`, through `onConfirm`, when it may be pressed; Escape
+    // closes the form. False for any other key, which the caller passes on.
+    template <class Control, class Handler>
+    bool confirmOrCancel(const QKeyEvent* event, const Control* confirm, Handler&& onConfirm) {
+        switch (event->key()) {
+            case Qt::Key_Return:
+            case Qt::Key_Enter:
+                if (confirm->isEnabled())
+                    guarded(std::forward<Handler>(onConfirm));
+                return true;
+            case Qt::Key_Escape:
+                reject();
+                return true;
+            default:
+                return false;
         }
     }
 

@@ -329,18 +329,8 @@ bool FormMisure::eventFilter(QObject* watched, QEvent* event) {
 }
 
 void FormMisure::keyPressEvent(QKeyEvent* event) {
-    switch (event->key()) {
-        case Qt::Key_Return:
-        case Qt::Key_Enter:
-            if (confirm_->isEnabled())
-                guarded([this] { BottoneConferma(); });
-            return;
-        case Qt::Key_Escape:
-            reject();
-            return;
-        default:
-            ModalForm::keyPressEvent(event);
-    }
+    if (!confirmOrCancel(event, confirm_, [this] { BottoneConferma(); }))
+        ModalForm::keyPressEvent(event);
 }
 
 }  // namespace paramcor::ui

@@ -51,18 +51,8 @@ FormValuta::FormValuta(Parametri& texts, QWidget* parent) : ModalForm(parent), t
 }
 
 void FormValuta::keyPressEvent(QKeyEvent* event) {
-    switch (event->key()) {
-        case Qt::Key_Return:
-        case Qt::Key_Enter:
-            if (confirm_->isEnabled())
-                guarded([this] { BottoneConferma(); });
-            return;
-        case Qt::Key_Escape:
-            reject();
-            return;
-        default:
-            ModalForm::keyPressEvent(event);
-    }
+    if (!confirmOrCancel(event, confirm_, [this] { BottoneConferma(); }))
+        ModalForm::keyPressEvent(event);
 }
 
 void FormValuta::BottoneConferma() {
