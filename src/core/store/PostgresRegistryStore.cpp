@@ -63,24 +63,20 @@ BEGIN
     DELETE FROM paramcor_changes WHERE seq < (SELECT max(seq) FROM paramcor_changes) - 100000;
     RETURN NULL;
 END $$;
-CREATE OR REPLACE FUNCTION paramcor_key_logged() RETURNS trigger LANGUAGE plpgsql
+CREATE OR REPLACE FUNCTION paramcor_logged() RETURNS trigger LANGUAGE plpgsql
     SECURITY DEFINER SET search_path = pg_catalog, public AS $$
+DECLARE
+    changed record;
 BEGIN
     IF TG_OP = 'DELETE' THEN
-        INSERT INTO paramcor_changes(hive, key) VALUES (OLD.hive, OLD.id);
+        changed := OLD;
     ELSE
-        INSERT INTO paramcor_changes(hive, key) VALUES (NEW.hive, NEW.id);
+        changed := NEW;
     END IF;
-    RETURN NULL;
-END $$;
-CREATE OR REPLACE FUNCTION paramcor_value_logged() RETURNS trigger LANGUAGE plpgsql
-    SECURITY DEFINER SET search_path = pg_catalog, public AS $$
-BEGIN
-    -- A value deleted with its key leaves no line of its own: the key's tells.
-    IF TG_OP = 'DELETE' THEN
-        INSERT INTO paramcor_changes(hive, key) SELECT hive, id FROM paramcor_keys WHERE id = OLD.key;
-    ELSE
-        INSERT INTO paramcor_changes(hive, key) SELECT hive, id FROM paramcor_keys WHERE id = NEW.key;
+    IF TG_TABLE_NAME = 'paramcor_keys' THEN
+        INSERT INTO paramcor_changes(hive, key) VALUES (changed.hive, changed.id);
+    ELSE  -- a value deleted with its key leaves no line of its own: the key's tells
+        INSERT INTO paramcor_changes(hive, key) SELECT hive, id FROM paramcor_keys WHERE id = changed.key;
     END IF;
     RETURN NULL;
 END $$;
@@ -95,12 +91,12 @@ CREATE OR REPLACE TRIGGER paramcor_keys_turn BEFORE INSERT OR UPDATE OR DELETE O
 CREATE OR REPLACE TRIGGER paramcor_values_turn BEFORE INSERT OR UPDATE OR DELETE OR TRUNCATE ON paramcor_values
     FOR EACH STATEMENT EXECUTE FUNCTION paramcor_take_turn();
 CREATE OR REPLACE TRIGGER paramcor_keys_logged AFTER INSERT OR DELETE ON paramcor_keys
-    FOR EACH ROW EXECUTE FUNCTION paramcor_key_logged();
+    FOR EACH ROW EXECUTE FUNCTION paramcor_logged();
 -- Making a key that is there updates it to learn its id, and changes nothing.
 CREATE OR REPLACE TRIGGER paramcor_keys_updated AFTER UPDATE ON paramcor_keys
-    FOR EACH ROW WHEN (OLD.* IS DISTINCT FROM NEW.*) EXECUTE FUNCTION paramcor_key_logged();
+    FOR EACH ROW WHEN (OLD.* IS DISTINCT FROM NEW.*) EXECUTE FUNCTION paramcor_logged();
 CREATE OR REPLACE TRIGGER paramcor_values_logged AFTER INSERT OR UPDATE OR DELETE ON paramcor_values
-    FOR EACH ROW EXECUTE FUNCTION paramcor_value_logged();
+    FOR EACH ROW EXECUTE FUNCTION paramcor_logged();
 CREATE OR REPLACE TRIGGER paramcor_keys_emptied AFTER TRUNCATE ON paramcor_keys
     FOR EACH STATEMENT EXECUTE FUNCTION paramcor_emptied();
 INSERT INTO paramcor_keys(hive, parent, folded_path, name, folded_name)
