@@ -41,8 +41,12 @@ CREATE TABLE IF NOT EXISTS paramcor_values(
     type bigint NOT NULL,
     data bytea NOT NULL);
 CREATE UNIQUE INDEX IF NOT EXISTS paramcor_value_names ON paramcor_values(key, sha256(folded));
-CREATE OR REPLACE FUNCTION paramcor_announce() RETURNS trigger LANGUAGE plpgsql AS $$
+CREATE OR REPLACE FUNCTION paramcor_announce() RETURNS trigger LANGUAGE plpgsql
+    SECURITY DEFINER SET search_path = pg_catalog, public AS $$
 BEGIN
+    IF TG_OP = 'TRUNCATE' AND TG_TABLE_NAME = 'paramcor_keys' THEN
+        INSERT INTO paramcor_changes(hive, key) VALUES (-1, 0);  -- emptied: stations read it whole
+    END IF;
     PERFORM pg_notify('paramcor_changes', '');
     RETURN NULL;
 END $$;
@@ -80,12 +84,6 @@ BEGIN
     END IF;
     RETURN NULL;
 END $$;
-CREATE OR REPLACE FUNCTION paramcor_emptied() RETURNS trigger LANGUAGE plpgsql
-    SECURITY DEFINER SET search_path = pg_catalog, public AS $$
-BEGIN
-    INSERT INTO paramcor_changes(hive, key) VALUES (-1, 0);
-    RETURN NULL;
-END $$;
 CREATE OR REPLACE TRIGGER paramcor_keys_turn BEFORE INSERT OR UPDATE OR DELETE OR TRUNCATE ON paramcor_keys
     FOR EACH STATEMENT EXECUTE FUNCTION paramcor_take_turn();
 CREATE OR REPLACE TRIGGER paramcor_values_turn BEFORE INSERT OR UPDATE OR DELETE OR TRUNCATE ON paramcor_values
@@ -97,8 +95,6 @@ CREATE OR REPLACE TRIGGER paramcor_keys_updated AFTER UPDATE ON paramcor_keys
     FOR EACH ROW WHEN (OLD.* IS DISTINCT FROM NEW.*) EXECUTE FUNCTION paramcor_logged();
 CREATE OR REPLACE TRIGGER paramcor_values_logged AFTER INSERT OR UPDATE OR DELETE ON paramcor_values
     FOR EACH ROW EXECUTE FUNCTION paramcor_logged();
-CREATE OR REPLACE TRIGGER paramcor_keys_emptied AFTER TRUNCATE ON paramcor_keys
-    FOR EACH STATEMENT EXECUTE FUNCTION paramcor_emptied();
 INSERT INTO paramcor_keys(hive, parent, folded_path, name, folded_name)
     VALUES (0, NULL, '', '', ''), (1, NULL, '', '', ''), (2, NULL, '', '', '')
     ON CONFLICT DO NOTHING;
