@@ -42,6 +42,9 @@ struct BadFile {
 TEST(InstallationFile, ABadFileStopsAtTheFirstFaultWithAShortMessage) {
     const BadFile cases[] = {
         {"NoEquals", "' header\r\n\r\nREGISTRYROOT Corvel\r\n", "Missing '=' in line 3\nREGISTRYROOT Corvel"},
+        // A line is shown up to 1000 characters, a longer one cut there.
+        {"LongestShown", QByteArray(1000, 'A'), "Missing '=' in line 1\n" + QString(1000, u'A')},
+        {"CutShort", QByteArray(1001, 'A'), "Missing '=' in line 1\n" + QString(1000, u'A') + "..."},
         {"NoName", "\t = x ' no name", "Missing variable name before '=' in line 1\n= x"},
         {"UnknownName", "  Radice\t= y ' comment\r\n", "Unknow variable name RADICE in line 1\nRadice = y"},
         {"SecondRoot", "REGISTRYROOT=\nREGISTRYROOT=Corvel\nREGISTRYROOT=Other\n",

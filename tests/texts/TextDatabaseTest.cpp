@@ -116,17 +116,21 @@ TEST_P(TextLayouts, MergeKeepsCorrectionsAndUpdatesEverySharedWording) {
 // another width, which is said.
 TEST_F(TextDatabaseTest, OlderOrNarrowFilesAreReplacedWithABackup) {
     const std::vector<TextRow> userRows{{"TAGLIO", "0009", "Mia", "Mine", "20250101", true}};
-    // The user file's version, whether it is merged, and the file without a column.
-    const std::tuple<QString, bool, const QString*> cases[] = {
-        {"5.9", false, nullptr}, {"10.0.0", false, nullptr}, {"", false, nullptr},     {" 6.0.0 ", true, nullptr},
-        {"7", true, nullptr},    {"6.0.0", false, &user},    {"6.0.0", false, &delivered}};
-    for (const auto& [version, merged, narrow] : cases) {
+    // The user file's version, whether it is merged, the file with a column less (or,
+    // with `renamed`, of another name).
+    const std::tuple<QString, bool, const QString*, bool> cases[] = {
+        {"5.9", false, nullptr, false},    {"10.0.0", false, nullptr, false}, {"", false, nullptr, false},
+        {" 6.0.0 ", true, nullptr, false}, {"7", true, nullptr, false},       {"6.0.0", false, &user, false},
+        {"6.0.0", false, &user, true},     {"6.0.0", false, &delivered, false}};
+    for (const auto& [version, merged, narrow, renamed] : cases) {
         SCOPED_TRACE(version.toStdString() + (narrow ? " narrow " + narrow->toStdString() : ""));
         test::writeTextFile(user, userRows, version);
         test::writeTextFile(delivered, {{"TAGLIO", "0001", "Lastra", "Slab", "20260301"}});
         QFile::remove(user + ".old");
         if (narrow)
-            SqlDatabase(*narrow, SqlDatabase::Mode::ReadWrite).exec("ALTER TABLE Testi DROP COLUMN ChiaviRicerca");
+            SqlDatabase(*narrow, SqlDatabase::Mode::ReadWrite)
+                .exec(renamed ? "ALTER TABLE Testi RENAME COLUMN ChiaviRicerca TO Altre"
+                              : "ALTER TABLE Testi DROP COLUMN ChiaviRicerca");
         const auto before = messages().size();
         // A narrow delivery replaces the user file all the same; the unit rows then
         // do not fit it, and the opening fails.
