@@ -10,6 +10,9 @@
 #include <QFile>
 #include <QTextStream>
 
+#include <cstdint>
+#include <vector>
+
 namespace paramcor {
 namespace {
 
@@ -82,13 +85,25 @@ void Translation::writeLanguage(short language) {
     selection_.WriteValue(QStringLiteral("Lingua"), QString::number(language));
 }
 
+// Asked of the store itself: a read through the selection would warn in debug mode.
+bool Translation::languageStored() {
+    const SelectionScope scope(selection_);
+    selection_.selectHive(Hive::CurrentUser, false);
+    RegistryStore& store = *platform().registry;
+    KeyHandle key = 0;
+    if (store.openKey(Hive::CurrentUser, selection_.nativeKeyPath(), &key) != regerr::Success)
+        return false;
+    std::uint32_t type = 0;
+    std::uint32_t size = 0;
+    std::vector<std::uint8_t> text;
+    const long rc = store.queryValue(key, "Lingua", &type, &text, 64, &size);
+    store.closeKey(key);
+    return rc == regerr::MoreData || (rc == regerr::Success && !text.empty() && text.front() != 0);
+}
+
 void Translation::welcome(short language) {
-    {
-        const SelectionScope scope(selection_);
-        selection_.selectHive(Hive::CurrentUser, false);
-        if (!selection_.ReadValue(QStringLiteral("Lingua"), QString()).toString().isEmpty())
-            return;  // the shop's settings for new users chose it
-    }
+    if (languageStored())
+        return;  // the shop's settings for new users chose it
     missingLanguage_ = QString::number(language);
     writeLanguage(language);
 }

@@ -43,6 +43,8 @@ public:
     // new users stored one: stored, and the answer while nothing is stored (a first
     // program that may not write, such as a reading tool).
     void welcome(short language);
+    // Whether the user's hive holds a language at all.
+    bool languageStored();
 
     static QString stripCharacters(const QString& Testo, const QString& Caratteri);
 
