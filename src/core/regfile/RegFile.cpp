@@ -155,30 +155,6 @@ QByteArray write(const Document& document) {
                                         "(Windows-1252) cannot hold: write the file without --regedit4"));
 }
 
-namespace {
-
-// A key handle closed on every way out.
-class HeldKey {
-public:
-    explicit HeldKey(RegistryStore& store) : store_(store) {}
-    HeldKey(const HeldKey&) = delete;
-    HeldKey& operator=(const HeldKey&) = delete;
-    ~HeldKey() {
-        if (handle_ != 0)
-            store_.closeKey(handle_);
-    }
-    long open(Hive hive, const std::string& path, bool create) {
-        return create ? store_.createKey(hive, path, &handle_) : store_.openKey(hive, path, &handle_);
-    }
-    KeyHandle handle() const { return handle_; }
-
-private:
-    RegistryStore& store_;
-    KeyHandle handle_ = 0;
-};
-
-}  // namespace
-
 Imported importInto(RegistryStore& store, const Document& document) {
     Imported done;
     const auto fail = [&](Hive hive, const std::string& path, const char* doing, long rc) {
@@ -193,11 +169,11 @@ Imported importInto(RegistryStore& store, const Document& document) {
         if (key.remove) {
             const std::size_t slash = key.path.rfind('\\');
             const std::string parent = slash == std::string::npos ? std::string() : key.path.substr(0, slash);
-            HeldKey there(store);
-            if (there.open(key.hive, key.path, false) != regerr::Success)
+            StoreKey there(store);
+            if (there.open(key.hive, key.path) != regerr::Success)
                 continue;
-            HeldKey above(store);
-            if (const long rc = above.open(key.hive, parent, true))
+            StoreKey above(store);
+            if (const long rc = above.create(key.hive, parent))
                 return fail(key.hive, parent, "written", rc);
             const long rc =
                 store.deleteTree(above.handle(), key.path.substr(slash == std::string::npos ? 0 : slash + 1));
@@ -206,8 +182,8 @@ Imported importInto(RegistryStore& store, const Document& document) {
             ++done.removed;
             continue;
         }
-        HeldKey held(store);
-        if (const long rc = held.open(key.hive, key.path, true))
+        StoreKey held(store);
+        if (const long rc = held.create(key.hive, key.path))
             return fail(key.hive, key.path, "written", rc);
         for (const Value& value : key.values) {
             if (value.remove) {
