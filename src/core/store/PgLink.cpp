@@ -12,9 +12,18 @@ constexpr char kInsufficientPrivilege[] = "42501";
 constexpr char kForeignKeyViolation[] = "23503";
 constexpr char kUndefinedTable[] = "42P01";
 
+// libpq's messages run over several lines (a hint after a line feed and a tab): one
+// line, as every message of the library is.
 std::string trimmed(const char* message) {
-    std::string text = message ? message : "";
-    while (!text.empty() && (text.back() == '\n' || text.back() == ' '))
+    std::string text;
+    for (const char* c = message ? message : ""; *c != 0; ++c) {
+        const bool blank = *c == '\n' || *c == '\t' || *c == ' ';
+        if (!blank)
+            text += *c;
+        else if (!text.empty() && text.back() != ' ')
+            text += *c == '\n' ? "; " : " ";
+    }
+    while (!text.empty() && (text.back() == ' ' || text.back() == ';'))
         text.pop_back();
     return text;
 }
