@@ -119,6 +119,25 @@ TEST(OsservatoreRegistro, KeepsHearingWhenTheHiveFilesAreRemovedOrTheChangeFileR
     std::filesystem::rename(counter + ".new", counter);
     inAnotherProcess(folder, {"SOFTWARE\\Corvel\\F"});
     EXPECT_EQ(heard.take({corvel + "\\F"}), std::set<std::string>{corvel + "\\F"});
+
+    // Another hive moved over this one while the old one, held open here, still has
+    // writes in its -wal: the next program writes into the new file, with none of them.
+    inAnotherProcess(folder, {"SOFTWARE\\Corvel\\G"});
+    QTemporaryDir elsewhere;
+    {
+        SqliteRegistryStore other(elsewhere.path().toStdString());  // closed: its file holds every write
+        StoreKey key(other);
+        ASSERT_EQ(key.create(Hive::CurrentUser, "SOFTWARE\\Corvel\\M"), regerr::Success);
+    }
+    std::filesystem::rename(elsewhere.path().toStdString() + "/HKEY_CURRENT_USER.db", hive);
+    inAnotherProcess(folder, {"SOFTWARE\\Corvel\\N"});
+    const std::set<std::string> moved = {corvel + "\\B", corvel + "\\F", corvel + "\\M", corvel + "\\N"};
+    EXPECT_EQ(heard.take(moved), moved);
+    SqliteRegistryStore later(folder.toStdString());
+    for (const char* path : {"SOFTWARE\\Corvel\\M", "SOFTWARE\\Corvel\\N", "SOFTWARE\\Corvel\\F"}) {
+        StoreKey key(later);
+        EXPECT_EQ(key.open(Hive::CurrentUser, path), path[16] == 'F' ? regerr::FileNotFound : regerr::Success) << path;
+    }
 }
 
 }  // namespace

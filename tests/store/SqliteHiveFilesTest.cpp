@@ -175,7 +175,7 @@ TEST(SqliteHiveFiles, TheCounterIsUsedOnlyWhenItIsAFileOfItsOwn) {
         writeFile(other, victim);
         kind == 0   ? fs::create_symlink(other, counter)
         : kind == 1 ? fs::create_hard_link(other, counter)
-        : kind == 2 ? writeFile(counter, victim + victim)
+        : kind == 2 ? writeFile(counter, victim + "AAAA")
                     : void(fs::create_directories(counter));
         const std::string counterBefore = fileBytes(counter);
         SqliteRegistryStore writer(root.str());
@@ -197,6 +197,22 @@ TEST(SqliteHiveFiles, TheCounterIsUsedOnlyWhenItIsAFileOfItsOwn) {
         EXPECT_EQ(fileBytes(other) + fileBytes(counter), victim + counterBefore);
         EXPECT_NE(writer.diagnostic(Hive::CurrentUser).find(counter.string()), std::string::npos);
     }
+}
+
+TEST(SqliteHiveFiles, ACounterOfOneWordFromAnEarlierVersionKeepsCountingAndGrows) {
+    TempFolder root("oneword");
+    SqliteRegistryStore reader(root.str());
+    {
+        SqliteRegistryStore first(root.str());
+        put(first, create(first, "Software\\App"), "v", regtype::Dword, dword(1));
+    }
+    const fs::path counter = root.path() / "HKEY_CURRENT_USER.db-changes";
+    EXPECT_EQ(read(reader, open(reader, "Software\\App"), "v").data, dword(1));
+    fs::resize_file(counter, 8);
+    SqliteRegistryStore writer(root.str());
+    put(writer, create(writer, "Software\\App"), "v", regtype::Dword, dword(2));
+    EXPECT_EQ(fs::file_size(counter), 16u);
+    EXPECT_EQ(read(reader, open(reader, "Software\\App"), "v").data, dword(2));
 }
 
 TEST(SqliteHiveFiles, HivesFoldedWithAnOlderTableAreFoldedAgain) {

@@ -85,13 +85,16 @@ struct OsservatoreRegistro::Impl {
     std::map<QString, std::pair<dev_t, ino_t>> followedFiles;  // what each followed path was
     std::vector<Watch> watches;
 
-    // Follows each watched hive's change file, or while it does not exist yet, the
-    // nearest folder on its way, whose change tells that it may have come. A file
-    // replaced is followed anew: the system follows the file, not its name.
+    // Follows the folder of each watched hive's change file: the status of the file
+    // changes at every write, and a hive file moved in or removed changes the folder.
+    // While the folder does not exist yet, follows the nearest one on its way, whose
+    // change tells that it may have come. A folder replaced is followed anew: the
+    // system follows the folder, not its name.
     void follow() {
         QStringList wanted;
         for (const Watch& w : watches) {
-            QString path = QString::fromStdString(store->changeFile(w.hive));
+            const QString file = QString::fromStdString(store->changeFile(w.hive));
+            QString path = file.isEmpty() ? QString() : QFileInfo(file).absolutePath();
             while (!path.isEmpty() && !QFileInfo::exists(path)) {
                 const QString up = QFileInfo(path).absolutePath();
                 path = up == path ? QString() : up;

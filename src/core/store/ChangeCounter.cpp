@@ -18,7 +18,9 @@ namespace {
 // O_NONBLOCK: a FIFO in its place must not hang us. O_NOFOLLOW: a link in its place
 // must not make us write somebody else's file.
 constexpr int kOpenFlags = O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW | O_NOCTTY;
-constexpr off_t kSize = sizeof(std::uint64_t);
+constexpr off_t kWord = sizeof(std::uint64_t);
+constexpr off_t kSize = 2 * kWord;
+constexpr off_t kOneWordSize = kWord;  // before the side files' owner was kept
 
 class File {
 public:
@@ -51,8 +53,9 @@ ChangeCounter::~ChangeCounter() {
 
 void ChangeCounter::release() {
     if (word_)
-        ::munmap(word_, sizeof *word_);
+        ::munmap(word_, words_ * sizeof *word_);
     word_ = nullptr;
+    words_ = 0;
 }
 
 void ChangeCounter::fail(State state, std::string problem) {
@@ -124,8 +127,9 @@ void ChangeCounter::open(const std::string& path, bool writer, const struct stat
         fail(State::Unusable, path + " has other names (hard links), so it may be another file");
         return;
     }
-    if (st.st_size != kSize) {
-        fail(State::Unusable, path + " is " + std::to_string(st.st_size) + " bytes long, not the 8 of a counter");
+    if (st.st_size != kSize && st.st_size != kOneWordSize) {
+        fail(State::Unusable,
+             path + " is " + std::to_string(st.st_size) + " bytes long, not the 8 or 16 of a counter");
         return;
     }
 
@@ -136,7 +140,8 @@ void ChangeCounter::open(const std::string& path, bool writer, const struct stat
     if (writer && (!writable || missing != 0) && (st.st_uid == ::geteuid() || ::geteuid() == 0) &&
         ::fchmod(fd.get(), (st.st_mode & 07777) | (hive.st_mode & 0666)) == 0) {
         fd = File(::open(path.c_str(), O_RDWR | kOpenFlags));
-        writable = fd.get() >= 0 && ::fstat(fd.get(), &st) == 0 && S_ISREG(st.st_mode) && st.st_size == kSize;
+        writable = fd.get() >= 0 && ::fstat(fd.get(), &st) == 0 && S_ISREG(st.st_mode) &&
+                   (st.st_size == kSize || st.st_size == kOneWordSize);
         if (!writable && fd.get() < 0)
             fd = File(::open(path.c_str(), O_RDONLY | kOpenFlags));
         if (fd.get() < 0) {
@@ -145,12 +150,17 @@ void ChangeCounter::open(const std::string& path, bool writer, const struct stat
         }
     }
 
-    void* p = ::mmap(nullptr, kSize, writable ? PROT_READ | PROT_WRITE : PROT_READ, MAP_SHARED, fd.get(), 0);
+    // Growing a file that others map is safe: their mapping covers the whole page.
+    if (writable && st.st_size == kOneWordSize && ::ftruncate(fd.get(), kSize) == 0)
+        st.st_size = kSize;
+    const off_t size = st.st_size;
+    void* p = ::mmap(nullptr, size, writable ? PROT_READ | PROT_WRITE : PROT_READ, MAP_SHARED, fd.get(), 0);
     if (p == MAP_FAILED) {
         fail(State::Unusable, path + " cannot be mapped: " + describeErrno(errno));
         return;
     }
     word_ = static_cast<std::uint64_t*>(p);
+    words_ = static_cast<std::size_t>(size / kWord);
     state_ = writable ? State::Writable : State::ReadOnly;
     if (writer && !writable)
         problem_ = path + " may not be written, so other programs would not see the writes of this one";

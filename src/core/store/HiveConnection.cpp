@@ -2,6 +2,7 @@
 
 #include "HiveSchema.h"
 #include "PublishedCopy.h"
+#include "SideFiles.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -162,6 +163,17 @@ Opened fail(long rc, std::string why) {
     return result;
 }
 
+// Before SQLite opens the file: its -wal and -shm must be its own (SideFiles.h).
+Opened claimSideFilesOf(const HiveFile& hive, bool writer, int busyTimeoutMs) {
+    struct stat st {};
+    std::string why;
+    if (::stat(hive.file.c_str(), &st) != 0)
+        return {};  // gone meanwhile: SQLite says so
+    if (const long rc = claimSideFiles(hive, st, writer, busyTimeoutMs, why))
+        return fail(rc, std::move(why));
+    return {};
+}
+
 Opened openForReading(const HiveFile& hive, int busyTimeoutMs, std::unique_ptr<Connection>& out) {
     auto c = std::make_unique<Connection>();
     // Without -shm, SQLite can read a hive in WAL mode only by creating it. Where
@@ -183,6 +195,8 @@ Opened openForReading(const HiveFile& hive, int busyTimeoutMs, std::unique_ptr<C
         c->access = Access::Snapshot;
         name = uri(hive.file);
         flags |= SQLITE_OPEN_URI;
+    } else if (Opened claimed = claimSideFilesOf(hive, false, busyTimeoutMs); claimed.rc != regerr::Success) {
+        return claimed;
     }
     sqlite3* raw = nullptr;
     int rc = sqlite3_open_v2(name.c_str(), &raw, flags, nullptr);
@@ -297,6 +311,8 @@ Opened openConnection(const HiveFile& hive, bool write, int busyTimeoutMs, std::
     if (!write)
         return openForReading(hive, busyTimeoutMs, out);
 
+    if (Opened claimed = claimSideFilesOf(hive, true, busyTimeoutMs); claimed.rc != regerr::Success)
+        return claimed;
     auto c = std::make_unique<Connection>();
     c->access = Access::Write;
     sqlite3* raw = nullptr;
@@ -352,6 +368,7 @@ Opened openConnection(const HiveFile& hive, bool write, int busyTimeoutMs, std::
     c->device = st.st_dev;
     c->inode = st.st_ino;
     c->counter.open(hive.file + "-changes", true, st);
+    recordSideFilesOwner(c->counter, st);
     c->noteFiles(hive.file);
     if (c->counter.state() == ChangeCounter::State::ReadOnly || c->counter.redirected()) {
         // A write nobody hears of would leave other programs reading old values.

@@ -4,6 +4,7 @@
 
 #include "HiveSchema.h"
 #include "KeyPaths.h"
+#include "SideFiles.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -177,6 +178,10 @@ long SqliteRegistryStore::Impl::createHive(HiveState& h) {
     }
     if (const long rc = store::createHiveFile(h.place, h.problem))
         return rc;
+    // The side files of a hive removed under a running program may still be there.
+    if (::stat(file(h).c_str(), &st) == 0)
+        if (const long rc = store::claimSideFiles(h.place, st, true, options.busyTimeoutMs, h.problem))
+            return rc;
     h.makingHive = true;
     const struct Made {
         bool& making;
