@@ -4,12 +4,10 @@
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
+#include <QProcess>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
-
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <filesystem>
@@ -18,27 +16,20 @@
 namespace paramcor {
 namespace {
 
-// Another process writes a value into each of these keys, or with `deleted` removes
+// Another program writes a value into each of these keys, or with `deleted` removes
 // the tree of that name under the first, then ends.
 void inAnotherProcess(const QString& folder, const std::vector<std::string>& keys, const char* deleted = nullptr) {
-    const pid_t child = ::fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        SqliteRegistryStore store(folder.toStdString());
-        for (const std::string& path : keys) {
-            KeyHandle key = 0;
-            if (store.createKey(Hive::CurrentUser, path, &key) != regerr::Success ||
-                (deleted ? store.deleteTree(key, deleted) : store.setValue(key, "v", regtype::Dword, {1, 0, 0, 0})) !=
-                    regerr::Success) {
-                std::fprintf(stderr, "%s\n", store.diagnostic(Hive::CurrentUser).c_str());
-                ::_exit(1);
-            }
-        }
-        ::_exit(0);
-    }
-    int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    QStringList arguments{folder};
+    for (const std::string& key : keys)
+        arguments << QString::fromStdString(key);
+    if (deleted)
+        arguments << QStringLiteral("--delete") << QString::fromUtf8(deleted);
+    QProcess writer;
+    writer.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    writer.start(QStringLiteral(STORE_WRITER), arguments);
+    ASSERT_TRUE(writer.waitForFinished(30000));
+    ASSERT_EQ(writer.exitStatus(), QProcess::NormalExit);
+    ASSERT_EQ(writer.exitCode(), 0);
 }
 
 class Heard : public QObject {
@@ -113,6 +104,12 @@ TEST(OsservatoreRegistro, KeepsHearingWhenTheHiveFilesAreRemovedOrTheChangeFileR
     inAnotherProcess(folder, {"SOFTWARE\\Corvel\\B"});
     EXPECT_EQ(heard.take({corvel + "\\A", corvel + "\\B"}), (std::set<std::string>{corvel + "\\A", corvel + "\\B"}));
 
+    // The -wal and -shm removed under both.
+    std::filesystem::remove(hive + "-wal");
+    std::filesystem::remove(hive + "-shm");
+    inAnotherProcess(folder, {"SOFTWARE\\Corvel\\W"});
+    EXPECT_EQ(heard.take({corvel + "\\W"}), std::set<std::string>{corvel + "\\W"});
+
     // The change file replaced by another, as a move leaves it.
     const std::string counter = hive + "-changes";
     std::filesystem::copy_file(counter, counter + ".new");
@@ -131,7 +128,8 @@ TEST(OsservatoreRegistro, KeepsHearingWhenTheHiveFilesAreRemovedOrTheChangeFileR
     }
     std::filesystem::rename(elsewhere.path().toStdString() + "/HKEY_CURRENT_USER.db", hive);
     inAnotherProcess(folder, {"SOFTWARE\\Corvel\\N"});
-    const std::set<std::string> moved = {corvel + "\\B", corvel + "\\F", corvel + "\\M", corvel + "\\N"};
+    const std::set<std::string> moved = {corvel + "\\B", corvel + "\\F", corvel + "\\M", corvel + "\\N",
+                                         corvel + "\\W"};
     EXPECT_EQ(heard.take(moved), moved);
     SqliteRegistryStore later(folder.toStdString());
     for (const char* path : {"SOFTWARE\\Corvel\\M", "SOFTWARE\\Corvel\\N", "SOFTWARE\\Corvel\\F"}) {
