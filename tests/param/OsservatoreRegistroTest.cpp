@@ -131,6 +131,11 @@ TEST(OsservatoreRegistro, KeepsHearingWhenTheHiveFilesAreRemovedOrTheChangeFileR
     const std::set<std::string> moved = {corvel + "\\B", corvel + "\\F", corvel + "\\M", corvel + "\\N",
                                          corvel + "\\W"};
     EXPECT_EQ(heard.take(moved), moved);
+    // G is not lost for whoever still has the old file: its -wal is kept under a name of its own.
+    int keptLogs = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(folder.toStdString()))
+        keptLogs += entry.path().string().rfind(hive + "-wal.", 0) == 0 && entry.file_size() > 0;
+    EXPECT_EQ(keptLogs, 1);
     SqliteRegistryStore later(folder.toStdString());
     for (const char* path : {"SOFTWARE\\Corvel\\M", "SOFTWARE\\Corvel\\N", "SOFTWARE\\Corvel\\F"}) {
         StoreKey key(later);

@@ -5,6 +5,7 @@
 #include <CVLParamcor/RegistryStore.h>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <signal.h>
 #include <stdio.h>
 #include <unistd.h>
@@ -31,13 +32,16 @@ bool alive(std::uint64_t owner) {
     return ::kill(pid, 0) == 0 || errno != ESRCH;
 }
 
-// The old -wal stays, under a name of its own, with the writes of the file that was
-// the hive: whoever still has that file may want them back.
+// An old -wal with writes stays, under a name of its own: they are the last writes
+// of the file that was the hive, and whoever still has that file may want them back.
 long setAside(const std::string& file, std::uint64_t formerOwner, std::string& why) {
     const std::string wal = file + "-wal";
     const std::string kept = wal + "." + std::to_string(formerOwner);
-    if (::renameat2(AT_FDCWD, wal.c_str(), AT_FDCWD, kept.c_str(), RENAME_NOREPLACE) != 0 && errno != ENOENT &&
-        !(errno == EEXIST && ::unlink(wal.c_str()) == 0)) {
+    struct stat st {};
+    const bool holdsWrites = ::lstat(wal.c_str(), &st) == 0 && S_ISREG(st.st_mode) && st.st_size > 0;
+    const bool gone = holdsWrites ? ::renameat2(AT_FDCWD, wal.c_str(), AT_FDCWD, kept.c_str(), RENAME_NOREPLACE) == 0
+                                  : ::unlink(wal.c_str()) == 0;
+    if (!gone && errno != ENOENT && !(errno == EEXIST && ::unlink(wal.c_str()) == 0)) {
         why = wal + " belongs to a file that is no longer " + file + ", and cannot be set aside: " +
               std::strerror(errno);
         return regerr::AccessDenied;
