@@ -9,7 +9,7 @@
 namespace paramcor::tool {
 
 WaitingStore::WaitingStore(std::shared_ptr<RegistryStore> store, int waitSeconds)
-    : store_(std::move(store)), waitSeconds_(waitSeconds), watcher_([this] { watch(); }) {}
+    : store_(std::move(store)), waitSeconds_(waitSeconds) {}
 
 WaitingStore::~WaitingStore() {
     {
@@ -17,7 +17,8 @@ WaitingStore::~WaitingStore() {
         stopping_ = true;
     }
     changed_.notify_all();
-    watcher_.join();
+    if (watcher_.joinable())
+        watcher_.join();
 }
 
 // A write still running at two looks a second apart is waiting for another
@@ -41,8 +42,12 @@ void WaitingStore::watch() {
 
 template <typename Call>
 long WaitingStore::writing(Call call) {
-    if (notice_.isEmpty())
+    // Started by the first write: most commands only read, and a thread costs them
+    // a noticeable part of their start.
+    if (!watcher_.joinable()) {
         notice_ = tr("waiting for another program that holds the store, at most %1 s (--attesa)").arg(waitSeconds_);
+        watcher_ = std::thread([this] { watch(); });
+    }
     call_.fetch_add(1);
     busy_.store(true);
     const long rc = call();
