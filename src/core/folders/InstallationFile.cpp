@@ -186,12 +186,19 @@ QString Reader::macroOf(int j) const {
 
 bool Reader::bindMacros() {
     const int program = in_.declared + 1;
+    // Every default is searched for every folder's token: each token is made once.
+    std::vector<QString> macros;
+    macros.reserve(program + 1);
+    for (int j = 0; j <= program; ++j)
+        macros.push_back(macroOf(j));
     for (int i = 1; i <= in_.declared; ++i) {
         RecordPercorso& record = table_[i];
         record.IndiceMacro = -1;
         const QString upperDefault = record.Default.toUpper();
+        if (!upperDefault.contains(u'<'))
+            continue;
         for (int j = 0; j <= program; ++j) {
-            if (!upperDefault.contains(macroOf(j)))
+            if (!upperDefault.contains(macros[j]))
                 continue;
             if (j == i)
                 return fault(QStringLiteral("Circular reference in default value for folder ") + record.Nome + u'\n' +
