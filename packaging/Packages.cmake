@@ -22,6 +22,9 @@ set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # A station of a shop loads the PostgreSQL client library when it first needs it.
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS "libpq5")
+# paramcor loads gettext's PO library when it first reads or writes a PO file: no
+# longer linked, it is not among the dependencies found in the binaries.
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "libgettextpo0")
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/CompressManuals.cmake)

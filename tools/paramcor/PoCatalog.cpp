@@ -3,6 +3,7 @@
 #include "base/CodePage.h"
 #include "Output.h"
 #include "Files.h"
+#include "PoLibrary.h"
 #include "Wording.h"
 
 #include <QDir>
@@ -154,6 +155,8 @@ QString headerField(const QString& header, const char* field) {
 }
 
 Catalog read(const QString& path) {
+    if (const QString problem = libraryProblem(); !problem.isEmpty())
+        throw Failure(tr("%1 cannot be read: %2").arg(path, problem));
     QByteArray bytes = readWhole(path, tr("a PO file"));
     if (bytes.startsWith("\xFF\xFE") || bytes.startsWith("\xFE\xFF"))
         throw Failure(tr("%1:1: it is UTF-16 text; a PO file is UTF-8 (msgconv -t UTF-8 converts it)").arg(path));
@@ -222,6 +225,8 @@ Catalog read(const QString& path) {
 }
 
 QByteArray write(const Catalog& catalog) {
+    if (const QString problem = libraryProblem(); !problem.isEmpty())
+        throw Failure(tr("the PO file cannot be made: %1").arg(problem));
     QTemporaryFile out(QDir::temp().filePath(QStringLiteral("paramcor-XXXXXX.po")));
     if (!out.open())
         throw Failure(tr("no room for a temporary file: %1").arg(out.errorString()));
