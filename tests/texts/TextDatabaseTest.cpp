@@ -37,7 +37,7 @@ protected:
     // Each opening is a new object's, wired as the creation sequence wires it.
     bool open() {
         texts.emplace(MainParametri::instance());
-        return texts->open({folders.Percorso("Testi"), &checkFilePresent, &units::ControllaValori});
+        return texts->open({folders.Percorso("Testi"), &checkFilePresent, &units::addMissingRows});
     }
     const std::vector<test::RecordedMessage>& messages() { return platform.messages(); }
 

@@ -94,10 +94,10 @@ Folders& foldersOf(Parametri& owner) {
     return owner.d->folders;
 }
 
-// The unit rows are made sure of before the user file is opened.
+// The unit rows are made sure of as the user file is opened.
 bool Parametri::openTextDatabase() {
     return d->texts.open(
-        {d->folders.Percorso(QStringLiteral("Testi")), &checkFilePresent, &units::ControllaValori});
+        {d->folders.Percorso(QStringLiteral("Testi")), &checkFilePresent, &units::addMissingRows});
 }
 void Parametri::closeTextDatabase() {
     d->texts.close();

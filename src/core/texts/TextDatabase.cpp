@@ -170,14 +170,18 @@ bool TextDatabase::open(const QString& user, const Setup& setup) {
     if (file.isEmpty())
         return false;
     try {
-        const QString problem = texts::unusableReason(file);
-        if (!problem.isEmpty())
+        // Opened once: each opening reads the whole layout again.
+        QString problem = texts::unusableFileReason(file);
+        std::optional<SqlDatabase> db;
+        if (problem.isEmpty())
+            db = texts::openTextTable(file, stuck ? SqlDatabase::Mode::ReadOnly : SqlDatabase::Mode::ReadWrite,
+                                      problem);
+        if (!db)
             throw TextDatabaseError(26, problem);  // SQLITE_NOTADB
         if (setup.prepareUserFile && !stuck)
-            setup.prepareUserFile(user);
-        SqlDatabase db(file, stuck ? SqlDatabase::Mode::ReadOnly : SqlDatabase::Mode::ReadWrite);
-        db.prepare("SELECT Programma, Progressivo, TESTO_01 FROM Testi LIMIT 1");
-        db_ = std::move(db);
+            setup.prepareUserFile(*db);
+        db->prepare("SELECT Programma, Progressivo, TESTO_01 FROM Testi LIMIT 1");
+        db_ = std::move(*db);
         path_ = user;
         return true;
     } catch (const TextDatabaseError& error) {

@@ -25,9 +25,9 @@ public:
         QString folder;  // the folder "Testi", ending with a separator
         // Whether a file is there and may be written; says why not when told to.
         std::function<bool(const QString& path, bool warnIfMissing)> checkFile;
-        // Runs on the user file just before it is opened (the unit rows). A
+        // Runs on the user file once it is open (the unit rows). A
         // TextDatabaseError stops the opening with its message.
-        std::function<void(const QString& user)> prepareUserFile;
+        std::function<void(SqlDatabase& user)> prepareUserFile;
     };
 
     // The language is read from the current selection, which the caller has set.

@@ -91,7 +91,7 @@ QString lastCommittedCopy(const QString& path, const QString& folder) {
     return QFile::exists(copy + journal) ? QString() : copy;
 }
 
-QString unusableReason(const QString& path) {
+QString unusableFileReason(const QString& path) {
     // Checked before SQLite opens it, since SQLite follows a link and writes through it.
     const QString refused = refusedFileReason(path);
     if (!refused.isEmpty())
@@ -107,17 +107,31 @@ QString unusableReason(const QString& path) {
             "it is an Access database made on Windows; convert it to the new text database format first");
     if (!header.startsWith(QByteArrayLiteral("SQLite format 3\0")))
         return QStringLiteral("it is not a text database");
-    try {
-        // A journal left by a program that died must be rolled back before anything
-        // can be read, and only a connection that may write does that.
-        SqlDatabase db(path, mayRollBack(path) ? SqlDatabase::Mode::ReadWrite : SqlDatabase::Mode::ReadOnly);
-        auto statement = db.prepare("SELECT count(*) FROM sqlite_master WHERE type = 'table' AND name = 'Testi'");
-        if (!statement.step() || statement.integer(0) == 0)
-            return QStringLiteral("it is a database of another program: it has no table Testi");
-    } catch (const TextDatabaseError& error) {
-        return QStringLiteral("it cannot be read as a database (%1)").arg(error.message());
-    }
     return QString();
+}
+
+std::optional<SqlDatabase> openTextTable(const QString& path, SqlDatabase::Mode mode, QString& problem) {
+    try {
+        SqlDatabase db(path, mode);
+        auto statement = db.prepare("SELECT count(*) FROM sqlite_master WHERE type = 'table' AND name = 'Testi'");
+        const bool holdsTexts = statement.step() && statement.integer(0) != 0;
+        statement = SqlStatement();
+        if (holdsTexts)
+            return db;
+        problem = QStringLiteral("it is a database of another program: it has no table Testi");
+    } catch (const TextDatabaseError& error) {
+        problem = QStringLiteral("it cannot be read as a database (%1)").arg(error.message());
+    }
+    return std::nullopt;
+}
+
+QString unusableReason(const QString& path) {
+    QString problem = unusableFileReason(path);
+    // A journal left by a program that died must be rolled back before anything
+    // can be read, and only a connection that may write does that.
+    if (problem.isEmpty())
+        openTextTable(path, mayRollBack(path) ? SqlDatabase::Mode::ReadWrite : SqlDatabase::Mode::ReadOnly, problem);
+    return problem;
 }
 
 bool hasTheLayoutColumns(SqlDatabase& db) {

@@ -9,6 +9,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <optional>
+
 namespace paramcor::texts {
 
 constexpr int kLanguages = kLanguageColumns;
@@ -39,6 +41,12 @@ void createLayout(SqlDatabase& db);
 // is never changed; a journal left beside a text database is rolled back when the
 // file may be written.
 QString unusableReason(const QString& path);
+
+// The same, in two steps for a caller that goes on with the file: the checks made
+// before any engine touches it, then the opening, which leaves `problem` empty and
+// the database open only when the file holds the text table.
+QString unusableFileReason(const QString& path);
+std::optional<SqlDatabase> openTextTable(const QString& path, SqlDatabase::Mode mode, QString& problem);
 
 // Whether this process may write the file and so roll back a journal left in it.
 bool mayRollBack(const QString& path);

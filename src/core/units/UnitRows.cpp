@@ -36,15 +36,21 @@ QByteArray insertSql() {
 
 void ControllaValori(const QString& DB) {
     SqlDatabase db(DB, SqlDatabase::Mode::ReadWrite);
+    addMissingRows(db);
+}
+
+void addMissingRows(SqlDatabase& db) {
+    const auto present = [&db] { return db.prepare("SELECT 1 FROM Testi WHERE Programma = 'PARAM' LIMIT 1").step(); };
+    // Rows that exist are not checked one by one, and a program that finds them
+    // takes no lock: most starts only read.
+    if (present())
+        return;
     // Programs starting together on a new database must not both add the rows: the
     // check and the additions hold the write lock together. Rows added before a
     // failure are kept all the same.
     db.exec("BEGIN IMMEDIATE");
     try {
-        SqlStatement existing = db.prepare("SELECT * FROM Testi WHERE Programma = 'PARAM'");
-        const bool present = existing.step();
-        existing.reset();
-        if (!present) {  // rows that exist are not checked one by one
+        if (!present()) {
             const QString today = texts::today();
             SqlStatement insert = db.prepare(insertSql().constData());
             for (const DefaultRow& row : kMetricRows)

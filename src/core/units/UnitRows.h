@@ -2,6 +2,8 @@
 // (Programma "PARAM"), one value per language column.
 #pragma once
 
+#include "base/SqlDatabase.h"
+
 #include <QString>
 
 namespace paramcor::units {
@@ -10,5 +12,7 @@ namespace paramcor::units {
 // it has no PARAM row at all. Database failures reach the caller as
 // TextDatabaseError; rows stored before a failure stay.
 void ControllaValori(const QString& DB);
+// The same on a database already open.
+void addMissingRows(SqlDatabase& db);
 
 }  // namespace paramcor::units
