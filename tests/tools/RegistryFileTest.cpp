@@ -87,11 +87,12 @@ TEST(ParamcorRegistryFile, AFileWrittenByHandInWindowsFormat) {
                                                "\"Giri\"=dword:00000BB8\n"
                                                "\"Larghezza\"=hex:00,00,00,00,00,\\\n  70,a7,40\n"
                                                "\"Percorso\"=hex(2):25,00,54,00,00,00\n"
+                                               "\"Vuoto\"=hex:\n"
                                                "\"Simbolo\"=hex(1):3d,d8,00,de,00,00\n"
                                                "  \"Rientrato\" = \"più €\"   \n\n"
                                                "[HKEY_CLASSES_ROOT\\.dxf]\n@=\"Corvel.Disegno\"\n")));
     const Outcome run = workshop.run({"registro", "importa", "--per-alveare", file});  // two hives
-    EXPECT_EQ(run.out, QStringLiteral("Imported %1: 2 keys, 7 values\n").arg(file)) << run;
+    EXPECT_EQ(run.out, QStringLiteral("Imported %1: 2 keys, 8 values\n").arg(file)) << run;
     auto store = workshop.store();
     const auto value = [&](const std::string& name) {
         return storedValue(store, Hive::CurrentUser, kSuite + "\\Taglio", name);
@@ -99,6 +100,7 @@ TEST(ParamcorRegistryFile, AFileWrittenByHandInWindowsFormat) {
     EXPECT_EQ(value(""), (StoredValue{true, 1, utf8(QStringLiteral("Lama \"diamantata\" in C:\\Utensili\\"))}));
     EXPECT_EQ(value("Larghezza"), (StoredValue{true, 3, {0, 0, 0, 0, 0, 0x70, 0xA7, 0x40}}));
     EXPECT_EQ(value("Percorso"), (StoredValue{true, 2, {'%', 'T', 0}}));
+    EXPECT_EQ(value("Vuoto"), (StoredValue{true, 3, {}}));  // an empty binary value, as regedit writes it
     EXPECT_EQ(value("Simbolo"), (StoredValue{true, 1, {0xF0, 0x9F, 0x98, 0x80, 0}}));  // a pair, one character
     EXPECT_EQ(value("Rientrato"), (StoredValue{true, 1, utf8(QStringLiteral("più €"))}));
     EXPECT_EQ(storedValue(store, Hive::ClassesRoot, ".dxf", "").bytes, utf8("Corvel.Disegno"));
