@@ -82,54 +82,39 @@ std::string uri(const std::string& path) {
     return out + "?immutable=1";
 }
 
-int prepareStatements(Connection& c) {
+void defineStatements(Connection& c) {
     sqlite3* db = c.db.get();
-    int rc = prepare(db, "SELECT id, path FROM keys WHERE folded = ?1", c.selectKey);
-    if (rc == SQLITE_OK)
-        rc = prepare(db, "SELECT type, data FROM vals WHERE key = ?1 AND folded = ?2", c.selectValue);
-    if (rc == SQLITE_OK)
-        rc = prepare(db, "SELECT folded FROM keys WHERE id = ?1", c.selectFolded);
+    c.selectKey.define(db, "SELECT id, path FROM keys WHERE folded = ?1");
+    c.selectValue.define(db, "SELECT type, data FROM vals WHERE key = ?1 AND folded = ?2");
+    c.selectFolded.define(db, "SELECT folded FROM keys WHERE id = ?1");
     // The file keeps no parent column, so that hives written before enumeration
     // existed need no change: the subkeys of a key are the paths that continue its
     // own ("PATH\") with one more name. Its whole subtree lies between "PATH\" and
     // "PATH]" ("]" follows the backslash), a range of the index on folded paths, and
     // so does the subtree of each subkey: the store steps from one subkey to the next
     // over the subtree between them, each step a seek (KeyEnumeration).
-    if (rc == SQLITE_OK)
-        rc = prepare(db, "SELECT path, folded FROM keys WHERE folded >= ?1 AND folded < ?2 ORDER BY folded LIMIT 1",
-                     c.enumChildren);
-    if (rc == SQLITE_OK)
-        rc = prepare(db, "SELECT path, folded FROM keys WHERE folded >= ?1 ORDER BY folded LIMIT 1",
-                     c.enumRootChildren);
-    if (rc == SQLITE_OK)
-        rc = prepare(db,
-                     "SELECT name, type, data, folded FROM vals WHERE key = ?1 AND folded >= ?2"
-                     " ORDER BY folded LIMIT 1",
-                     c.enumValues);
-    if (rc != SQLITE_OK || !c.writable())
-        return rc;
-    rc = prepare(db, "INSERT INTO keys(path, folded) VALUES(?1, ?2)", c.insertKey);
-    if (rc == SQLITE_OK)
-        rc = prepare(db,
-                     "INSERT INTO vals(key, folded, name, type, data) SELECT ?1, ?2, ?3, ?4, ?5"
-                     " WHERE EXISTS (SELECT 1 FROM keys WHERE id = ?1)"  // not when deleted meanwhile
-                     " ON CONFLICT(key, folded) DO UPDATE SET type = excluded.type, data = excluded.data",
-                     c.upsertValue);
+    c.enumChildren.define(db,
+                          "SELECT path, folded FROM keys WHERE folded >= ?1 AND folded < ?2 ORDER BY folded LIMIT 1");
+    c.enumRootChildren.define(db, "SELECT path, folded FROM keys WHERE folded >= ?1 ORDER BY folded LIMIT 1");
+    c.enumValues.define(db,
+                        "SELECT name, type, data, folded FROM vals WHERE key = ?1 AND folded >= ?2"
+                        " ORDER BY folded LIMIT 1");
+    if (!c.writable())
+        return;
+    c.insertKey.define(db, "INSERT INTO keys(path, folded) VALUES(?1, ?2)");
+    c.upsertValue.define(db,
+                         "INSERT INTO vals(key, folded, name, type, data) SELECT ?1, ?2, ?3, ?4, ?5"
+                         " WHERE EXISTS (SELECT 1 FROM keys WHERE id = ?1)"  // not when deleted meanwhile
+                         " ON CONFLICT(key, folded) DO UPDATE SET type = excluded.type, data = excluded.data");
     // Within a batch the write lock is held from its start: whether the key is still
     // there is asked apart (selectFolded), and a plain insert needs no statement
     // journal, which costs a batch of many writes more than the rows themselves.
-    if (rc == SQLITE_OK)
-        rc = prepare(db,
-                     "INSERT INTO vals(key, folded, name, type, data) VALUES(?1, ?2, ?3, ?4, ?5)"
-                     " ON CONFLICT(key, folded) DO UPDATE SET type = excluded.type, data = excluded.data",
-                     c.upsertValueInBatch);
-    if (rc == SQLITE_OK)
-        rc = prepare(db, "BEGIN IMMEDIATE", c.begin);
-    if (rc == SQLITE_OK)
-        rc = prepare(db, "COMMIT", c.commit);
-    if (rc == SQLITE_OK)
-        rc = prepare(db, "ROLLBACK", c.rollback);
-    return rc;
+    c.upsertValueInBatch.define(db,
+                                "INSERT INTO vals(key, folded, name, type, data) VALUES(?1, ?2, ?3, ?4, ?5)"
+                                " ON CONFLICT(key, folded) DO UPDATE SET type = excluded.type, data = excluded.data");
+    c.begin.define(db, "BEGIN IMMEDIATE");
+    c.commit.define(db, "COMMIT");
+    c.rollback.define(db, "ROLLBACK");
 }
 
 // A read lock like SQLite's own shared lock, held by this descriptor alone (an open
@@ -213,7 +198,7 @@ Opened openForReading(const HiveFile& hive, int busyTimeoutMs, std::unique_ptr<C
         return fail(rc == SQLITE_OK ? regerr::BadDatabase : fromSqlite(rc), why);
     }
     if (rc == SQLITE_OK)
-        rc = prepareStatements(*c);
+        defineStatements(*c);
     if (rc != SQLITE_OK)
         return fail(fromSqlite(rc), hive.file + " cannot be read: " + (raw ? sqlite3_errmsg(raw) : "out of memory"));
     struct stat st {};
@@ -295,7 +280,7 @@ Opened openPublishedCopy(const HiveFile& hive, std::unique_ptr<Connection>& out)
     if (rc == SQLITE_OK && !isOurHive(raw, copy, rc, why))
         return fail(rc == SQLITE_OK ? regerr::BadDatabase : fromSqlite(rc), why);
     if (rc == SQLITE_OK)
-        rc = prepareStatements(*c);
+        defineStatements(*c);
     if (rc != SQLITE_OK)
         return fail(fromSqlite(rc), copy + " cannot be read: " + (raw ? sqlite3_errmsg(raw) : "out of memory"));
     out = std::move(c);
@@ -351,7 +336,7 @@ Opened openConnection(const HiveFile& hive, bool write, int busyTimeoutMs, std::
     if (rc == SQLITE_OK)
         rc = addChangeLog(raw);
     if (rc == SQLITE_OK)
-        rc = prepareStatements(*c);
+        defineStatements(*c);
     if (rc != SQLITE_OK) {
         const int primary = rc & 0xFF;
         if (primary == SQLITE_READONLY || primary == SQLITE_CANTOPEN || primary == SQLITE_PERM) {

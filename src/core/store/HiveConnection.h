@@ -55,20 +55,20 @@ struct Connection {
     Database db;
     Access access = Access::Read;
     ChangeCounter counter;
-    Statement selectKey;
-    Statement selectValue;
-    Statement selectFolded;
-    Statement enumChildren;      // of a key other than the root
-    Statement enumRootChildren;  // of the root key
-    Statement enumValues;
+    LazyStatement selectKey;
+    LazyStatement selectValue;
+    LazyStatement selectFolded;
+    LazyStatement enumChildren;      // of a key other than the root
+    LazyStatement enumRootChildren;  // of the root key
+    LazyStatement enumValues;
     Statement selectChanges;  // prepared at the first use: a hive of a process that may not add the log has none
     // Write connections only.
-    Statement insertKey;
-    Statement upsertValue;
-    Statement upsertValueInBatch;
-    Statement begin;
-    Statement commit;
-    Statement rollback;
+    LazyStatement insertKey;
+    LazyStatement upsertValue;
+    LazyStatement upsertValueInBatch;
+    LazyStatement begin;
+    LazyStatement commit;
+    LazyStatement rollback;
     // Within a batch: the connection's count of changes when it began, and whether
     // it has stopped logging each change (kQuietBatch).
     std::int64_t batchStart = 0;

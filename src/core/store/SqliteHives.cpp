@@ -53,6 +53,11 @@ SqliteRegistryStore::Impl::Impl(const std::string& userFolder, const std::string
 }
 
 long SqliteRegistryStore::Impl::failure(HiveState& h, int rc) {
+    sqlite3* db = h.conn ? h.conn->db.get() : nullptr;
+    // A statement that could not be prepared is refused as misuse: the cause is the
+    // connection's own.
+    if (db && rc == SQLITE_MISUSE && sqlite3_extended_errcode(db) != SQLITE_OK)
+        rc = sqlite3_extended_errcode(db);
     if (isBusy(rc)) {
         h.problem = file(h) + " is held by another process for longer than this one waits (" +
                     std::to_string(options.busyTimeoutMs) + " ms)";
@@ -61,7 +66,6 @@ long SqliteRegistryStore::Impl::failure(HiveState& h, int rc) {
     // A rollback after the failure leaves its own message ("no transaction is
     // active" once SQLite rolled back by itself, as on a full disk): the first
     // cause is the one told.
-    sqlite3* db = h.conn ? h.conn->db.get() : nullptr;
     const char* message = db && sqlite3_extended_errcode(db) == rc ? sqlite3_errmsg(db) : sqlite3_errstr(rc);
     const int primary = rc & 0xFF;
     h.problem =

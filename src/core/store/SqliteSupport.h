@@ -31,11 +31,35 @@ inline int prepare(sqlite3* db, const char* sql, Statement& out) {
     return rc;
 }
 
+// A statement prepared at its first use: a short command uses few of those of a
+// connection, and each costs a parse. One that cannot be prepared stays null, which
+// SQLite's calls and stepOnce refuse with SQLITE_MISUSE, the connection keeping
+// the cause.
+class LazyStatement {
+public:
+    void define(sqlite3* db, const char* sql) {
+        db_ = db;
+        sql_ = sql;
+    }
+    sqlite3_stmt* get() const {
+        if (!statement_ && db_)
+            prepare(db_, sql_, statement_);
+        return statement_.get();
+    }
+
+private:
+    sqlite3* db_ = nullptr;
+    const char* sql_ = nullptr;
+    mutable Statement statement_;
+};
+
 // Steps a statement once and resets it at once, so that it never holds a read
 // transaction open: that would pin an old snapshot of the hive. `onRow` reads the
 // row, if there is one, before the reset.
 template <class OnRow>
 int stepOnce(sqlite3_stmt* statement, OnRow&& onRow) {
+    if (!statement)
+        return SQLITE_MISUSE;
     const int rc = sqlite3_step(statement);
     if (rc == SQLITE_ROW)
         onRow(statement);
