@@ -117,6 +117,43 @@ TEST(SqliteHiveFiles, NoLockOfAUserOutsideTheGroupHoldsAWriterUp) {
     EXPECT_EQ(outsider.exitCode(), 0);
 }
 
+TEST(SqliteHiveFiles, RootWritingAUsersHiveLeavesItsFilesToTheUser) {
+    // An administrator's command on a user's store must not take the files from the
+    // user: a counter root made for itself would leave the user's programs reading only.
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "needs root to act as the user";
+    constexpr uid_t kUser = 65534;  // becomeAnotherUser's
+    TempFolder root("rootwrites");
+    const fs::path user = root.path() / "user";
+    fs::create_directories(user);
+    ASSERT_EQ(::chown(user.c_str(), kUser, kUser), 0);
+    const auto asTheUser = [&](std::uint32_t value) {
+        Child child([&](Child&) {
+            if (!becomeAnotherUser())
+                return 1;
+            SqliteRegistryStore store(user.string());
+            StoreKey key(store);
+            return key.create(Hive::CurrentUser, "Software\\App") == regerr::Success &&
+                           store.setValue(key.handle(), "v", regtype::Dword, dword(value)) == regerr::Success
+                       ? 0
+                       : 2;
+        });
+        child.go();
+        return child.exitCode();
+    };
+    ASSERT_EQ(asTheUser(1), 0);
+    const fs::path counter = user / "HKEY_CURRENT_USER.db-changes";
+    fs::remove(counter);  // as restoring the hive file alone leaves it
+    {
+        SqliteRegistryStore store(user.string());
+        put(store, create(store, "Software\\App"), "w", regtype::Dword, dword(2));
+    }
+    struct stat st {};
+    ASSERT_EQ(::stat(counter.c_str(), &st), 0);
+    EXPECT_EQ(st.st_uid, kUser);
+    EXPECT_EQ(asTheUser(3), 0);
+}
+
 TEST(SqliteHiveFiles, AReaderWithoutWriteRightsReadsTheMachineHiveWhateverBecameOfItsSideFiles) {
     // Characters that a URI must escape: the read-only hive is opened by URI.
     TempFolder root("side files #1?%20");

@@ -141,6 +141,7 @@ TEST(ParamcorRegistryFile, AFaultyFileIsRefusedWithItsLineAndNothingIsImported) 
         {w("[HKCU\\S" + QString("\\k").repeated(512) + "]\n"), ":6: the key is deeper than 512 levels"},
         {w("[HKCU\\X]\n\"a\"=hex(2):25,00,54\n"), ":7: the hex(2) text has an odd number of bytes"},
         {w("[HKCU\\X]\n\"" + QString(16384, u'n') + "\"=dword:00000002\n"), ":7: a value name is longer than 16383"},
+        {w("[HKCU\\" + QString(257, u'k') + "]\n"), ":6: a key name is longer than 256"},
         // A kill between the commits of two hives would leave half of it.
         {w("[HKEY_LOCAL_MACHINE\\SOFTWARE\\X]\n\"a\"=\"b\"\n"),
          " writes 2 hives (HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE), which cannot be imported all or nothing"},
@@ -168,6 +169,11 @@ TEST(ParamcorRegistryFile, AFaultyFileIsRefusedWithItsLineAndNothingIsImported) 
     EXPECT_EQ(workshop.run({"registro", "importa", "--per-alveare", file}).code, 0);
     EXPECT_TRUE(storedValue(store, Hive::CurrentUser, kSuite, "Lingua").found);
     EXPECT_TRUE(storedValue(store, Hive::LocalMachine, kSuite, "Lingua").found);
+
+    // The longest names the registry takes are taken.
+    writeFile(file, w("[HKCU\\" + QString(256, u'k') + "]\n\"" + QString(16383, u'n') + "\"=dword:00000002\n"));
+    EXPECT_EQ(workshop.run({"registro", "importa", file}).code, 0);
+    EXPECT_TRUE(storedValue(store, Hive::CurrentUser, std::string(256, 'k'), std::string(16383, 'n')).found);
 }
 
 TEST(ParamcorRegistryFile, WhatCannotBeExportedLeavesNoFile) {
