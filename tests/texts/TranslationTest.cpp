@@ -48,6 +48,7 @@ TEST_P(TranslationTest, WordingsAreFoundAsGivenThenWithoutTheirPunctuation) {
         QString wording, expected, characters = {};
     } cases[] = {
         {"lastra", "Slab"}, {"(Lastra)", "Slab"}, {"2. Spessore:", "2. Thickness:"}, {"Età:", "Age:"},
+        {"(Attenzione)", "Warning"},  // a capital A begins the core too
         {"Spessore (mm):", "Spessore (mm):"},                           // the core runs to the last letter
         {QString::fromUtf8("È Lastra"), QString::fromUtf8("È Slab")},  // upper-case accents stay outside
         {"Perché?", "Why?"}, {"Lastra?", "Lastra?"},                    // a question mark: never trimmed

@@ -222,7 +222,7 @@ TEST(NumberMask, RoundsGroupsAndRightAlignsAndRefusesMalformedMasks) {
     EXPECT_EQ(units::formatNumber(2.5, "4.0.9", u'.', u','), "   3");
     EXPECT_EQ(units::formatNumber(123456, "5.0.9", u'.', u','), "*****");
     EXPECT_EQ(units::formatNumber(7, "1.0.9", u'.', u','), "7");
-    for (const char* mask : {"12.3", "12.x.4", "0.3.4", "", "12.3.4.5"})
+    for (const char* mask : {"12.3", "12.x.4", "12.3.x", "0.3.4", "", "12.3.4.5"})
         EXPECT_THROW(units::parseNumberMask(mask), std::invalid_argument) << mask;
 }
 
