@@ -6,6 +6,7 @@
 #include <CVLParamcor/SqliteRegistryStore.h>
 
 #include <sqlite3.h>
+#include <unistd.h>
 
 #include <set>
 
@@ -277,6 +278,47 @@ TEST(SqliteRegistryStore, TheChangeLogHoldsEveryBatchHoweverLargeAndTheWritesAft
             put(store, create(store, "Software\\After"), "v", regtype::Dword, dword(keys));
             EXPECT_EQ(heard(), (std::set<std::pair<std::string, bool>>{{"Software\\After", false}}));
         }
+}
+
+TEST(SqliteRegistryStore, AProgramStartedWithoutStandardInputKeepsItsSettings) {
+    // Services and scheduled jobs often start with descriptor 0 closed: the store's
+    // own files then get it, and it is as good as any other. (SQLite keeps its own
+    // files off 0 to 2 and parks /dev/null there: it is closed again before each step.)
+    TempFolder root("nostdin");
+    Child program([&](Child&) {
+        const auto step = [](long rc) {
+            ::close(0);
+            return rc == regerr::Success;
+        };
+        const auto readBack = [&step](RegistryStore& store, std::uint32_t n) {
+            StoreKey key(store);
+            std::uint32_t type = 0;
+            std::vector<std::uint8_t> data;
+            return step(key.open(Hive::CurrentUser, "Software\\App")) &&
+                   step(store.queryValue(key.handle(), "v", &type, &data, 64, nullptr)) && data == dword(n);
+        };
+        ::close(0);
+        SqliteRegistryStore writer(root.str());
+        StoreKey key(writer);
+        if (!step(key.create(Hive::CurrentUser, "Software\\App")) ||
+            !step(writer.setValue(key.handle(), "v", regtype::Dword, dword(1))))
+            return 1;
+        SqliteRegistryStore reader(root.str());
+        if (!readBack(reader, 1) || !step(writer.setValue(key.handle(), "v", regtype::Dword, dword(2))) ||
+            !readBack(reader, 2))  // from what the first read kept, unless the counter moved
+            return 2;
+        // A counter made again, by a program that comes later.
+        std::filesystem::remove(root.path() / "HKEY_CURRENT_USER.db-changes");
+        SqliteRegistryStore later(root.str());
+        StoreKey again(later);
+        SqliteRegistryStore fresh(root.str());
+        if (!step(again.create(Hive::CurrentUser, "Software\\App")) ||
+            !step(later.setValue(again.handle(), "v", regtype::Dword, dword(3))) || !readBack(fresh, 3))
+            return 3;
+        return writer.diagnostic(Hive::CurrentUser).empty() && later.diagnostic(Hive::CurrentUser).empty() ? 0 : 4;
+    });
+    program.go();
+    EXPECT_EQ(program.exitCode(), 0);
 }
 
 TEST(SqliteRegistryStore, WritesLandInTheHiveThatIsThereWhenItWasRemovedOrReplacedMeanwhile) {
