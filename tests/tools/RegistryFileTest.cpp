@@ -312,8 +312,8 @@ TEST(ParamcorRegistryAdmin, ListsDeletesWhenConfirmedAndPipesFiles) {
                                                        "[-HKEY_CURRENT_USER\\SOFTWARE\\Nessuno]\r\n"
                                                        "[HKEY_CURRENT_USER\\SOFTWARE\\Corvel\\Taglio]\r\n"
                                                        "\"Zeta\"=-\r\n\"Mai stato\"=-\r\n")
-                  .code,
-              0);
+                  .out,
+              QStringLiteral("Imported standard input: 1 keys, 0 values, 3 removed\n"));
     EXPECT_EQ(other.run(list).out, QStringLiteral("@\tREG_BINARY\t00 00 00 00 00 00 f8 3f (Double 1.5)\n"
                                                 "Alfa\tREG_SZ\triga uno\\nriga due\n"
                                                 "Bordo\\\nBordo\\Lucido\tREG_MULTI_SZ\ta\\0b\n"));
