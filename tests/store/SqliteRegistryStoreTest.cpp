@@ -8,7 +8,9 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <set>
+#include <thread>
 
 namespace paramcor::test {
 
@@ -319,6 +321,28 @@ TEST(SqliteRegistryStore, AProgramStartedWithoutStandardInputKeepsItsSettings) {
     });
     program.go();
     EXPECT_EQ(program.exitCode(), 0);
+}
+
+TEST(SqliteRegistryStore, AReaderFollowsAChangeCounterMadeAgainUnderIt) {
+    TempFolder root("counteragain");
+    {
+        SqliteRegistryStore first(root.str());
+        put(first, create(first, "Software\\App"), "v", regtype::Dword, dword(1));
+    }
+    SqliteRegistryStore reader(root.str());
+    const KeyHandle key = open(reader, "Software\\App");
+    EXPECT_EQ(read(reader, key, "v").data, dword(1));  // and kept
+    fs::remove(root.path() / "HKEY_CURRENT_USER.db-changes");  // as restoring the hive file alone does
+    SqliteRegistryStore later(root.str());
+    put(later, create(later, "Software\\App"), "v", regtype::Dword, dword(2));
+    // Nobody bumps the counter the reader follows: it looks at its files once a second.
+    bool seen = false;
+    for (int i = 0; i < 300 && !seen; ++i) {
+        seen = read(reader, key, "v").data == dword(2);
+        if (!seen)
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    EXPECT_TRUE(seen);
 }
 
 TEST(SqliteRegistryStore, WritesLandInTheHiveThatIsThereWhenItWasRemovedOrReplacedMeanwhile) {

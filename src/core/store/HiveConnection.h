@@ -7,6 +7,7 @@
 #include "SqliteSupport.h"
 
 #include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <array>
@@ -124,6 +125,20 @@ struct Connection {
 
     enum class Moved { Nothing, SideFiles, Hive };
     Moved moved(const std::string& file) const;
+
+    // Whether a second has begun since the last time: a counter removed or replaced
+    // under a reader is bumped by nobody who comes later, so a reader that keeps
+    // values looks whether its files are still the hive's once a second, whatever the
+    // counter says.
+    bool timeToLookAtFiles() {
+        timespec now {};
+        ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+        if (now.tv_sec == lastLook)
+            return false;
+        lastLook = now.tv_sec;
+        return true;
+    }
+    time_t lastLook = 0;
 };
 
 struct Opened {

@@ -149,7 +149,7 @@ long SqliteRegistryStore::Impl::openToWrite(HiveState& h, bool create) {
 }
 
 long SqliteRegistryStore::Impl::openToRead(HiveState& h, bool create) {
-    if (h.caching() && h.conn->counter.load() != h.cache.seen())
+    if (h.caching() && (h.conn->counter.load() != h.cache.seen() || h.conn->timeToLookAtFiles()))
         forgetIfReplaced(h);
     return openHive(h, create);
 }
