@@ -13,6 +13,7 @@
 #include "ui/units/FormValuta.h"
 
 #include <QFile>
+#include <QLabel>
 
 #include <algorithm>
 #include <memory>
@@ -62,6 +63,20 @@ TEST(Captions, AreInTheUsersLanguage) {
             const QString italian = QString::fromUtf8(c.italian);
             EXPECT_EQ(control->property(c.property).toString(),
                       QString::fromUtf8(c.around).arg(c.translated ? test::windowText(italian, language) : italian));
+        }
+        // However long the wordings, each field's label comes before it: on its row or above it.
+        for (const auto& [name, window] : windows) {
+            window->adjustSize();
+            for (const QLabel* label : window->findChildren<QLabel*>()) {
+                const QWidget* field = label->buddy();
+                if (!field)
+                    continue;
+                SCOPED_TRACE((name + u' ' + label->objectName()).toStdString());
+                const QRect before(label->mapTo(window.get(), QPoint()), label->size());
+                const QRect after(field->mapTo(window.get(), QPoint()), field->size());
+                const bool onItsRow = before.top() <= after.bottom() && after.top() <= before.bottom();
+                EXPECT_TRUE(onItsRow ? before.right() < after.left() : before.bottom() < after.top());
+            }
         }
     }
     EXPECT_TRUE(installation.platform().messages().empty());
