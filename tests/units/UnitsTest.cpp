@@ -112,7 +112,8 @@ TEST(UnitEntries, DefaultsAndExamplesWorkedOutWithTheFactorsAndSymbols) {
 
 TEST(UnitEntries, WhatTheBoxesTakeAndWhatMustBeFilledIn) {
     const std::tuple<bool, QChar, QChar, bool> keys[] = {  // factor box, typed, decimal separator, refused
-        {true, u'.', u',', true},   {true, u',', u',', false},  {true, u'5', u'.', false},   {true, u'a', u'.', true},
+        {true, u'.', u',', true},   {true, u',', u',', false},  {true, u'0', u'.', false},   {true, u'9', u'.', false},
+        {true, u'/', u'.', true},   {true, u':', u'.', true},   {true, u'a', u'.', true},
         {true, u' ', u'.', false},  {true, u'\b', u'.', false}, {false, u'a', u'.', false}, {false, u'\'', u'.', true}};
     for (const auto& [factorBox, typed, decimal, refused] : keys)
         EXPECT_EQ(units::refusesCharacter(factorBox, typed, decimal), refused) << factorBox << QString(typed).toStdString();
